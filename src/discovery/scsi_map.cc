@@ -1,0 +1,181 @@
+#include "discovery/scsi_map.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "platform/registry.h"
+#include "store/ascii_case.h"
+
+namespace devprep {
+
+constinit ScsiMapTable ScsiMap = {};
+
+namespace {
+
+constexpr REGSAM kMapAccess = KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
+constexpr std::size_t kTypeSize = 30;
+constexpr std::size_t kLevelNameSize = 32;
+constexpr const char* kMapKeys[] = {"HARDWARE", "DEVICEMAP", "Scsi"};
+constexpr std::size_t kMapLevels = 3;
+
+// A level of the map: keys named by a prefix and a number below limit. Ports are counted instead:
+// they are taken to run densely from 0.
+struct MapLevel {
+  const char* prefix;
+  std::uint32_t limit;
+};
+constexpr MapLevel kPortLevel = {"Scsi Port ", 0};
+constexpr MapLevel kUnitLevels[] = {
+    {"Scsi Bus ", 8}, {"Target Id ", 128}, {"Logical Unit Id ", 64}};
+constexpr std::size_t kUnitLevelCount = 3;
+
+struct PeripheralWord {
+  const char* word;
+  std::uint8_t type;
+};
+constexpr PeripheralWord kPeripheralWords[] = {
+    {"DiskPeripheral", kPeripheralDisk},
+    {"TapePeripheral", kPeripheralTape},
+    {"OtherPeripheral", kPeripheralProcessor},
+    {"CdRomPeripheral", kPeripheralCdRom},
+    {"OpticalDiskPeripheral", kPeripheralOpticalMemory},
+    {"MediumChangerPeripheral", kPeripheralChanger},
+};
+
+// Opens the key "Scsi" of the map. Returns 0, 209 or 212.
+std::uint16_t OpenMap(HKEY* scsi) {
+  HKEY parent = HKEY_LOCAL_MACHINE;
+  for (std::size_t level = 0; level < kMapLevels; ++level) {
+    HKEY key = nullptr;
+    const LONG status = RegOpenKeyExA(parent, kMapKeys[level], 0, kMapAccess, &key);
+    if (level != 0) RegCloseKey(parent);
+    if (status != ERROR_SUCCESS) return level == 0 ? kMapHardwareNotOpened : kMapNotOpened;
+    parent = key;
+  }
+  *scsi = parent;
+  return 0;
+}
+
+bool CountSubkeys(HKEY key, DWORD* count) {
+  return RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, count, nullptr, nullptr, nullptr, nullptr,
+                          nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+}
+
+HKEY OpenNumbered(HKEY parent, const char* prefix, std::uint32_t number) {
+  char name[kLevelNameSize];
+  std::snprintf(name, sizeof name, "%s%u", prefix, static_cast<unsigned>(number));
+  HKEY key = nullptr;
+  if (RegOpenKeyExA(parent, name, 0, kMapAccess, &key) != ERROR_SUCCESS) return nullptr;
+  return key;
+}
+
+// Reads a text value that must fit, with its NUL, into size bytes.
+bool ReadText(HKEY key, const char* value_name, char* text, std::size_t size) {
+  std::memset(text, 0, size);
+  auto read = static_cast<DWORD>(size);
+  return RegQueryValueExA(key, value_name, nullptr, nullptr, reinterpret_cast<BYTE*>(text),
+                          &read) == ERROR_SUCCESS;
+}
+
+std::uint8_t PeripheralTypeOf(const char* word) {
+  for (const PeripheralWord& known : kPeripheralWords) {
+    if (EqualIgnoringCase(word, known.word)) return known.type;
+  }
+  return kPeripheralDisk;
+}
+
+void ReadUnit(HKEY unit, const std::uint32_t* address, ScsiMapTable* table) {
+  ScsiMapEntry entry = {address[0], address[1], address[2], address[3], {}, 0};
+  char type[kTypeSize + 1] = {};
+  if (!ReadText(unit, "Identifier", entry.Identifier, sizeof entry.Identifier) ||
+      std::memchr(entry.Identifier, '\0', sizeof entry.Identifier) == nullptr ||
+      !ReadText(unit, "Type", type, kTypeSize)) {
+    return;
+  }
+  entry.PeripheralType = PeripheralTypeOf(type);
+  if (static_cast<std::size_t>(table->Count) == kMaxScsiMapEntries) {
+    ++table->LeftOut;
+    return;
+  }
+  table->Entries[table->Count++] = entry;
+}
+
+// Visits the keys of one level in ascending order. Once as many were found as parent has sub-keys,
+// no further number needs to be tried.
+void ScanLevel(HKEY parent, std::size_t level, std::uint32_t* address, ScsiMapTable* table) {
+  DWORD subkeys = 0;
+  const bool counted = CountSubkeys(parent, &subkeys);
+  DWORD found = 0;
+  for (std::uint32_t n = 0; n < kUnitLevels[level].limit && !(counted && found == subkeys); ++n) {
+    HKEY key = OpenNumbered(parent, kUnitLevels[level].prefix, n);
+    if (key == nullptr) continue;
+    ++found;
+    address[level + 1] = n;
+    if (level + 1 == kUnitLevelCount) {
+      ReadUnit(key, address, table);
+    } else {
+      ScanLevel(key, level + 1, address, table);
+    }
+    RegCloseKey(key);
+  }
+}
+
+}  // namespace
+
+std::uint16_t CountScsiPorts(std::uint16_t* count) {
+  HKEY scsi = nullptr;
+  const std::uint16_t status = OpenMap(&scsi);
+  if (status != 0) return status;
+  DWORD ports = 0;
+  const bool counted = CountSubkeys(scsi, &ports);
+  RegCloseKey(scsi);
+  *count = counted ? static_cast<std::uint16_t>(ports) : 0;
+  return counted ? 0 : kMapNoKeyInformation;
+}
+
+std::uint16_t ScanScsiDeviceMap(ScsiMapTable* table) {
+  HKEY scsi = nullptr;
+  const std::uint16_t status = OpenMap(&scsi);
+  if (status != 0) return status;
+  table->Count = 0;
+  table->LeftOut = 0;
+  DWORD ports = 0;
+  if (!CountSubkeys(scsi, &ports)) ports = 0;
+  for (DWORD port = 0; port < ports; ++port) {
+    HKEY key = OpenNumbered(scsi, kPortLevel.prefix, port);
+    if (key == nullptr) continue;
+    std::uint32_t address[kUnitLevelCount + 1] = {port, 0, 0, 0};
+    ScanLevel(key, 0, address, table);
+    RegCloseKey(key);
+  }
+  RegCloseKey(scsi);
+  return 0;
+}
+
+std::int32_t CountScsiMapEntries() {
+  if (!ScsiMap.Scanned) {
+    ScanScsiDeviceMap(&ScsiMap);
+    ScsiMap.Scanned = true;
+  }
+  return ScsiMap.Count;
+}
+
+std::uint16_t LookupScsiMapEntry(std::uint16_t port, std::uint16_t bus, std::uint16_t target,
+                                 std::uint16_t lun, char* identifier,
+                                 std::uint8_t* peripheral_type) {
+  const std::int32_t count = CountScsiMapEntries();
+  for (std::int32_t i = 0; i < count; ++i) {
+    const ScsiMapEntry& entry = ScsiMap.Entries[i];
+    if (entry.Port != port || entry.Bus != bus || entry.TargetId != target || entry.Lun != lun) {
+      continue;
+    }
+    std::memcpy(identifier, entry.Identifier, std::strlen(entry.Identifier) + 1);
+    *peripheral_type = entry.PeripheralType;
+    return 0;
+  }
+  return kMapAddressNotListed;
+}
+
+void ResetScsiMap() { ScsiMap = {}; }
+
+}  // namespace devprep

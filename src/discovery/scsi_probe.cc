@@ -1,0 +1,123 @@
+#include "discovery/scsi_probe.h"
+
+#include <cstring>
+#include <iterator>
+
+#include "discovery/scsi_map.h"
+#include "hooks/library_hooks.h"
+#include "platform/raw_scsi.h"
+#include "store/diagnostic_log.h"
+
+namespace devprep {
+
+constinit DeviceRecord FoundDevices[kMaxFoundDevices] = {};
+constinit std::uint16_t FoundDeviceCount = 0;
+
+namespace {
+
+// By SCSI peripheral device type; kTypeOther beyond the table's end.
+constexpr std::uint16_t kTypeCodes[] = {
+    kTypeDirectAccess, kTypeTape,    kTypePrinter,       kTypeProcessor, kTypeWriteOnce,
+    kTypeCdRom,        kTypeScanner, kTypeOpticalMemory, kTypeChanger,   kTypeCommunications};
+
+constexpr std::size_t kInquiryTextOffset = 8;
+constexpr std::size_t kInquiryTextSize = 32;
+constexpr std::size_t kSerialNumberOffset = 4;
+
+void CopyIdentifier(const char* identifier, DeviceRecord* device) {
+  static_assert(kIdentifierSize == kDescriptionSize);
+  std::memcpy(device->Description, identifier, std::strlen(identifier) + 1);
+}
+
+void ProbeDevice(const char* identifier, DeviceRecord* device) {
+  const DeviceAddress& at = device->Address;
+  std::uint8_t inquiry_data[kInquiryLength];
+  if (InquireDevice(at, inquiry_data)) {
+    CopyInquiryText(inquiry_data, device->Description);
+  } else {
+    CopyIdentifier(identifier, device);
+  }
+  std::uint8_t page[kInquiryPageLength];
+  if (ScsiInquiryPage(at.Board, at.Bus, at.ScsiId, at.Lun, page, sizeof page,
+                      kUnitSerialNumberPage) == 0) {
+    std::memcpy(device->SerialNumber, page + kSerialNumberOffset, kSerialNumberSize);
+  }
+  std::uint8_t answer[kWorldWideIdLength];
+  if (ScsiGetWorldWideId(at.Board, at.Bus, at.ScsiId, at.Lun, kWorldWideIdSelector, answer,
+                         sizeof answer) == 0) {
+    std::memcpy(device->WorldWideID, answer + kWorldWideIdOffset, kWorldWideIdSize);
+  }
+}
+
+void JudgeChanger(DeviceRecord* device) {
+  const DeviceAddress& at = device->Address;
+  if (IsLibraryRegularHook(device->Number, at.Board, at.Bus, at.ScsiId, at.Lun,
+                           device->SerialNumber) != kVirtualisedLibrary) {
+    return;
+  }
+  device->Type = kTypeUnknown;
+  LogMessage("Virtualised library found. Marking device type as UNKNOWN");
+}
+
+void AddFoundDevice(const DeviceAddress& address, const char* identifier,
+                    std::uint8_t peripheral_type) {
+  DeviceRecord* device = &FoundDevices[FoundDeviceCount];
+  device->Number = FoundDeviceCount;
+  device->Address = address;
+  device->Type = MapScsiDeviceType(peripheral_type);
+  device->CleaningTapeSlot = kNotSet;
+  device->DefaultBlockFactor = kNotSet;
+  if (IsProbedType(device->Type)) {
+    ProbeDevice(identifier, device);
+  } else {
+    CopyIdentifier(identifier, device);
+  }
+  if (peripheral_type == kPeripheralChanger && IsLibraryRegularHook != nullptr) {
+    JudgeChanger(device);
+  }
+  ++FoundDeviceCount;
+}
+
+}  // namespace
+
+std::uint16_t MapScsiDeviceType(std::uint8_t peripheral_type) {
+  return peripheral_type < std::size(kTypeCodes) ? kTypeCodes[peripheral_type] : kTypeOther;
+}
+
+void CopyInquiryText(const std::uint8_t* inquiry_data, char* description) {
+  std::memcpy(description, inquiry_data + kInquiryTextOffset, kInquiryTextSize);
+}
+
+bool InquireDevice(const DeviceAddress& address, std::uint8_t* inquiry_data) {
+  return ScsiInquiry(address.Board, address.Bus, address.ScsiId, address.Lun, inquiry_data,
+                     kInquiryLength) == 0;
+}
+
+std::uint16_t ProbeScsiDevices() {
+  std::uint16_t ports = 0;
+  CountScsiPorts(&ports);
+  ResetFoundDevices();
+  // The map lists its units in ascending order, so its entries stand for a walk over all addresses.
+  const std::int32_t listed = CountScsiMapEntries();
+  for (std::int32_t i = 0; i < listed; ++i) {
+    const ScsiMapEntry& entry = ScsiMap.Entries[i];
+    if (entry.Port >= ports) continue;
+    const DeviceAddress address = {
+        static_cast<std::uint16_t>(entry.Port), static_cast<std::uint16_t>(entry.Bus),
+        static_cast<std::uint16_t>(entry.TargetId), static_cast<std::uint16_t>(entry.Lun)};
+    char identifier[kIdentifierSize];
+    std::uint8_t peripheral_type = 0;
+    if (LookupScsiMapEntry(address.Board, address.Bus, address.ScsiId, address.Lun, identifier,
+                           &peripheral_type) == 0) {
+      AddFoundDevice(address, identifier, peripheral_type);
+    }
+  }
+  return 0;
+}
+
+void ResetFoundDevices() {
+  std::memset(static_cast<void*>(FoundDevices), 0, sizeof FoundDevices);
+  FoundDeviceCount = 0;
+}
+
+}  // namespace devprep

@@ -1,0 +1,81 @@
+// The doorways: each export is one registry transaction around the function that does the work.
+#include "devprep/devprep.h"
+#include "discovery/device_cache.h"
+#include "discovery/device_listing.h"
+#include "entry/library.h"
+#include "platform/registry.h"
+#include "raid/raid_records.h"
+#include "raid/raid_setup.h"
+
+namespace devprep {
+namespace {
+
+// Runs an operation as one transaction. When its changes cannot be stored, what the process
+// remembers of them goes too, and the status says so.
+template <typename Operation>
+std::uint16_t AsTransaction(Operation operation) {
+  RegistryBegin();
+  const std::uint16_t members_before = RaidMemberTotal;
+  const std::uint16_t status = operation();
+  if (RegistryCommit()) return status;
+  RaidMemberTotal = members_before;
+  ResetDeviceCache();
+  return DEVPREP_FAILED;
+}
+
+}  // namespace
+}  // namespace devprep
+
+using devprep::AsTransaction;
+
+std::uint16_t SetUpInitTapesvrConfig() {
+  AsTransaction([] { return devprep::SetUpInitTapesvrConfig(); });
+  return DEVPREP_OK;
+}
+
+std::uint16_t SetUpGetNoOfDevices(std::uint16_t* count) {
+  AsTransaction([=] { return devprep::SetUpGetNoOfDevices(count); });
+  return DEVPREP_OK;
+}
+
+std::uint16_t SetUpGetDeviceInfo(std::uint16_t number, DeviceInfo* info) {
+  return AsTransaction([=] { return devprep::SetUpGetDeviceInfo(number, info); });
+}
+
+std::uint16_t RaidSetUpGetNoOfRaids(std::uint16_t* count) {
+  AsTransaction([=] { return devprep::RaidSetUpGetNoOfRaids(count); });
+  return DEVPREP_OK;
+}
+
+std::uint16_t RaidSetUpGetRaidInfo(std::uint16_t number, RaidInfo* info) {
+  return AsTransaction([=] { return devprep::RaidSetUpGetRaidInfo(number, info); });
+}
+
+std::uint16_t RaidSetUpAssignDeviceToRaid(std::uint16_t raid, std::uint16_t device,
+                                          std::uint8_t strict_match) {
+  return AsTransaction(
+      [=] { return devprep::RaidSetUpAssignDeviceToRaid(raid, device, strict_match); });
+}
+
+std::uint16_t RaidSetUpRemoveDeviceFromRaid(std::uint16_t raid, std::uint16_t device) {
+  return AsTransaction([=] { return devprep::RaidSetUpRemoveDeviceFromRaid(raid, device); });
+}
+
+std::uint16_t RaidSetUpCreateRaid(std::uint16_t level, std::uint32_t unused,
+                                  std::uint16_t* number) {
+  return AsTransaction([=] { return devprep::RaidSetUpCreateRaid(level, unused, number); });
+}
+
+std::uint16_t RaidSetUpRemoveRaid(std::uint16_t raid) {
+  return AsTransaction([=] { return devprep::RaidSetUpRemoveRaid(raid); });
+}
+
+std::uint16_t RaidSetUpSetRaidLevel(std::uint16_t raid, std::uint16_t level) {
+  AsTransaction([=] { return devprep::RaidSetUpSetRaidLevel(raid, level); });
+  return DEVPREP_OK;
+}
+
+std::uint16_t RaidSetUpSetLinkPosition(std::uint16_t raid, std::uint16_t position) {
+  AsTransaction([=] { return devprep::RaidSetUpSetLinkPosition(raid, position); });
+  return DEVPREP_OK;
+}

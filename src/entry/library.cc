@@ -1,0 +1,85 @@
+#include "entry/library.h"
+
+#include <cstddef>
+#include <cstdio>
+
+#include "discovery/device_cache.h"
+#include "discovery/scsi_map.h"
+#include "discovery/scsi_probe.h"
+#include "hooks/library_hooks.h"
+#include "platform/modules.h"
+#include "raid/raid_carry_over.h"
+#include "raid/raid_records.h"
+#include "reconfig/device_match.h"
+#include "reconfig/reconfigure.h"
+#include "store/product_config.h"
+#include "store/product_paths.h"
+
+namespace devprep {
+namespace {
+
+constinit std::uint16_t AttachCount = 0;
+constinit std::uint16_t FirstPassPending = 1;
+
+constexpr std::size_t kSimKeyPathSize = 256;
+
+// While this key exists the configuration is never rebuilt. One that cannot be opened with full
+// access counts as absent.
+bool SimKeyExists() {
+  char path[kSimKeyPathSize];
+  std::snprintf(path, sizeof path, "%s\\TapeEngine\\Sim", BaseKeyPath);
+  HKEY key = nullptr;
+  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path, 0, KEY_ALL_ACCESS, &key) != ERROR_SUCCESS) {
+    return false;
+  }
+  RegCloseKey(key);
+  return true;
+}
+
+}  // namespace
+
+std::uint16_t SetUpInitTapesvrConfig() {
+  if (!SimKeyExists()) {
+    if (FirstPassPending == 0) return 0;
+    FirstPassPending = 0;
+    StartAcslsLink();
+    ReadProductConfig();
+    StartVirtualLibraryManager();
+    ProbeScsiDevices();
+    CarryOverRaids();
+    ResetDeviceCache();
+    ReconfigureDevices();
+  }
+  CountRaidMembers(&RaidMemberTotal);
+  return 0;
+}
+
+void ResetProcessState() {
+  AttachCount = 0;
+  FirstPassPending = 1;
+  ResetProductPaths();
+  ResetProductConfig();
+  ResetLibraryHooks();
+  ResetScsiMap();
+  ResetFoundDevices();
+  ResetDeviceCache();
+  ResetDeviceMatch();
+  ResetReconfigure();
+  ResetRaidRecords();
+}
+
+}  // namespace devprep
+
+int APIENTRY DllMain(HINSTANCE /*module*/, DWORD reason, void* /*reserved*/) {
+  if (reason == DLL_PROCESS_ATTACH) {
+    if (devprep::AttachCount == 0) {
+      devprep::LoadSupportModule();
+      devprep::SetBasePaths();
+      devprep::ReadHomePath();
+    }
+    ++devprep::AttachCount;
+  } else if (reason == DLL_PROCESS_DETACH) {
+    --devprep::AttachCount;
+  }
+  return 1;
+}

@@ -1,0 +1,33 @@
+// Start-up of the library and the configuration pass.
+#ifndef DEVPREP_ENTRY_LIBRARY_H_
+#define DEVPREP_ENTRY_LIBRARY_H_
+
+#include <cstdint>
+
+#include "platform/registry.h"
+
+#if !defined(_WIN32)
+using HINSTANCE = void*;
+#define APIENTRY
+inline constexpr DWORD DLL_PROCESS_DETACH = 0;
+inline constexpr DWORD DLL_PROCESS_ATTACH = 1;
+inline constexpr DWORD DLL_THREAD_ATTACH = 2;
+inline constexpr DWORD DLL_THREAD_DETACH = 3;
+#endif
+
+// The platform's notification about processes and threads. The first process attach sets the paths;
+// later ones, and detaches, are only counted. Returns 1.
+extern "C" int APIENTRY DllMain(HINSTANCE module, DWORD reason, void* reserved);
+
+namespace devprep {
+
+// The configuration pass (devprep.h). Returns 0.
+std::uint16_t SetUpInitTapesvrConfig();
+
+// Puts all process-wide state back to how a fresh load finds it, for tests that live through
+// several processes.
+void ResetProcessState();
+
+}  // namespace devprep
+
+#endif  // DEVPREP_ENTRY_LIBRARY_H_

@@ -1,0 +1,59 @@
+#include "platform/posix/capture_source.h"
+
+#include <utility>
+
+#include "platform/posix/registry_text.h"
+#include "platform/raw_scsi.h"
+
+namespace devprep {
+namespace {
+
+class CaptureSource : public HardwareSource {
+ public:
+  explicit CaptureSource(std::shared_ptr<RegistryKey> branch) : branch_(std::move(branch)) {
+    if (branch_ != nullptr) map_ = FindPath(branch_, "DEVICEMAP\\Scsi");
+  }
+
+  std::shared_ptr<RegistryKey> Branch() override { return branch_; }
+
+  std::optional<std::string> StandardInquiry(const ScsiAddress& address) override {
+    return Answer(address, kInquiryDataValue);
+  }
+  std::optional<std::string> VitalProductData(const ScsiAddress& address,
+                                              std::uint32_t page) override {
+    if (page != kUnitSerialNumberPage) return std::nullopt;
+    return Answer(address, kSerialNumberPageValue);
+  }
+  std::optional<std::string> WorldWideId(const ScsiAddress& address) override {
+    return Answer(address, kWorldWideIdValue);
+  }
+
+ private:
+  std::optional<std::string> Answer(const ScsiAddress& address, const char* value_name) const {
+    const std::string path = "Scsi Port " + std::to_string(address.port) + "\\Scsi Bus " +
+                             std::to_string(address.bus) + "\\Target Id " +
+                             std::to_string(address.target) + "\\Logical Unit Id " +
+                             std::to_string(address.lun);
+    const auto unit = map_ == nullptr ? nullptr : FindPath(map_, path);
+    const RegistryValue* value = unit == nullptr ? nullptr : unit->FindValue(value_name);
+    if (value == nullptr) return std::nullopt;
+    return value->data;
+  }
+
+  std::shared_ptr<RegistryKey> branch_;
+  std::shared_ptr<RegistryKey> map_;
+};
+
+}  // namespace
+
+OpenedSource OpenCapture(const std::string& path, const std::string& text) {
+  const auto root = std::make_shared<RegistryKey>("");
+  if (const auto problem = ReadRegistryText(text, *root)) {
+    return {nullptr, path + ":" + std::to_string(problem->line) + ": " + problem->reason};
+  }
+  return {std::make_unique<CaptureSource>(
+              FindPath(root, std::string(kLocalMachineName) + "\\HARDWARE")),
+          {}};
+}
+
+}  // namespace devprep

@@ -1,0 +1,21 @@
+// A machine recorded in a file: the device map and the devices' answers, replayed.
+#ifndef DEVPREP_PLATFORM_POSIX_CAPTURE_SOURCE_H_
+#define DEVPREP_PLATFORM_POSIX_CAPTURE_SOURCE_H_
+
+#include <string>
+
+#include "platform/posix/hardware_source.h"
+
+namespace devprep {
+
+// Values of a "Logical Unit Id" key that hold a device's answers beside the device map's own.
+inline constexpr const char* kInquiryDataValue = "InquiryData";
+inline constexpr const char* kSerialNumberPageValue = "UnitSerialNumberPage";
+inline constexpr const char* kWorldWideIdValue = "WorldWideId";
+
+// The source for a capture's text (docs/formats.md). path: named in problems.
+OpenedSource OpenCapture(const std::string& path, const std::string& text);
+
+}  // namespace devprep
+
+#endif  // DEVPREP_PLATFORM_POSIX_CAPTURE_SOURCE_H_

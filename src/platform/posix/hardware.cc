@@ -1,0 +1,79 @@
+#include "platform/posix/hardware.h"
+
+#include <cstdlib>
+#include <utility>
+
+#include "platform/posix/capture_source.h"
+#include "platform/posix/live_source.h"
+#include "platform/posix/problem.h"
+#include "platform/posix/watched_file.h"
+
+namespace devprep {
+namespace {
+
+// Owner of the source in use.
+class HardwareChoice {
+ public:
+  void MayHaveChanged() { checked_ = false; }
+
+  HardwareSource* Current() {
+    if (!checked_) Check();
+    checked_ = true;
+    return source_.get();
+  }
+
+ private:
+  void Check() {
+    std::string name = HardwareName();
+    const bool same_name = name == name_;
+    name_ = std::move(name);
+    if (name_ == kLiveHardware) {
+      if (!same_name) Use(OpenLive());
+      return;
+    }
+    switch (capture_.Refresh(name_)) {
+      case WatchedFile::State::kUnchanged:
+        if (!same_name) Use(OpenCapture(name_, capture_.Text()));
+        break;
+      case WatchedFile::State::kChanged:
+        Use(OpenCapture(name_, capture_.Text()));
+        break;
+      case WatchedFile::State::kMissing:
+        Use({nullptr, name_ + ": there is no such hardware capture"});
+        break;
+      case WatchedFile::State::kUnreadable:
+        Use({nullptr, name_ + ": " + capture_.Problem()});
+        break;
+    }
+  }
+
+  void Use(OpenedSource opened) {
+    source_ = std::move(opened.source);
+    if (source_ == nullptr && opened.problem != reported_) ReportProblem(opened.problem);
+    reported_ = opened.problem;
+  }
+
+  bool checked_ = false;
+  std::string name_;
+  std::string reported_;
+  WatchedFile capture_;
+  std::unique_ptr<HardwareSource> source_;
+};
+
+HardwareChoice& Choice() {
+  static HardwareChoice choice;
+  return choice;
+}
+
+}  // namespace
+
+std::string HardwareName() {
+  const char* named = std::getenv(kHardwareVariable);
+  return named != nullptr && *named != '\0' ? named : kLiveHardware;
+}
+
+void HardwareMayHaveChanged() { Choice().MayHaveChanged(); }
+
+HardwareSource* CurrentHardware() { return Choice().Current(); }
+
+}  // namespace devprep

@@ -1,0 +1,482 @@
+#include "platform/posix/registry_api.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/posix/hardware.h"
+#include "platform/posix/registry_file.h"
+#include "platform/registry.h"
+
+namespace devprep {
+namespace {
+
+constexpr std::string_view kHardwareBranch = "HARDWARE";
+constexpr LONG kRegistryIoFailed = 1016;
+// Rights of a mask that allow changes: set value, create sub-key, create link, delete, change the
+// security, own; the last two are the generic rights to write and to do all.
+constexpr REGSAM kWriteRights =
+    0x0002 | 0x0004 | 0x0020 | 0x00010000 | 0x00040000 | 0x00080000 | 0x40000000 | 0x10000000;
+
+struct OpenKey {
+  std::shared_ptr<RegistryKey> key;
+  REGSAM access = 0;
+  bool hardware = false;      // in the branch of the hardware source
+  std::uintptr_t handle = 0;  // 0: the slot is free
+};
+
+// Owner of the registry of this process: the file's tree, the open handles and the transaction.
+class Registry {
+ public:
+  Registry() : file_([this](const auto& from, const auto& to) { MoveHandles(from, to); }) {}
+
+  void Begin() {
+    if (depth_++ != 0) return;
+    HardwareMayHaveChanged();
+    no_hardware_ = false;
+    status_ = file_.Begin();
+  }
+
+  bool Commit() {
+    if (--depth_ != 0) return true;
+    if (!no_hardware_) return file_.Commit();
+    file_.Abandon();
+    return false;
+  }
+
+  LONG Status() const { return status_; }
+  bool Writable() const { return file_.Writable(); }
+  bool PrepareChange() { return file_.PrepareChange(); }
+  void MarkChanged() { file_.MarkChanged(); }
+  const std::shared_ptr<RegistryKey>& Root() const { return file_.Root(); }
+
+  // The open key behind a handle. Null for a handle that is not open.
+  OpenKey* Find(HKEY handle) {
+    if (handle == HKEY_LOCAL_MACHINE) {
+      local_machine_.key = file_.LocalMachine();
+      return &local_machine_;
+    }
+    const auto number = reinterpret_cast<std::uintptr_t>(handle);
+    const std::size_t slot = (number / kHandleStep) % kMostHandles;
+    if (number == 0 || slot >= open_.size() || open_[slot].handle != number) return nullptr;
+    return &open_[slot];
+  }
+
+  HKEY Add(std::shared_ptr<RegistryKey> key, REGSAM access, bool hardware) {
+    std::size_t slot = 0;
+    if (!free_.empty()) {
+      slot = free_.back();
+      free_.pop_back();
+    } else if (open_.size() == kMostHandles) {
+      return nullptr;
+    } else {
+      slot = open_.size();
+      open_.emplace_back();
+    }
+    // A slot's next handle differs from the last, so that a handle used after close is noticed.
+    const std::uintptr_t number = (++serial_ % kSerials * kMostHandles + slot) * kHandleStep;
+    open_[slot] = {std::move(key), access, hardware, number};
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): handles are opaque numbers.
+    return reinterpret_cast<HKEY>(number);
+  }
+
+  bool Close(HKEY handle) {
+    if (handle == HKEY_LOCAL_MACHINE) return true;
+    OpenKey* open = Find(handle);
+    if (open == nullptr) return false;
+    free_.push_back(static_cast<std::size_t>(open - open_.data()));
+    *open = {};
+    return true;
+  }
+
+  // The key at path below an open key. status tells why it is null. hardware: whether it lies in
+  // the branch of the hardware source.
+  std::shared_ptr<RegistryKey> Walk(const OpenKey& from, std::string_view path, bool& hardware,
+                                    LONG& status) {
+    status = ERROR_FILE_NOT_FOUND;
+    hardware = from.hardware;
+    const bool from_top = from.key == file_.LocalMachine();
+    if (from_top && memo_key_ != nullptr && path == memo_path_ && !memo_key_->Deleted()) {
+      return memo_key_;
+    }
+    const std::string_view first = path.substr(0, path.find('\\'));
+    if (from_top && CompareNames(first, kHardwareBranch) == 0) {
+      hardware = true;
+      HardwareSource* source = CurrentHardware();
+      if (source == nullptr) {
+        // To go on as if nothing were attached would empty the configuration.
+        no_hardware_ = true;
+        status_ = ERROR_BADDB;
+        status = status_;
+        return nullptr;
+      }
+      const auto branch = source->Branch();
+      if (branch == nullptr) return nullptr;
+      return FindPath(branch, path.substr(std::min(first.size() + 1, path.size())));
+    }
+    auto key = FindPath(from.key, path);
+    if (key != nullptr && from_top && first.size() != path.size()) {
+      memo_path_ = path;
+      memo_key_ = key;
+    }
+    return key;
+  }
+
+ private:
+  static constexpr std::uintptr_t kHandleStep = 4;  // never the number of a predefined key
+  static constexpr std::size_t kMostHandles = 4096;
+  static constexpr std::uintptr_t kSerials = 0x10000;
+
+  // Handles outlive a reload of the file: each goes on with the key that is now at its path.
+  void MoveHandles(const std::shared_ptr<RegistryKey>& from,
+                   const std::shared_ptr<RegistryKey>& to) {
+    memo_key_ = nullptr;
+    for (OpenKey& open : open_) {
+      if (open.handle == 0 || open.hardware) continue;
+      std::string path;
+      auto moved = PathOf(*from, *open.key, path) ? FindPath(to, path) : nullptr;
+      if (moved != nullptr) {
+        open.key = std::move(moved);
+      } else {
+        // A key of its own that counts as deleted.
+        auto parent = std::make_shared<RegistryKey>("");
+        open.key = parent->FindOrAddChild(open.key->Name());
+        parent->RemoveChild(open.key->Name());
+      }
+    }
+  }
+
+  static bool PathOf(const RegistryKey& top, const RegistryKey& wanted, std::string& path) {
+    for (const auto& child : top.Children()) {
+      const std::size_t length = path.size();
+      if (length != 0) path += '\\';
+      path += child->Name();
+      if (child.get() == &wanted || PathOf(*child, wanted, path)) return true;
+      path.resize(length);
+    }
+    return false;
+  }
+
+  RegistryFile file_;
+  int depth_ = 0;
+  LONG status_ = ERROR_SUCCESS;  // of every open in this transaction
+  bool no_hardware_ = false;     // it was asked for, and could not be had
+  OpenKey local_machine_{nullptr, KEY_ALL_ACCESS, false, 0};
+  std::vector<OpenKey> open_;
+  std::vector<std::size_t> free_;
+  std::uintptr_t serial_ = 0;
+  // The last key that was reached over several levels from the top: nearly every operation starts
+  // at the tape engine key.
+  std::string memo_path_;
+  std::shared_ptr<RegistryKey> memo_key_;
+};
+
+Registry& TheRegistry() {
+  static Registry registry;
+  return registry;
+}
+
+// A registry call: the transaction around it, and the open key that it starts from.
+class Call {
+ public:
+  explicit Call(HKEY handle, REGSAM needed = 0) {
+    TheRegistry().Begin();
+    status_ = TheRegistry().Status();
+    if (status_ != ERROR_SUCCESS) return;
+    from_ = TheRegistry().Find(handle);
+    if (from_ == nullptr) {
+      status_ = ERROR_INVALID_HANDLE;
+    } else if (from_->key->Deleted()) {
+      status_ = ERROR_KEY_DELETED;
+    } else if ((from_->access & needed) != needed) {
+      status_ = ERROR_ACCESS_DENIED;
+    }
+  }
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
+  ~Call() {
+    if (!finished_) TheRegistry().Commit();
+  }
+
+  LONG Status() const { return status_; }
+  OpenKey& From() const { return *from_; }
+  RegistryKey& Key() const { return *from_->key; }
+
+  // To be called before a change. Afterwards From() is up to date.
+  LONG PrepareChange() const {
+    if (from_->hardware || !TheRegistry().Writable()) return ERROR_ACCESS_DENIED;
+    if (!TheRegistry().PrepareChange()) return ERROR_ACCESS_DENIED;
+    if (from_->handle == 0) TheRegistry().Find(HKEY_LOCAL_MACHINE);
+    return from_->key->Deleted() ? ERROR_KEY_DELETED : ERROR_SUCCESS;
+  }
+
+  // Ends the transaction of a call that may have changed something.
+  LONG Finish(LONG status, bool changed = true) {
+    finished_ = true;
+    if (changed) TheRegistry().MarkChanged();
+    return TheRegistry().Commit() ? status : kRegistryIoFailed;
+  }
+
+ private:
+  LONG status_ = ERROR_SUCCESS;
+  OpenKey* from_ = nullptr;
+  bool finished_ = false;
+};
+
+// A sub-key argument as a path. Null counts as empty; one backslash at the end does not matter.
+std::string_view PathArgument(const char* sub_key) {
+  std::string_view path = sub_key == nullptr ? "" : sub_key;
+  if (path.ends_with('\\')) path.remove_suffix(1);
+  return path;
+}
+
+std::string_view NameArgument(const char* name) { return name == nullptr ? "" : name; }
+
+LONG CheckPath(std::string_view path) {
+  if (path.starts_with('\\')) return ERROR_BAD_PATHNAME;
+  while (!path.empty()) {
+    const std::string_view name = path.substr(0, path.find('\\'));
+    if (name.size() > kMaxKeyName) return ERROR_INVALID_PARAMETER;
+    path.remove_prefix(std::min(name.size() + 1, path.size()));
+  }
+  return ERROR_SUCCESS;
+}
+
+// The rights that a handle gets, or 0 when it may not be opened with the rights wanted.
+REGSAM Grant(REGSAM wanted, bool hardware) {
+  const bool as_much_as_possible = (wanted & MAXIMUM_ALLOWED) != 0;
+  const bool writable = ((wanted & kWriteRights) == 0 && !as_much_as_possible) ||
+                        (!hardware && TheRegistry().Writable());
+  if (as_much_as_possible) return writable ? KEY_ALL_ACCESS : KEY_READ;
+  return writable ? wanted : 0;
+}
+
+LONG Open(std::shared_ptr<RegistryKey> key, REGSAM access, bool hardware, PHKEY result) {
+  const REGSAM granted = Grant(access, hardware);
+  if (granted == 0 && access != 0) return ERROR_ACCESS_DENIED;
+  *result = TheRegistry().Add(std::move(key), granted, hardware);
+  return *result != nullptr ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER;
+}
+
+// Copies bytes to a caller's buffer in the manner of the value calls.
+LONG DeliverData(const std::string& bytes, BYTE* data, DWORD* size) {
+  if (size == nullptr) return data == nullptr ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER;
+  const DWORD room = *size;
+  *size = static_cast<DWORD>(bytes.size());
+  if (data == nullptr) return ERROR_SUCCESS;
+  if (room < bytes.size()) return ERROR_MORE_DATA;
+  std::memcpy(data, bytes.data(), bytes.size());
+  return ERROR_SUCCESS;
+}
+
+// Copies a name with its NUL. Nothing is copied when it does not fit.
+LONG DeliverName(const std::string& name, char* buffer, DWORD* size) {
+  if (buffer == nullptr || size == nullptr) return ERROR_INVALID_PARAMETER;
+  if (*size <= name.size()) return ERROR_MORE_DATA;
+  std::memcpy(buffer, name.c_str(), name.size() + 1);
+  *size = static_cast<DWORD>(name.size());
+  return ERROR_SUCCESS;
+}
+
+template <typename Items, typename Length>
+DWORD Longest(const Items& items, Length length) {
+  std::size_t longest = 0;
+  for (const auto& item : items) longest = std::max(longest, length(item));
+  return static_cast<DWORD>(longest);
+}
+
+void Store(DWORD* where, std::size_t number) {
+  if (where != nullptr) *where = static_cast<DWORD>(number);
+}
+
+}  // namespace
+
+void RegistryBegin() { TheRegistry().Begin(); }
+bool RegistryCommit() { return TheRegistry().Commit(); }
+
+bool RegistryReadable() { return TheRegistry().Status() == ERROR_SUCCESS; }
+bool RegistryWritable() { return TheRegistry().Writable(); }
+
+std::shared_ptr<RegistryKey> RegistryRoot() {
+  return RegistryReadable() ? TheRegistry().Root() : nullptr;
+}
+
+std::shared_ptr<RegistryKey> RegistryRootForChange() {
+  if (!RegistryReadable() || !RegistryWritable() || !TheRegistry().PrepareChange()) return nullptr;
+  TheRegistry().MarkChanged();
+  return TheRegistry().Root();
+}
+
+}  // namespace devprep
+
+using devprep::Call;
+using devprep::RegistryKey;
+using devprep::RegistryValue;
+using devprep::TheRegistry;
+
+LONG RegOpenKeyExA(HKEY key, const char* sub_key, DWORD /*options*/, REGSAM access, PHKEY result) {
+  if (result == nullptr) return ERROR_INVALID_PARAMETER;
+  const Call call(key);
+  if (call.Status() != ERROR_SUCCESS) return call.Status();
+  const std::string_view path = devprep::PathArgument(sub_key);
+  LONG status = devprep::CheckPath(path);
+  if (status != ERROR_SUCCESS) return status;
+  bool hardware = false;
+  auto found = TheRegistry().Walk(call.From(), path, hardware, status);
+  if (found == nullptr) return status;
+  return devprep::Open(std::move(found), access, hardware, result);
+}
+
+LONG RegOpenKeyA(HKEY key, const char* sub_key, PHKEY result) {
+  return RegOpenKeyExA(key, sub_key, 0, MAXIMUM_ALLOWED, result);
+}
+
+LONG RegCreateKeyExA(HKEY key, const char* sub_key, DWORD /*reserved*/, char* /*class_name*/,
+                     DWORD /*options*/, REGSAM access, const SECURITY_ATTRIBUTES* /*security*/,
+                     PHKEY result, DWORD* disposition) {
+  if (result == nullptr || sub_key == nullptr) return ERROR_INVALID_PARAMETER;
+  Call call(key);
+  if (call.Status() != ERROR_SUCCESS) return call.Status();
+  std::string_view path = devprep::PathArgument(sub_key);
+  LONG status = devprep::CheckPath(path);
+  if (status != ERROR_SUCCESS) return status;
+  bool hardware = false;
+  auto found = TheRegistry().Walk(call.From(), path, hardware, status);
+  if (found != nullptr) {
+    status = devprep::Open(std::move(found), access, hardware, result);
+    if (status == ERROR_SUCCESS) devprep::Store(disposition, REG_OPENED_EXISTING_KEY);
+    return status;
+  }
+  if (status != ERROR_FILE_NOT_FOUND) return status;
+  if (hardware || (call.From().access & KEY_CREATE_SUB_KEY) == 0) return ERROR_ACCESS_DENIED;
+  status = call.PrepareChange();
+  if (status != ERROR_SUCCESS) return status;
+  auto made = call.From().key;
+  while (!path.empty()) {
+    const std::string_view name = path.substr(0, path.find('\\'));
+    path.remove_prefix(std::min(name.size() + 1, path.size()));
+    if (!name.empty()) made = made->FindOrAddChild(name);
+  }
+  status = devprep::Open(std::move(made), access, false, result);
+  if (status == ERROR_SUCCESS) devprep::Store(disposition, REG_CREATED_NEW_KEY);
+  return call.Finish(status);
+}
+
+LONG RegCreateKeyA(HKEY key, const char* sub_key, PHKEY result) {
+  return RegCreateKeyExA(key, devprep::NameArgument(sub_key).data(), 0, nullptr,
+                         REG_OPTION_NON_VOLATILE, MAXIMUM_ALLOWED, nullptr, result, nullptr);
+}
+
+LONG RegCloseKey(HKEY key) {
+  return TheRegistry().Close(key) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
+}
+
+LONG RegQueryInfoKeyA(HKEY key, char* /*class_name*/, DWORD* class_size, DWORD* /*reserved*/,
+                      DWORD* sub_keys, DWORD* max_sub_key, DWORD* max_class, DWORD* values,
+                      DWORD* max_value_name, DWORD* max_value, DWORD* security,
+                      FILETIME* /*last_write*/) {
+  const Call call(key, KEY_QUERY_VALUE);
+  if (call.Status() != ERROR_SUCCESS) return call.Status();
+  const RegistryKey& asked = call.Key();
+  devprep::Store(class_size, 0);
+  devprep::Store(sub_keys, asked.Children().size());
+  devprep::Store(max_sub_key, devprep::Longest(asked.Children(), [](const auto& child) {
+                   return child->Name().size();
+                 }));
+  devprep::Store(max_class, 0);
+  devprep::Store(values, asked.Values().size());
+  devprep::Store(max_value_name, devprep::Longest(asked.Values(), [](const auto& value) {
+                   return value.name.size();
+                 }));
+  devprep::Store(max_value, devprep::Longest(asked.Values(),
+                                             [](const auto& value) { return value.data.size(); }));
+  devprep::Store(security, 0);
+  return ERROR_SUCCESS;
+}
+
+LONG RegEnumKeyExA(HKEY key, DWORD index, char* name, DWORD* name_size, DWORD* /*reserved*/,
+                   char* /*class_name*/, DWORD* class_size, FILETIME* /*last_write*/) {
+  const Call call(key, KEY_ENUMERATE_SUB_KEYS);
+  if (call.Status() != ERROR_SUCCESS) return call.Status();
+  const auto& children = call.Key().Children();
+  if (index >= children.size()) return ERROR_NO_MORE_ITEMS;
+  devprep::Store(class_size, 0);
+  return devprep::DeliverName(children[index]->Name(), name, name_size);
+}
+
+LONG RegEnumValueA(HKEY key, DWORD index, char* name, DWORD* name_size, DWORD* /*reserved*/,
+                   DWORD* type, BYTE* data, DWORD* data_size) {
+  const Call call(key, KEY_QUERY_VALUE);
+  if (call.Status() != ERROR_SUCCESS) return call.Status();
+  const auto& values = call.Key().Values();
+  if (index >= values.size()) return ERROR_NO_MORE_ITEMS;
+  const RegistryValue& value = values[index];
+  if (name == nullptr || name_size == nullptr) return ERROR_INVALID_PARAMETER;
+  if (*name_size <= value.name.size()) return ERROR_MORE_DATA;
+  devprep::Store(type, value.type);
+  const LONG status = devprep::DeliverData(value.data, data, data_size);
+  if (status != ERROR_SUCCESS) return status;
+  return devprep::DeliverName(value.name, name, name_size);
+}
+
+LONG RegQueryValueExA(HKEY key, const char* name, DWORD* /*reserved*/, DWORD* type, BYTE* data,
+                      DWORD* data_size) {
+  const Call call(key, KEY_QUERY_VALUE);
+  if (call.Status() != ERROR_SUCCESS) return call.Status();
+  const RegistryValue* value = call.Key().FindValue(devprep::NameArgument(name));
+  if (value == nullptr) return ERROR_FILE_NOT_FOUND;
+  devprep::Store(type, value->type);
+  return devprep::DeliverData(value->data, data, data_size);
+}
+
+LONG RegSetValueExA(HKEY key, const char* name, DWORD /*reserved*/, DWORD type, const BYTE* data,
+                    DWORD data_size) {
+  Call call(key, KEY_SET_VALUE);
+  if (call.Status() != ERROR_SUCCESS) return call.Status();
+  const std::string_view value_name = devprep::NameArgument(name);
+  if (value_name.size() > devprep::kMaxValueName) return ERROR_INVALID_PARAMETER;
+  if (data == nullptr && data_size != 0) return ERROR_INVALID_PARAMETER;
+  const LONG status = call.PrepareChange();
+  if (status != ERROR_SUCCESS) return status;
+  const std::string_view bytes(reinterpret_cast<const char*>(data), data_size);
+  const bool changed = call.Key().SetValue(value_name, type, bytes);
+  return call.Finish(ERROR_SUCCESS, changed);
+}
+
+LONG RegDeleteKeyA(HKEY key, const char* sub_key) {
+  if (sub_key == nullptr) return ERROR_INVALID_PARAMETER;
+  Call call(key);
+  if (call.Status() != ERROR_SUCCESS) return call.Status();
+  const std::string_view path = devprep::PathArgument(sub_key);
+  LONG status = devprep::CheckPath(path);
+  if (status != ERROR_SUCCESS) return status;
+  if (path.empty()) return ERROR_ACCESS_DENIED;
+  bool hardware = false;
+  if (TheRegistry().Walk(call.From(), path, hardware, status) == nullptr) return status;
+  if (hardware) return ERROR_ACCESS_DENIED;
+  status = call.PrepareChange();
+  if (status != ERROR_SUCCESS) return status;
+  const std::size_t cut = path.rfind('\\');
+  const auto parent = cut == std::string_view::npos
+                          ? call.From().key
+                          : devprep::FindPath(call.From().key, path.substr(0, cut));
+  const std::string_view name = cut == std::string_view::npos ? path : path.substr(cut + 1);
+  const auto target = parent == nullptr ? nullptr : parent->FindChild(name);
+  if (target == nullptr) return ERROR_FILE_NOT_FOUND;
+  if (!target->Children().empty()) return ERROR_ACCESS_DENIED;
+  parent->RemoveChild(name);
+  return call.Finish(ERROR_SUCCESS);
+}
+
+LONG RegDeleteValueA(HKEY key, const char* name) {
+  Call call(key, KEY_SET_VALUE);
+  if (call.Status() != ERROR_SUCCESS) return call.Status();
+  const std::string_view value_name = devprep::NameArgument(name);
+  if (call.Key().FindValue(value_name) == nullptr) return ERROR_FILE_NOT_FOUND;
+  const LONG status = call.PrepareChange();
+  if (status != ERROR_SUCCESS) return status;
+  call.Key().RemoveValue(value_name);
+  return call.Finish(ERROR_SUCCESS);
+}

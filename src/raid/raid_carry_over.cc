@@ -1,0 +1,56 @@
+#include "raid/raid_carry_over.h"
+
+#include "raid/address_list.h"
+#include "raid/raid_records.h"
+#include "reconfig/device_match.h"
+#include "store/numbered_key.h"
+#include "store/registry_store.h"
+
+namespace devprep {
+namespace {
+
+// Carries one list over. A list in which no device got another number stays as it is stored. In one
+// that is rewritten, a member without a found device is left out: its old address may be another
+// device's by now.
+void CarryOverList(std::uint16_t raid, const char* value_name, std::uint16_t* devices,
+                   std::uint16_t count) {
+  bool moved = false;
+  AddressListText list;
+  for (std::uint16_t i = 0; i < count; ++i) {
+    DeviceRecord old_record = {};
+    old_record.Number = devices[i];
+    ReadDeviceRecord(&old_record);
+    std::uint16_t found = 0;
+    if (MatchDevice(&old_record, &found) != kMatched) continue;
+    moved = moved || found != devices[i];
+    devices[i] = found;
+    UsedDeviceFlags[found] = 1;
+    char element[kAddressElementSize];
+    FormatAddress(FoundDevices[found].Address, element);
+    AppendElement(&list, element);
+  }
+  if (moved) {
+    StoreSetStringSized(NumberedKey(kRaidKeyPrefix, raid).name, value_name, list.text,
+                        list.length + 1);
+  }
+}
+
+}  // namespace
+
+std::uint16_t CarryOverRaid(RaidInfo* info) {
+  CarryOverList(info->RaidNumber, kRaidInfoValue, info->TapeDevices, info->TapeCount);
+  CarryOverList(info->RaidNumber, kRaidChangersValue, info->ChangerDevices, info->ChangerCount);
+  return DEVPREP_OK;
+}
+
+std::uint16_t CarryOverRaids() {
+  ClearUsedDeviceFlags();
+  for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
+    RaidInfo info = {};
+    if (devprep::RaidSetUpGetRaidInfo(n, &info) == DEVPREP_OK) CarryOverRaid(&info);
+  }
+  ClearUsedDeviceFlags();
+  return DEVPREP_OK;
+}
+
+}  // namespace devprep

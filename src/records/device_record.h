@@ -1,0 +1,117 @@
+// The tape engine's record of one device, and the key "DEVICE%d" that it is stored in.
+#ifndef DEVPREP_RECORDS_DEVICE_RECORD_H_
+#define DEVPREP_RECORDS_DEVICE_RECORD_H_
+
+#include <cstddef>
+#include <cstdint>
+
+#include "devprep/devprep.h"
+
+namespace devprep {
+
+inline constexpr std::size_t kDescriptionSize = 40;  // with the terminating zero
+inline constexpr std::size_t kMaxDriveListEntries = 32;
+inline constexpr std::size_t kSerialNumberSize = 32;
+inline constexpr std::size_t kWorldWideIdSize = 8;
+inline constexpr std::uint16_t kMaxDeviceRecords = 255;
+inline constexpr std::uint16_t kNotSet = 65535;  // CleaningTapeSlot, DefaultBlockFactor
+
+// Device type codes. They follow from the SCSI peripheral device type (SPC-4); kTypeTapeEngine is
+// the tape engine's own, probed like tape drives and changers.
+inline constexpr std::uint16_t kTypeDirectAccess = 2;
+inline constexpr std::uint16_t kTypeTape = DEVPREP_TYPE_TAPE;
+inline constexpr std::uint16_t kTypeOpticalMemory = 6;
+inline constexpr std::uint16_t kTypeTapeEngine = 13;
+inline constexpr std::uint16_t kTypeChanger = DEVPREP_TYPE_CHANGER;
+inline constexpr std::uint16_t kTypeOpticalLibrary = DEVPREP_TYPE_OPTICAL_LIBRARY;
+inline constexpr std::uint16_t kTypePrinter = 34;
+inline constexpr std::uint16_t kTypeProcessor = 66;
+inline constexpr std::uint16_t kTypeWriteOnce = 130;
+inline constexpr std::uint16_t kTypeCdRom = 258;
+inline constexpr std::uint16_t kTypeScanner = 514;
+inline constexpr std::uint16_t kTypeCommunications = 2050;
+inline constexpr std::uint16_t kTypeUnknown = DEVPREP_TYPE_UNKNOWN;
+inline constexpr std::uint16_t kTypeOther = 32770;
+
+// Statuses of device records.
+inline constexpr std::uint16_t kDeviceNotConfigured = DEVPREP_NO_DEVICE;
+inline constexpr std::uint16_t kDeviceInfoMalformed = DEVPREP_BAD_DEVICE_RECORD;
+inline constexpr std::uint16_t kRecordNotWritten = 214;
+
+// Where a device sits: SCSI port, bus, target id and logical unit.
+struct DeviceAddress {
+  std::uint16_t Board;
+  std::uint16_t Bus;
+  std::uint16_t ScsiId;
+  std::uint16_t Lun;
+
+  bool operator==(const DeviceAddress&) const = default;
+};
+
+// One device. Copied whole. A record is zero-filled and given its Number before it is loaded.
+struct DeviceRecord {
+  std::uint16_t Number;  // N of the key "DEVICE%d"; of a found device its place in the list
+  DeviceAddress Address;
+  std::uint16_t Type;
+  std::uint16_t ReadShots;
+  std::uint16_t WriteShots;
+  char Description[kDescriptionSize];  // loaded from the registry it holds no blanks
+  std::uint16_t ReservedDriveCount;    // this and what follows to UnReservedDrives: changers only
+  std::uint16_t ReservedDrives[kMaxDriveListEntries];
+  std::uint16_t UnReservedDriveCount;
+  std::uint16_t UnReservedDrives[kMaxDriveListEntries];
+  std::uint16_t CleaningTapeSlot;    // kNotSet: not set
+  std::uint16_t DefaultBlockFactor;  // kNotSet: not set
+  std::uint32_t DisabledDrives;      // this and what follows to SetAutoCleaningTime: changers only
+  std::uint16_t BarCodeInstall;
+  std::uint16_t SetBarCodeTapeToBlank;
+  std::uint16_t SetAutoCleaningTime;
+  std::uint8_t SerialNumber[kSerialNumberSize];  // all zero: none
+  std::uint8_t WorldWideID[kWorldWideIdSize];    // all zero: none
+};
+
+// Whether devices of this type are asked for inquiry data, serial number and World Wide ID.
+bool IsProbedType(std::uint16_t type);
+
+// Whether the device has a World Wide ID: any of its bytes is not 0.
+bool HasWorldWideId(const DeviceRecord& record);
+
+// Loads the record from the key "DEVICE%d" of its Number. Returns 0; 3 no key or no "Info"; 219
+// "Info" malformed, the items before the break are then filled.
+std::uint16_t ReadDeviceRecord(DeviceRecord* record);
+
+// Stores the record, creating its key if needed. Values at their defaults are not written; one that
+// is stored already then stays. Returns 0; 214 "Info" cannot be written, nothing more is then.
+std::uint16_t WriteDeviceRecord(const DeviceRecord* record);
+
+// Loads the reserved or unreserved drives of a changer: up to kMaxDriveListEntries entries. An item
+// without a number counts, its entry stays as it was. Returns 0.
+std::uint16_t ReadDriveList(std::uint16_t number, std::uint16_t* entries, std::uint16_t* count,
+                            bool reserved);
+
+// Stores the first count entries. What does not fit into the 99 characters that can be read back is
+// left out, entries whole. Returns 0 whatever the store reports.
+std::uint16_t WriteDriveList(std::uint16_t number, const std::uint16_t* entries,
+                             std::uint16_t count, bool reserved);
+
+// Deletes the key. Returns 0, 209 or 217 (store).
+std::uint16_t DeleteDeviceRecord(std::uint16_t number);
+
+// Stores the number of consecutive device keys from DEVICE0, at most kMaxDeviceRecords, in *count.
+// Returns 0.
+std::uint16_t CountDeviceRecords(std::uint16_t* count);
+
+// Copies the description part of the stored "Info", blanks included, and its terminating zero into
+// text, kDescriptionSize bytes; what is behind stays. Returns 0; 65535 when "Info" has fewer than
+// five commas, text is then untouched.
+std::uint16_t ReadDeviceDescription(std::uint16_t number, char* text);
+
+// Fills record from a stored "Info" text, which is changed. Returns 0 or 219.
+std::uint16_t ParseDeviceInfo(char* info, DeviceRecord* record);
+
+// Fills entries from a stored drive list, which is changed.
+void ParseDriveList(char* list, std::uint16_t* entries, std::uint16_t* count);
+
+}  // namespace devprep
+
+#endif  // DEVPREP_RECORDS_DEVICE_RECORD_H_

@@ -1,0 +1,175 @@
+#include "records/group_record.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "store/list_text.h"
+#include "store/numbered_key.h"
+#include "store/registry_store.h"
+
+namespace devprep {
+namespace {
+
+constexpr const char* kAttributeValue = "GROUP_ATTRIBUTE";
+constexpr std::size_t kGroupValueNameSize = 30;
+constexpr std::size_t kItemSize = 24;
+constexpr const char* kTapeKeyword = "TAPE_GROUP";
+constexpr const char* kChangerKeyword = "CHANGER_GROUP";
+constexpr const char* kRaidChangerKeyword = "RAID_CHANGER_GROUP";
+
+NumberedKey GroupKey(std::uint16_t number) { return {kGroupKeyPrefix, number}; }
+
+void ToUpperCase(char* text) {
+  for (; *text != '\0'; ++text) {
+    if (*text >= 'a' && *text <= 'z') *text = static_cast<char>(*text - ('a' - 'A'));
+  }
+}
+
+void ParseTapeMembers(ListWalk* walk, GroupRecord* record) {
+  std::uint16_t last = 0;
+  while (record->MemberCount < kMaxGroupMembers) {
+    const char* item = NextItem(walk, &last);
+    if (item == nullptr) return;
+    ScanNumber(&item, &record->Members[record->MemberCount]);
+    ++record->MemberCount;
+  }
+}
+
+void ParseChangerAndPairs(ListWalk* walk, GroupRecord* record) {
+  std::uint16_t last = 0;
+  const char* item = NextItem(walk, &last);
+  if (item == nullptr) return;
+  ScanNumber(&item, &record->Changer);
+  record->PairCount = 0;
+  while (record->PairCount < kMaxGroupPairs) {
+    item = NextItem(walk, &last);
+    if (item == nullptr) return;
+    ScanPair(item, &record->PairFirsts[record->PairCount], &record->PairSeconds[record->PairCount]);
+    ++record->PairCount;
+  }
+}
+
+// A member without a pair behind it ends the list and does not count.
+void ParseMembersWithPairs(ListWalk* walk, GroupRecord* record) {
+  std::uint16_t last = 0;
+  while (record->MemberCount < kMaxGroupMembers) {
+    const char* item = NextItem(walk, &last);
+    if (item == nullptr) return;
+    ScanNumber(&item, &record->Members[record->MemberCount]);
+    item = NextItem(walk, &last);
+    if (item == nullptr) return;
+    ScanPair(item, &record->PairFirsts[record->MemberCount],
+             &record->PairSeconds[record->MemberCount]);
+    ++record->MemberCount;
+  }
+}
+
+// A member text under construction; items that no longer fit whole are left out.
+struct GroupText {
+  char text[kGroupTextSize] = "";
+  std::size_t length = 0;
+  bool full = false;
+};
+
+void Append(GroupText* out, const char* item) {
+  out->full = out->full || !AppendText(out->text, sizeof out->text, &out->length, item);
+}
+
+void AppendPair(GroupText* out, const GroupRecord* record, std::size_t i) {
+  char item[kItemSize];
+  std::snprintf(item, sizeof item, ",%d-%d", record->PairFirsts[i], record->PairSeconds[i]);
+  Append(out, item);
+}
+
+void FormatGroupText(const GroupRecord* record, GroupText* out) {
+  char item[kItemSize];
+  switch (record->Kind) {
+    case kGroupTape:
+      Append(out, kTapeKeyword);
+      if (record->MemberCount == 0) Append(out, ",");
+      for (std::size_t i = 0; i < record->MemberCount; ++i) {
+        std::snprintf(item, sizeof item, ",%d", record->Members[i]);
+        Append(out, item);
+      }
+      break;
+    case kGroupChanger:
+      std::snprintf(item, sizeof item, "%s,%d", kChangerKeyword, record->Changer);
+      Append(out, item);
+      for (std::size_t i = 0; i < record->PairCount; ++i) AppendPair(out, record, i);
+      break;
+    case kGroupRaidChanger:
+      if (record->MemberCount != 0) Append(out, kRaidChangerKeyword);
+      for (std::size_t i = 0; i < record->MemberCount; ++i) {
+        std::snprintf(item, sizeof item, ",%d,%d-%d", record->Members[i], record->PairFirsts[i],
+                      record->PairSeconds[i]);
+        Append(out, item);
+      }
+      break;
+    default:
+      break;
+  }
+}
+
+}  // namespace
+
+std::uint16_t CountGroups(std::uint16_t* count) {
+  std::uint16_t values = 0;
+  *count = 0;
+  while (*count < kMaxGroups && StoreCountValues(GroupKey(*count).name, &values) == kStatusOk) {
+    ++*count;
+  }
+  return kStatusOk;
+}
+
+void ParseGroupText(char* text, GroupRecord* record) {
+  ListWalk walk{text};
+  std::uint16_t last = 0;
+  char* keyword = NextItem(&walk, &last);
+  if (keyword == nullptr) return;
+  ToUpperCase(keyword);
+  if (std::strcmp(keyword, kTapeKeyword) == 0) {
+    record->Kind = kGroupTape;
+    ParseTapeMembers(&walk, record);
+  } else if (std::strcmp(keyword, kChangerKeyword) == 0) {
+    record->Kind = kGroupChanger;
+    ParseChangerAndPairs(&walk, record);
+  } else if (std::strcmp(keyword, kRaidChangerKeyword) == 0) {
+    record->Kind = kGroupRaidChanger;
+    ParseMembersWithPairs(&walk, record);
+  }
+}
+
+std::uint16_t ReadGroupRecord(GroupRecord* record) {
+  const NumberedKey key = GroupKey(record->Number);
+  char name[kGroupValueNameSize] = "";
+  char text[kGroupTextSize] = "";
+  DWORD name_size = sizeof name;
+  DWORD text_size = sizeof text;
+  DWORD type = REG_NONE;
+  if (StoreGetFirstValue(key.name, name, &name_size, &type, text, &text_size) != kStatusOk) {
+    return kGroupNotRead;
+  }
+  text[sizeof text - 1] = '\0';
+  RemoveBlanks(text);
+  record->MemberCount = 0;
+  std::snprintf(record->Name, sizeof record->Name, "%.*s", static_cast<int>(kGroupNameSize - 1),
+                name);
+  if (text[0] == '\0') return kStatusOk;
+  record->Attribute = StoreGetDword(key.name, kAttributeValue, 0);
+  ParseGroupText(text, record);
+  return kStatusOk;
+}
+
+std::uint16_t WriteGroupRecord(const GroupRecord* record) {
+  const NumberedKey key = GroupKey(record->Number);
+  StoreDeleteSubkey(key.name);
+  GroupText text;
+  FormatGroupText(record, &text);
+  if (StoreSetString(key.name, record->Name, text.text) != kStatusOk) return kRecordNotWritten;
+  StoreSetDword(key.name, kAttributeValue, record->Attribute);
+  return kStatusOk;
+}
+
+void DeleteGroupKey(std::uint16_t number) { StoreDeleteSubkey(GroupKey(number).name); }
+
+}  // namespace devprep
