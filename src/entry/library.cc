@@ -23,8 +23,8 @@ constinit std::uint16_t FirstPassPending = 1;
 
 constexpr std::size_t kSimKeyPathSize = 256;
 
-// While this key exists the configuration is never rebuilt. One that cannot be opened with full
-// access counts as absent.
+}  // namespace
+
 bool SimKeyExists() {
   char path[kSimKeyPathSize];
   std::snprintf(path, sizeof path, "%s\\TapeEngine\\Sim", BaseKeyPath);
@@ -35,8 +35,6 @@ bool SimKeyExists() {
   RegCloseKey(key);
   return true;
 }
-
-}  // namespace
 
 std::uint16_t SetUpInitTapesvrConfig() {
   if (!SimKeyExists()) {
@@ -66,6 +64,7 @@ void ResetProcessState() {
   ResetDeviceMatch();
   ResetReconfigure();
   ResetRaidRecords();
+  ResetRaidCarryOver();
 }
 
 }  // namespace devprep

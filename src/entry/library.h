@@ -24,6 +24,10 @@ namespace devprep {
 // The configuration pass (devprep.h). Returns 0.
 std::uint16_t SetUpInitTapesvrConfig();
 
+// Whether the key "Sim" exists under the tape engine key: while it does, the configuration is never
+// rebuilt. One that cannot be opened with full access counts as absent.
+bool SimKeyExists();
+
 // Puts all process-wide state back to how a fresh load finds it, for tests that live through
 // several processes.
 void ResetProcessState();

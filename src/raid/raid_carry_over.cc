@@ -1,5 +1,7 @@
 #include "raid/raid_carry_over.h"
 
+#include <cstring>
+
 #include "raid/address_list.h"
 #include "raid/raid_records.h"
 #include "reconfig/device_match.h"
@@ -7,6 +9,9 @@
 #include "store/registry_store.h"
 
 namespace devprep {
+
+constinit CarriedRaid CarriedRaids[kMaxRaids] = {};
+
 namespace {
 
 // Carries one list over. A list in which no device got another number stays as it is stored. In one
@@ -20,9 +25,10 @@ void CarryOverList(std::uint16_t raid, const char* value_name, std::uint16_t* de
     DeviceRecord old_record = {};
     old_record.Number = devices[i];
     ReadDeviceRecord(&old_record);
+    devices[i] = kMemberGone;
     std::uint16_t found = 0;
     if (MatchDevice(&old_record, &found) != kMatched) continue;
-    moved = moved || found != devices[i];
+    moved = moved || found != old_record.Number;
     devices[i] = found;
     UsedDeviceFlags[found] = 1;
     char element[kAddressElementSize];
@@ -46,11 +52,15 @@ std::uint16_t CarryOverRaid(RaidInfo* info) {
 std::uint16_t CarryOverRaids() {
   ClearUsedDeviceFlags();
   for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
-    RaidInfo info = {};
-    if (devprep::RaidSetUpGetRaidInfo(n, &info) == DEVPREP_OK) CarryOverRaid(&info);
+    CarriedRaid& raid = CarriedRaids[n];
+    raid.Read = devprep::RaidSetUpGetRaidInfo(n, &raid.Old) == DEVPREP_OK;
+    raid.New = raid.Old;
+    if (raid.Read) CarryOverRaid(&raid.New);
   }
   ClearUsedDeviceFlags();
   return DEVPREP_OK;
 }
+
+void ResetRaidCarryOver() { std::memset(CarriedRaids, 0, sizeof CarriedRaids); }
 
 }  // namespace devprep
