@@ -72,11 +72,7 @@ std::uint16_t CheckModel(const char* list, const DeviceRecord& device) {
       GetDeviceRecord(&member) != kStatusOk) {
     return DEVPREP_FAILED;
   }
-  const std::size_t length = std::strlen(member.Description);
-  const std::size_t model_length = length > kRevisionLength ? length - kRevisionLength : 0;
-  const bool same = std::strlen(device.Description) == length &&
-                    std::memcmp(member.Description, device.Description, model_length) == 0;
-  return same ? DEVPREP_OK : DEVPREP_DEVICE_REFUSED;
+  return IsSameModel(member, device) ? DEVPREP_OK : DEVPREP_DEVICE_REFUSED;
 }
 
 // Adds a changer's free, enabled reserved drives to the RAID's record. *added: their number.
@@ -351,23 +347,36 @@ void DropAssignedDrives(DeviceRecord* changer) {
   changer->ReservedDriveCount = kept;
 }
 
+bool IsSameModel(const DeviceRecord& member, const DeviceRecord& device) {
+  const std::size_t length = std::strlen(member.Description);
+  const std::size_t model_length = length > kRevisionLength ? length - kRevisionLength : 0;
+  return std::strlen(device.Description) == length &&
+         std::memcmp(member.Description, device.Description, model_length) == 0;
+}
+
+bool FindIncompleteChanger(const RaidInfo& raid, std::uint16_t* changer) {
+  for (std::uint16_t i = 0; i < raid.ChangerCount; ++i) {
+    DeviceRecord record = {};
+    record.Number = raid.ChangerDevices[i];
+    if (GetDeviceRecord(&record) != kStatusOk) continue;
+    const std::uint16_t* const drives = record.ReservedDrives;
+    if (std::any_of(drives, drives + record.ReservedDriveCount, [&raid](std::uint16_t reserved) {
+          return !Holds(raid.TapeDevices, raid.TapeCount, reserved);
+        })) {
+      *changer = raid.ChangerDevices[i];
+      return true;
+    }
+  }
+  return false;
+}
+
 bool CheckDriveForRaid(const RaidInfo& raid, std::uint16_t drive) {
   if ((raid.Flags & DEVPREP_RAID_HAS_CHANGER) == 0) return true;
   std::uint16_t own_changer = 0;
-  if (!FindChangerOfDrive(drive, &own_changer)) return false;
-  for (std::uint16_t i = 0; i < raid.ChangerCount; ++i) {
-    DeviceRecord changer = {};
-    changer.Number = raid.ChangerDevices[i];
-    if (GetDeviceRecord(&changer) != kStatusOk) continue;
-    const std::uint16_t* const drives = changer.ReservedDrives;
-    const bool has_free_drive =
-        std::any_of(drives, drives + changer.ReservedDriveCount, [&raid](std::uint16_t reserved) {
-          return !Holds(raid.TapeDevices, raid.TapeCount, reserved);
-        });
-    if (has_free_drive) return raid.ChangerDevices[i] == own_changer;
-  }
-  // All changers are complete: the drive would belong to none of their shares.
-  return false;
+  std::uint16_t incomplete_changer = 0;
+  // Where all changers are complete, the drive would belong to none of their shares.
+  return FindChangerOfDrive(drive, &own_changer) &&
+         FindIncompleteChanger(raid, &incomplete_changer) && own_changer == incomplete_changer;
 }
 
 }  // namespace devprep

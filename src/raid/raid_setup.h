@@ -37,6 +37,14 @@ bool FindChangerOfDrive(std::uint16_t drive, std::uint16_t* changer);
 // only.
 void DropAssignedDrives(DeviceRecord* changer);
 
+// Whether two devices are of one model: descriptions of one length that differ in their last 4
+// characters, the revision, at most.
+bool IsSameModel(const DeviceRecord& member, const DeviceRecord& device);
+
+// Finds the first of the RAID's changers that still has reserved drives outside it. False when all
+// are complete.
+bool FindIncompleteChanger(const RaidInfo& raid, std::uint16_t* changer);
+
 // Whether a lone drive may join: to a RAID with changers only as a drive of the first of them that
 // still has reserved drives outside it.
 bool CheckDriveForRaid(const RaidInfo& raid, std::uint16_t drive);

@@ -13,6 +13,7 @@ constinit OldDeviceEntry OldDeviceMap[kMaxDeviceRecords + 1] = {};
 constinit std::uint16_t OldDeviceCount = 0;
 constinit std::uint16_t OldGroupCount = 0;
 constinit std::uint16_t OldGroupMemberMap[kMaxGroups][kMaxGroupMembers] = {};
+constinit std::uint16_t OldReservedDriveMap[kMaxDeviceRecords][kMaxDriveListEntries] = {};
 
 namespace {
 
@@ -124,10 +125,11 @@ void RenumberGroups(Workspace* work) {
   }
 }
 
-// Gives each drive of a changer's reserved list its new number; drives that are gone leave the
+// Gives each drive of a changer's reserved list its new number, which became[i] tells for entry i;
+// drives that are gone leave the
 // list. A list that begins in descending order is walked from its end. The order of the walk
 // decides which of several identical drives goes to which entry.
-void RenumberReservedDrives(const Workspace* work, DeviceRecord* changer) {
+void RenumberReservedDrives(const Workspace* work, DeviceRecord* changer, std::uint16_t* became) {
   std::uint16_t* const drives = changer->ReservedDrives;
   std::uint16_t* const count = &changer->ReservedDriveCount;
   if (*count == 0) return;
@@ -135,9 +137,10 @@ void RenumberReservedDrives(const Workspace* work, DeviceRecord* changer) {
   const std::uint16_t entries = *count;
   std::uint16_t at = backwards ? static_cast<std::uint16_t>(entries - 1) : std::uint16_t{0};
   for (std::uint16_t taken = 0; taken < entries; ++taken) {
-    std::uint16_t number = 0;
+    std::uint16_t number = kDeviceGone;
     const bool here = drives[at] < OldDeviceCount &&
                       MatchReservedDrive(&work->old_devices[drives[at]], &number) == kMatched;
+    became[backwards ? entries - 1 - taken : taken] = number;
     if (here) {
       drives[at] = number;
     } else {
@@ -169,7 +172,7 @@ void WritePairedDevices(const Workspace* work) {
       record.BarCodeInstall = old_record.BarCodeInstall;
       record.SetBarCodeTapeToBlank = old_record.SetBarCodeTapeToBlank;
       record.SetAutoCleaningTime = old_record.SetAutoCleaningTime;
-      RenumberReservedDrives(work, &record);
+      RenumberReservedDrives(work, &record, OldReservedDriveMap[k]);
     }
     WriteDeviceRecord(&record);
   }
@@ -232,6 +235,7 @@ std::uint16_t FindNewDeviceNumber(std::uint16_t old_number, std::uint16_t* numbe
 void ResetReconfigure() {
   std::memset(static_cast<void*>(OldDeviceMap), 0, sizeof OldDeviceMap);
   std::memset(OldGroupMemberMap, 0, sizeof OldGroupMemberMap);
+  std::memset(OldReservedDriveMap, 0, sizeof OldReservedDriveMap);
   OldDeviceCount = 0;
   OldGroupCount = 0;
 }

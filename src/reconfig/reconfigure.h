@@ -29,6 +29,10 @@ extern std::uint16_t OldGroupCount;
 // changer group entry 0 is the changer.
 extern std::uint16_t OldGroupMemberMap[kMaxGroups][kMaxGroupMembers];
 
+// What became of entry j of the ReservedDrives of old changer k in the last pass: its new number or
+// kDeviceGone. Set for old devices that were paired with a changer.
+extern std::uint16_t OldReservedDriveMap[kMaxDeviceRecords][kMaxDriveListEntries];
+
 // Rewrites device and group records so that device number N is entry N of FoundDevices. Returns 0;
 // 63570 when there is no memory for the working storage, nothing is then changed.
 std::uint32_t ReconfigureDevices();

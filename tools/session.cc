@@ -1,0 +1,57 @@
+#include "session.h"
+
+#include <cstdlib>
+
+#include "entry/library.h"
+#include "platform/posix/hardware.h"
+#include "platform/posix/registry_api.h"
+#include "platform/posix/registry_file.h"
+#include "platform/registry.h"
+
+namespace devprep::tool {
+namespace {
+
+// Ends the transaction, whatever happens in it.
+class Transaction {
+ public:
+  Transaction() { RegistryBegin(); }
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+  ~Transaction() {
+    if (open_) RegistryCommit();
+  }
+  void Commit() {
+    open_ = false;
+    if (!RegistryCommit()) throw Failure("nothing was changed");
+  }
+
+ private:
+  bool open_ = true;
+};
+
+void Choose(const char* variable, const std::string& value) {
+  if (!value.empty() && setenv(variable, value.c_str(), 1) != 0) {
+    throw Failure(std::string("cannot set ") + variable);
+  }
+}
+
+}  // namespace
+
+void InSession(const Options& options, Needs needs, const std::function<void()>& work) {
+  Choose(kRegistryVariable, options.registry);
+  Choose(kHardwareVariable, options.hardware);
+  Transaction transaction;
+  if (!RegistryReadable()) throw Failure("");
+  if (needs != Needs::kRegistry && !RegistryWritable()) {
+    throw Failure(RegistryFilePath() +
+                  ": may not be written, and the tape engine's keys open only with full access");
+  }
+  if (needs == Needs::kEngineAndHardware && CurrentHardware() == nullptr) throw Failure("");
+  if (needs == Needs::kEngine || needs == Needs::kEngineAndHardware) {
+    DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
+  }
+  work();
+  transaction.Commit();
+}
+
+}  // namespace devprep::tool
