@@ -125,10 +125,9 @@ void RenumberGroups(Workspace* work) {
   }
 }
 
-// Gives each drive of a changer's reserved list its new number, which became[i] tells for entry i;
-// drives that are gone leave the
-// list. A list that begins in descending order is walked from its end. The order of the walk
-// decides which of several identical drives goes to which entry.
+// Gives each drive of a changer's reserved list its new number, which became tells entry by entry;
+// drives that are gone leave the list. A list that begins in descending order is walked from its
+// end. The order of the walk decides which of several identical drives goes to which entry.
 void RenumberReservedDrives(const Workspace* work, DeviceRecord* changer, std::uint16_t* became) {
   std::uint16_t* const drives = changer->ReservedDrives;
   std::uint16_t* const count = &changer->ReservedDriveCount;

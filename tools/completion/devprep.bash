@@ -1,0 +1,34 @@
+# bash completion for devprep
+_devprep() {
+  local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
+  local i command= sub= options
+  case $prev in
+    --registry | --hardware) compopt -o filenames; COMPREPLY=($(compgen -f -- "$cur")); return ;;
+  esac
+  for ((i = 1; i < COMP_CWORD; i++)); do
+    case ${COMP_WORDS[i]} in
+      --registry | --hardware) ((i++)) ;;
+      -*) ;;
+      *) if [[ -z $command ]]; then command=${COMP_WORDS[i]}; elif [[ -z $sub ]]; then sub=${COMP_WORDS[i]}; fi ;;
+    esac
+  done
+  case $command in
+    '') options='configure devices tree raids raid registry --registry --hardware --version --help' ;;
+    configure | devices | tree | raids) options='--json --help' ;;
+    raid)
+      case $sub in
+        '') options='create remove assign release level link --help' ;;
+        create) options='--level --help' ;;
+        assign) options='--strict --help' ;;
+        *) options='--help' ;;
+      esac ;;
+    registry)
+      case $sub in
+        '') options='show import export --help' ;;
+        import | export) compopt -o filenames; COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        *) options='--help' ;;
+      esac ;;
+  esac
+  COMPREPLY=($(compgen -W "$options" -- "$cur"))
+}
+complete -F _devprep devprep
