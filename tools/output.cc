@@ -54,7 +54,7 @@ void Table::Print() const {
 }
 
 void Table::PrintRow(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths,
-                     Colour colour) const {
+                     Colour colour) {
   std::string line;
   for (std::size_t i = 0; i < cells.size(); ++i) {
     line += cells[i];

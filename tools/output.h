@@ -41,8 +41,8 @@ class Table {
     std::vector<std::string> cells;
     Colour colour;
   };
-  void PrintRow(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths,
-                Colour colour) const;
+  static void PrintRow(const std::vector<std::string>& cells,
+                       const std::vector<std::size_t>& widths, Colour colour);
 
   std::vector<std::string> head_;
   std::vector<Row> rows_;

@@ -17,11 +17,11 @@ namespace {
 constexpr const char* kVolatileBranch = "HARDWARE";
 
 std::string FullPath(std::string key) {
-  const std::string top(kLocalMachineName);
+  std::string top(kLocalMachineName);
   while (key.ends_with('\\')) key.pop_back();
   if (key.empty()) return top;
   if (CompareNames(key.substr(0, key.find('\\')), top) == 0) return key;
-  return top + '\\' + key;
+  return top.append("\\").append(key);
 }
 
 void Show(const Options& options, const std::string& key) {

@@ -46,7 +46,7 @@ Ports BuildTree(const DeviceViews& views) {
   }
   Ports ports;
   for (const DeviceView& device : views.devices) {
-    if (held.count(device.info.Number) != 0) continue;
+    if (held.contains(device.info.Number)) continue;
     const bool loose = device.record.Type == kTypeTape;
     ports[device.info.Board].push_back(
         {&device, loose ? "loose" : "", drives_of[device.info.Number]});

@@ -28,7 +28,7 @@ using BYTE = std::uint8_t;
 using DWORD = std::uint32_t;
 using LONG = std::int32_t;
 using REGSAM = std::uint32_t;
-using HKEY = struct HKEY__*;
+using HKEY = struct OpenRegistryKey*;
 using PHKEY = HKEY*;
 struct SECURITY_ATTRIBUTES;
 struct FILETIME;

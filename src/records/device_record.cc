@@ -157,6 +157,7 @@ std::uint16_t WriteDeviceRecord(const DeviceRecord* record) {
   return kStatusOk;
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the walk changes the list.
 void ParseDriveList(char* list, std::uint16_t* entries, std::uint16_t* count) {
   *count = 0;
   ListWalk walk{list};

@@ -121,6 +121,7 @@ std::uint16_t CountGroups(std::uint16_t* count) {
   return kStatusOk;
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the walk changes the text.
 void ParseGroupText(char* text, GroupRecord* record) {
   ListWalk walk{text};
   std::uint16_t last = 0;

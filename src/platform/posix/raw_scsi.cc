@@ -12,7 +12,6 @@ namespace {
 using devprep::CurrentHardware;
 using devprep::HardwareSource;
 using devprep::kWorldWideIdOffset;
-using devprep::ScsiAddress;
 
 constexpr std::uint32_t kAnswered = 0;
 constexpr std::uint32_t kNoAnswer = 1;
