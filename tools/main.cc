@@ -45,7 +45,10 @@ int Run(int argc, char** argv) {
   } catch (const CLI::Success& wanted) {
     return app.exit(wanted);  // --help, --version
   } catch (const CLI::ParseError& wrong) {
-    std::cerr << "devprep: " << wrong.what() << "\nTry 'devprep --help'.\n";
+    const auto unknown = app.remaining();
+    std::cerr << "devprep: "
+              << (unknown.empty() ? wrong.what() : "unknown command or argument " + unknown.front())
+              << "\nTry 'devprep --help'.\n";
     return kWrongUse;
   }
   std::cout.flush();

@@ -63,10 +63,12 @@ bool Holds(const std::uint16_t* numbers, std::uint16_t count, std::uint16_t want
 // Whether the device is of the model of the list's first member, so far as it has one. Returns 0;
 // 203 another model; 65535 the first member or a record cannot be read.
 std::uint16_t CheckModel(const char* list, const DeviceRecord& device) {
-  if (std::strchr(list, ')') == nullptr) return DEVPREP_OK;
-  ListPiece first;
-  const char* rest = list;
-  if (!NextAddressElement(&rest, &first)) return DEVPREP_FAILED;
+  const char* end = std::strchr(list, ')');
+  if (end == nullptr) return DEVPREP_OK;
+  // Unlike a walk, this does not pass over brackets in front: a list that begins with one was not
+  // written here, and has no first member.
+  ListPiece first = {};
+  std::memcpy(first.text, list, static_cast<std::size_t>(end - list) + 1);
   DeviceRecord member = {};
   if (FindDeviceByAddress(first.text, &member.Number) != kStatusOk ||
       GetDeviceRecord(&member) != kStatusOk) {

@@ -112,19 +112,16 @@ std::uint16_t StoreSetValue(HKEY parent, const char* subkey, const char* value_n
 std::size_t StoreGetString(const char* subkey, const char* value_name, const char* default_text,
                            char* buffer, std::size_t size) {
   std::memset(buffer, 0, size);
+  std::snprintf(buffer, size, "%s", default_text);
   TapeEngineKeyChain chain;
   HKEY root = StoreOpenRoot(&chain);
-  auto read = static_cast<DWORD>(size);
-  std::uint16_t status = kStoreNoSubkey;
   if (root != nullptr) {
-    // Without the sub-key the query fails by itself: no search is needed before it.
-    status = StoreQueryValue(root, subkey, value_name, buffer, &read, REG_SZ);
+    // The value's bytes are laid over the default. Without the sub-key the query fails by itself:
+    // no search is needed before it.
+    auto room = static_cast<DWORD>(size);
+    StoreQueryValue(root, subkey, value_name, buffer, &room, REG_SZ);
   }
   StoreCloseRoot(&chain);
-  if ((status != kStatusOk && status != kStoreWrongType) || read == 0) {
-    std::snprintf(buffer, size, "%s", default_text);
-  }
-  // A text without NUL ends with its bytes, or where the buffer ends.
   buffer[size - 1] = '\0';
   return std::strlen(buffer);
 }

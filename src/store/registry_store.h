@@ -63,9 +63,9 @@ std::uint16_t StoreSetValue(HKEY parent, const char* subkey, const char* value_n
 // The operations below name a direct child of the tape engine key. Only those that write a value or
 // create a sub-key create the tape engine key.
 
-// Reads a text into buffer (size bytes, always NUL-terminated). default_text stays when there is no
-// value that fits; a value of any type replaces it, one without bytes does not. Returns the length
-// of the text.
+// Reads a text into buffer (size bytes, always NUL-terminated). The bytes of a value that fits, of
+// any type, are laid over default_text: one without bytes leaves it. Returns the length of the
+// text.
 std::size_t StoreGetString(const char* subkey, const char* value_name, const char* default_text,
                            char* buffer, std::size_t size);
 
