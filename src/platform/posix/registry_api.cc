@@ -350,7 +350,8 @@ LONG RegCreateKeyExA(HKEY key, const char* sub_key, DWORD /*reserved*/, char* /*
     return status;
   }
   if (status != ERROR_FILE_NOT_FOUND) return status;
-  if (hardware || (call.From().access & KEY_CREATE_SUB_KEY) == 0) return ERROR_ACCESS_DENIED;
+  // As on Windows, whether a key may be made does not depend on how its parent's handle was opened.
+  if (hardware) return ERROR_ACCESS_DENIED;
   status = call.PrepareChange();
   if (status != ERROR_SUCCESS) return status;
   auto made = call.From().key;
