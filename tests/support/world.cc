@@ -220,6 +220,10 @@ std::string World::ReadFile(const std::string& name) const {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+void World::SetEnvironment(const std::string& name, const std::string& value) {
+  backing::SetEnvironment(name, value);
+}
+
 void World::Make(const std::string& key) {
   HKEY made = nullptr;
   ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, FullPath(key).c_str(), 0, nullptr,
@@ -234,8 +238,10 @@ void World::Set(const std::string& key, const Value& value) {
   HKEY opened = nullptr;
   ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, FullPath(key).c_str(), 0, KEY_ALL_ACCESS, &opened),
             ERROR_SUCCESS);
+  // Some registries look one byte past a text for its NUL: here they find none.
+  const std::string data = value.data + 'x';
   EXPECT_EQ(RegSetValueExA(opened, value.name.c_str(), 0, value.type,
-                           reinterpret_cast<const BYTE*>(value.data.data()),
+                           reinterpret_cast<const BYTE*>(data.data()),
                            static_cast<DWORD>(value.data.size())),
             ERROR_SUCCESS);
   RegCloseKey(opened);

@@ -106,6 +106,9 @@ class World {
   // What is in a file below the world's folder; empty without one.
   std::string ReadFile(const std::string& name) const;
 
+  // Sets an environment variable for the modules that this process loads.
+  void SetEnvironment(const std::string& name, const std::string& value);
+
   // A key named below starts at SOFTWARE, or else is one below the tape engine key. Keys are made
   // as needed.
   void Make(const std::string& key);
@@ -165,6 +168,7 @@ namespace backing {
 std::string Open();
 void Close(const std::string& folder);
 void Attach(const std::string& folder, const std::vector<Key>& keys);
+void SetEnvironment(const std::string& name, const std::string& value);
 bool ValuesKeepTheirOrder();
 
 }  // namespace backing

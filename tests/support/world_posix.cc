@@ -38,6 +38,10 @@ void Attach(const std::string& folder, const std::vector<Key>& keys) {
   std::ofstream(folder + "/machine.reg", std::ios::binary) << WriteRegistryText(root);
 }
 
+void SetEnvironment(const std::string& name, const std::string& value) {
+  setenv(name.c_str(), value.c_str(), 1);
+}
+
 bool ValuesKeepTheirOrder() { return true; }
 
 }  // namespace devprep::backing
