@@ -64,7 +64,7 @@ class SingleByteText {
 std::string NoSingleByteForm(char32_t c) {
   static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text = "character U+";
-  for (int shift = c > 0xFFFF ? 20 : 12; shift >= 0; shift -= 4) {
+  for (int shift = c > 0xFFFFF ? 20 : c > 0xFFFF ? 16 : 12; shift >= 0; shift -= 4) {
     text.push_back(kDigits[(c >> shift) & 0xF]);
   }
   return text.append(" has no single-byte form");
