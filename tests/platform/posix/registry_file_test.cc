@@ -1,0 +1,348 @@
+#include "platform/posix/registry_file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+
+#include "devprep/devprep.h"
+#include "discovery/device_cache.h"
+#include "entry/library.h"
+#include "platform/posix/hardware.h"
+#include "platform/posix/heap_fault.h"
+#include "raid/raid_records.h"
+#include "reconfig/reconfigure.h"
+#include "support/world.h"
+
+namespace devprep {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string ReadText(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void WriteText(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string Messages(const std::function<void()>& action) {
+  testing::internal::CaptureStderr();
+  action();
+  return testing::internal::GetCapturedStderr();
+}
+
+std::string EngineText(const std::string& rest) {
+  return "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\" + kEngineKey + "]\n" + rest;
+}
+
+// A process whose registry file is alone in a folder; nothing holds a transaction open.
+class RegistryFileTest : public testing::Test {
+ protected:
+  RegistryFileTest() : folder_(backing::Open()), path_(folder_ + "/registry.reg") {
+    backing::Attach(folder_, {{kMapKey, {}}});
+    NewProcess();
+  }
+  ~RegistryFileTest() override {
+    SetFileFault(nullptr);
+    ResetProcessState();
+    fs::permissions(folder_, fs::perms::owner_all);
+    backing::Close(folder_);
+  }
+  void NewProcess() {
+    ResetProcessState();
+    DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
+  }
+  LONG OpenEngine(REGSAM access) {
+    HKEY key = nullptr;
+    const LONG status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, kEngineKey.c_str(), 0, access, &key);
+    RegCloseKey(key);
+    return status;
+  }
+  std::uint16_t Create(std::uint16_t level = 5) {
+    std::uint16_t number = 0;
+    return ::RaidSetUpCreateRaid(level, 0, &number);
+  }
+
+  std::string folder_;
+  std::string path_;
+};
+
+// Makes the calls of one name count, or the nth of all calls fail.
+int calls_seen = 0;
+int failing_call = 0;
+const char* counted_call = "";
+
+int CountCalls(const char* call) {
+  if (std::string(call) == counted_call) ++calls_seen;
+  return 0;
+}
+
+int FailOneCall(const char*) { return ++calls_seen == failing_call ? ENOSPC : 0; }
+
+TEST_F(RegistryFileTest, AnExportReplacesTheFileOnceIfItChangedSomething) {
+  WriteText(path_, EngineText(""));
+  SetFileFault(CountCalls);
+  const auto count = [](const char* call, const std::function<void()>& action) {
+    counted_call = call;
+    calls_seen = 0;
+    action();
+    return calls_seen;
+  };
+  RaidInfo raid = {};
+  EXPECT_EQ(count("rename", [&] { Create(); }), 1);
+  EXPECT_EQ(count("fsync", [&] { Create(); }), 2);  // the file and its folder
+  EXPECT_EQ(count("rename", [&] { ::RaidSetUpGetRaidInfo(0, &raid); }), 0);
+  EXPECT_EQ(count("rename", [&] { ::RaidSetUpSetRaidLevel(0, 5); }), 0);  // as it was
+  EXPECT_EQ(count("rename", [&] { ::RaidSetUpSetRaidLevel(0, 6); }), 1);
+  EXPECT_EQ(count("rename", [&] { ::RaidSetUpRemoveRaid(0); }), 1);
+  EXPECT_EQ(ReadText(path_),
+            EngineText("\n[HKEY_LOCAL_MACHINE\\" + kEngineKey + "\\RAID0]\n" +
+                       "\"Level\"=dword:00000005\n\"StripeSize\"=dword:00000004\n" +
+                       "\"Info\"=\"\"\n\"LinkPosition\"=dword:00000001\n")
+                .replace(9, 0,
+                         "\n[HKEY_LOCAL_MACHINE]\n\n[HKEY_LOCAL_MACHINE\\SOFTWARE]\n"
+                         "\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Tamberline]\n"
+                         "\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Tamberline\\Vaultkeep]\n"
+                         "\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Tamberline\\Vaultkeep\\Base]\n"));
+}
+
+TEST_F(RegistryFileTest, ChangesOfOthersAreSeenEvenAtTheSameSizeAndTime) {
+  HKEY key = nullptr;
+  WriteText(path_, EngineText("\"v\"=\"0\"\n"));
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, kEngineKey.c_str(), 0, KEY_ALL_ACCESS, &key), 0);
+  for (char c = '1'; c <= '9'; ++c) {
+    WriteText(path_, EngineText(std::string("\"v\"=\"") + c + "\"\n"));
+    char text[2] = "";
+    DWORD size = sizeof text;
+    EXPECT_EQ(RegQueryValueExA(key, "v", nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size),
+              0);
+    EXPECT_EQ(text[0], c);
+  }
+  WriteText(path_, "REGEDIT4\n");
+  EXPECT_EQ(RegQueryValueExA(key, "v", nullptr, nullptr, nullptr, nullptr), ERROR_KEY_DELETED);
+  fs::remove(path_);
+  EXPECT_EQ(OpenEngine(KEY_READ), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(RegCloseKey(key), 0);
+}
+
+TEST_F(RegistryFileTest, ProcessesKeepEachOtherOut) {
+  WriteText(path_, EngineText("\"v\"=dword:00000000\n"));
+  const auto raise = [] {
+    for (int i = 0; i < 25; ++i) {
+      RegistryBegin();
+      HKEY key = nullptr;
+      RegOpenKeyExA(HKEY_LOCAL_MACHINE, kEngineKey.c_str(), 0, KEY_ALL_ACCESS, &key);
+      DWORD number = 0;
+      DWORD size = sizeof number;
+      RegQueryValueExA(key, "v", nullptr, nullptr, reinterpret_cast<BYTE*>(&number), &size);
+      ++number;
+      RegSetValueExA(key, "v", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), sizeof number);
+      RegCloseKey(key);
+      RegistryCommit();
+    }
+  };
+  const pid_t child = fork();
+  if (child == 0) {
+    raise();
+    _exit(0);
+  }
+  raise();
+  int status = 1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(ReadText(path_).ends_with("\"v\"=dword:00000032\n")) << ReadText(path_);
+}
+
+TEST_F(RegistryFileTest, ADamagedFileIsRefusedAndKept) {
+  const std::string damaged = EngineText("\"v\"=\n");
+  WriteText(path_, damaged);
+  const std::string message =
+      "devprep: " + path_ + ":4: a value that is neither a text, \"dword:\", \"hex:\" nor \"-\"\n";
+  EXPECT_EQ(Messages([&] {
+              EXPECT_EQ(OpenEngine(KEY_READ), ERROR_BADDB);
+              EXPECT_EQ(OpenEngine(KEY_ALL_ACCESS), ERROR_BADDB);
+              EXPECT_EQ(Create(), 202);
+              EXPECT_EQ(::SetUpInitTapesvrConfig(), 0);
+              HKEY key = nullptr;
+              EXPECT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE", &key), ERROR_BADDB);
+            }),
+            message);
+  EXPECT_EQ(ReadText(path_), damaged);
+  WriteText(path_, EngineText(""));
+  EXPECT_EQ(Messages([&] { EXPECT_EQ(OpenEngine(KEY_READ), 0); }), "");
+  WriteText(path_, damaged);
+  EXPECT_EQ(Messages([&] { EXPECT_EQ(OpenEngine(KEY_READ), ERROR_BADDB); }), message);
+  fs::remove(path_);
+  fs::create_directory(path_);
+  EXPECT_EQ(Messages([&] { EXPECT_EQ(OpenEngine(KEY_READ), ERROR_ACCESS_DENIED); }),
+            "devprep: " + path_ + ": not a regular file\n");
+}
+
+TEST_F(RegistryFileTest, WithoutWriteBitsItIsReadOnlyForRootToo) {
+  for (const bool on_folder : {false, true}) {
+    WriteText(path_, EngineText("\"v\"=\"t\"\n"));
+    const std::string text = ReadText(path_);
+    fs::permissions(on_folder ? folder_ : path_, fs::perms(on_folder ? 0555 : 0444));
+    EXPECT_EQ(OpenEngine(KEY_READ), 0);
+    EXPECT_EQ(OpenEngine(MAXIMUM_ALLOWED), 0);
+    EXPECT_EQ(OpenEngine(KEY_ALL_ACCESS), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(OpenEngine(KEY_SET_VALUE), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Create(), 202);
+    EXPECT_EQ(::RaidSetUpSetRaidLevel(0, 1), 0);
+    EXPECT_EQ(ReadText(path_), text);
+    fs::permissions(on_folder ? folder_ : path_, fs::perms(on_folder ? 0755 : 0644));
+    EXPECT_EQ(OpenEngine(KEY_ALL_ACCESS), 0);
+  }
+}
+
+TEST_F(RegistryFileTest, IsMadeWithItsFoldersAtTheFirstWrite) {
+  const std::string deep = folder_ + "/a/b/registry.reg";
+  setenv(kRegistryVariable, deep.c_str(), 1);
+  EXPECT_EQ(OpenEngine(KEY_ALL_ACCESS), ERROR_FILE_NOT_FOUND);
+  EXPECT_FALSE(fs::exists(folder_ + "/a"));
+  EXPECT_EQ(::RaidSetUpSetRaidLevel(0, 1), 0);
+  EXPECT_TRUE(ReadText(deep).ends_with("\\TapeEngine\\RAID0]\n\"Level\"=dword:00000001\n"));
+}
+
+TEST_F(RegistryFileTest, ALinkIsFollowedTheModeKeptAndALeftoverReplaced) {
+  fs::create_directory(folder_ + "/target");
+  const std::string target = folder_ + "/target/real.reg";
+  const std::string leftover = folder_ + "/target/.real.reg.devprep-new";
+  fs::create_symlink("target/real.reg", path_);
+  EXPECT_EQ(::RaidSetUpSetRaidLevel(0, 1), 0);
+  fs::permissions(target, fs::perms(0600));
+  WriteText(leftover, "left by a run that died");
+  fs::permissions(leftover, fs::perms(0400));
+  EXPECT_EQ(::RaidSetUpSetRaidLevel(0, 2), 0);
+  EXPECT_TRUE(fs::is_symlink(path_));
+  EXPECT_TRUE(ReadText(target).ends_with("\"Level\"=dword:00000002\n"));
+  EXPECT_EQ(fs::status(target).permissions(), fs::perms(0600));
+  EXPECT_FALSE(fs::exists(leftover));
+}
+
+TEST_F(RegistryFileTest, WhicheverCallFailsTheOldOrTheNewTextIsThereWhole) {
+  WriteText(path_, EngineText(""));
+  Create(1);
+  const std::string old_text = ReadText(path_);
+  Create(2);
+  const std::string new_text = ReadText(path_);
+  int survived = 0;
+  for (failing_call = 1; survived == 0; ++failing_call) {
+    WriteText(path_, old_text);
+    NewProcess();
+    RaidMemberTotal = 7;
+    GetDeviceCount();
+    calls_seen = 0;
+    SetFileFault(FailOneCall);
+    std::uint16_t status = 0;
+    const std::string messages = Messages([&] { status = Create(2); });
+    SetFileFault(nullptr);
+    EXPECT_EQ(ReadText(path_), status == 0 ? new_text : old_text) << failing_call;
+    EXPECT_EQ(fs::exists(folder_ + "/.registry.reg.devprep-new"), false) << failing_call;
+    EXPECT_EQ(RaidMemberTotal, 7);
+    if (calls_seen < failing_call) survived = failing_call;
+    EXPECT_EQ(messages.empty(), survived != 0) << failing_call << messages;
+    // The process goes on from what is stored.
+    std::uint16_t count = 0;
+    ::RaidSetUpGetNoOfRaids(&count);
+    EXPECT_EQ(count, status == 0 ? 2 : 1) << failing_call;
+    ASSERT_LT(failing_call, 40);
+  }
+  EXPECT_GT(survived, 8);  // open, lock, read, make, write, sync, read back, close, rename, ...
+}
+
+TEST_F(RegistryFileTest, WhatCannotBeStoredIsNotRemembered) {
+  WriteText(path_, EngineText(""));
+  Create();
+  HKEY key = nullptr;
+  RegCreateKeyA(HKEY_LOCAL_MACHINE, (kEngineKey + "\\DEVICE0").c_str(), &key);
+  const std::string info = Info(0, 0, 1, 0, 5);
+  RegSetValueExA(key, "Info", 0, REG_SZ, reinterpret_cast<const BYTE*>(info.c_str()),
+                 static_cast<DWORD>(info.size() + 1));
+  SetFileFault([](const char* call) { return std::string(call) == "rename" ? EIO : 0; });
+  EXPECT_NE(Messages([&] {
+              EXPECT_EQ(::RaidSetUpAssignDeviceToRaid(0, 0, 0), 65535);
+              EXPECT_NE(RegDeleteValueA(key, "Info"), 0);
+            }).find("not stored: cannot rename"),
+            std::string::npos);
+  SetFileFault(nullptr);
+  EXPECT_EQ(RaidMemberTotal, 0);
+  EXPECT_EQ(RegQueryValueExA(key, "Info", nullptr, nullptr, nullptr, nullptr), 0);
+  RegCloseKey(key);
+  EXPECT_EQ(::RaidSetUpAssignDeviceToRaid(0, 0, 0), 0);
+  EXPECT_EQ(RaidMemberTotal, 1);
+}
+
+TEST_F(RegistryFileTest, TheHardwareBranchIsReadOnlyAndNeverInTheFile) {
+  backing::Attach(folder_, {{kMapKey, {TextValue("v", "machine")}}});
+  WriteText(path_, "REGEDIT4\n[HKEY_LOCAL_MACHINE\\HARDWARE\\Other]\n");
+  HKEY key = nullptr;
+  const auto open = [&key](const char* path, REGSAM access) {
+    return RegOpenKeyExA(HKEY_LOCAL_MACHINE, path, 0, access, &key);
+  };
+  EXPECT_EQ(open("HARDWARE\\Other", KEY_READ), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(open("hardware\\devicemap\\scsi", KEY_ALL_ACCESS), ERROR_ACCESS_DENIED);
+  ASSERT_EQ(open("hardware\\devicemap\\scsi", MAXIMUM_ALLOWED), 0);
+  EXPECT_EQ(RegQueryValueExA(key, "v", nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(RegSetValueExA(key, "v", 0, REG_SZ, nullptr, 0), ERROR_ACCESS_DENIED);
+  HKEY made = nullptr;
+  EXPECT_EQ(RegCreateKeyA(key, "x", &made), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, "HARDWARE\\x", &made), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, "HARDWARE\\DEVICEMAP\\Scsi"), ERROR_ACCESS_DENIED);
+  RegCloseKey(key);
+}
+
+TEST_F(RegistryFileTest, WithoutItsHardwareTheConfigurationStaysAsItIs) {
+  const std::string capture = folder_ + "/machine.reg";
+  const std::string text = EngineText("\n[HKEY_LOCAL_MACHINE\\" + kEngineKey +
+                                      "\\DEVICE0]\n\"Info\"=\"" + Info(0, 0, 1, 0, 5) + "\"\n");
+  WriteText(path_, text);
+  const struct {
+    std::function<void()> damage;
+    std::string message;
+  } cases[] = {
+      {[&] { fs::remove(capture); }, capture + ": there is no such hardware capture\n"},
+      {[&] { WriteText(capture, "REGEDIT4\nx"); },
+       capture + ":2: neither a key, a value nor a comment\n"},
+      {[&] {
+         fs::remove(capture);
+         fs::create_directory(capture);
+       },
+       capture + ": not a regular file\n"},
+  };
+  for (const auto& c : cases) {
+    c.damage();
+    NewProcess();
+    EXPECT_EQ(Messages([] { EXPECT_EQ(::SetUpInitTapesvrConfig(), 0); }), "devprep: " + c.message);
+    EXPECT_EQ(ReadText(path_), text);
+  }
+}
+
+TEST_F(RegistryFileTest, WithoutMemoryThePassChangesNothing) {
+  WriteText(path_, EngineText("\n[HKEY_LOCAL_MACHINE\\" + kEngineKey + "\\DEVICE0]\n"));
+  const std::string text = ReadText(path_);
+  for (const int nth : {1, 2}) {
+    FailGlobalAlloc(nth);
+    EXPECT_EQ(ReconfigureDevices(), kNoWorkingStorage);
+    EXPECT_EQ(ReadText(path_), text);
+  }
+  FailGlobalAlloc(3);
+  EXPECT_EQ(ReconfigureDevices(), 0U);
+  FailGlobalAlloc(0);
+  EXPECT_NE(ReadText(path_), text);
+}
+
+}  // namespace
+}  // namespace devprep
