@@ -62,11 +62,11 @@ TEST(RegistryStore, GetStringTakesWhatFitsWhateverItsType) {
       {{"v", REG_SZ, std::string("1234567\0", 8)}, "1234567"},
       {{"v", REG_SZ, std::string("12345678\0", 9)}, "none"},
       {{"v", REG_SZ, "12345678"}, "1234567"},  // no NUL: ends where the buffer ends
-      {{"v", REG_SZ, "123"}, "123"},
+      {{"v", REG_SZ, "123"}, "123e"},          // its bytes are laid over the default
       {{"v", REG_SZ, std::string("\0", 1)}, ""},
       {{"v", REG_SZ, ""}, "none"},  // no bytes replace nothing
       {{"v", REG_BINARY, std::string("\1\2\0\3\4\5", 6)}, "\1\2"},
-      {{"v", REG_DWORD, "AB"}, "AB"},
+      {{"v", REG_DWORD, std::string("AB\0\0", 4)}, "AB"},
       {{"w", REG_SZ, "123"}, "none"},
   };
   for (const auto& c : cases) {
