@@ -13,8 +13,9 @@ namespace {
 
 void Install(const std::string& home, const char* module, const char* name) {
   if (*module == '\0') return;
-  std::filesystem::copy_file(std::filesystem::path(DEVPREP_TEST_MODULES) / module,
-                             std::filesystem::path(home) / name);
+  std::filesystem::copy_file(
+      std::filesystem::path(DEVPREP_TEST_MODULES) / (module + std::string(".module")),
+      std::filesystem::path(home) / name);
 }
 
 std::string FoundTypes() {

@@ -15,7 +15,7 @@ namespace {
 
 [[gnu::format(printf, 1, 2)]] void Note(const char* format, ...) {
   const char* name = std::getenv("DEVPREP_TEST_CALLS");
-  std::FILE* file = name == nullptr ? nullptr : std::fopen(name, "a");
+  std::FILE* file = name == nullptr ? nullptr : std::fopen(name, "ab");
   if (file == nullptr) return;
   std::va_list arguments;
   va_start(arguments, format);

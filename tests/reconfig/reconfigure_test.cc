@@ -47,11 +47,11 @@ TEST(Reconfigure, SettingsGroupsAndReservedDrivesFollowTheirDevices) {
   world.Dword("DEVICE0", "SetBarCodeTapeToBlank", 2);
   world.Dword("DEVICE0", "SetAutoCleaningTime", 3);
   world.Group(0, "ALL", "TAPE_GROUP,3,2,1", 7);
-  world.Group(1, "LIB", "CHANGER_GROUP,0,1-10,21-30", 7);
+  world.Group(1, "CHG", "CHANGER_GROUP,0,1-10,21-30", 7);
   world.Group(2, "A RAID", "RAID_CHANGER_GROUP,2,1-2,3,3-4,1,5-6", 7);
   world.Group(3, "GONE", "TAPE_GROUP,2", 7);
-  world.Group(4, "ODD", "RAID_TAPE_GROUP,1", 7);
-  world.Group(5, "LATE", "TAPE_GROUP,9", 7);
+  world.Group(4, "BAD", "RAID_TAPE_GROUP,1", 7);
+  world.Group(5, "ADDED", "TAPE_GROUP,9", 7);
   world.Attach({{.target = 1, .product = "D3", .serial = "D3"},
                 {.target = 2, .product = "NEW", .serial = "D4"},
                 {.target = 5, .type = kDisk, .identifier = "a disk"},
@@ -93,7 +93,7 @@ WorldWideID=<+8>
 ALL="TAPE_GROUP,0,3"
 GROUP_ATTRIBUTE=0
 [GROUP1]
-LIB="CHANGER_GROUP,4,1-10,21-30"
+CHG="CHANGER_GROUP,4,1-10,21-30"
 GROUP_ATTRIBUTE=0
 [GROUP2]
 A RAID="RAID_CHANGER_GROUP,0,3-4,3,5-6"
@@ -102,10 +102,10 @@ GROUP_ATTRIBUTE=0
 GONE="TAPE_GROUP,"
 GROUP_ATTRIBUTE=0
 [GROUP4]
-ODD=""
+BAD=""
 GROUP_ATTRIBUTE=0
 [GROUP5]
-LATE="TAPE_GROUP,"
+ADDED="TAPE_GROUP,"
 GROUP_ATTRIBUTE=0
 )"));
   const int became[] = {4, 3, kDeviceGone, 0, 2};

@@ -38,7 +38,7 @@ TEST(RegistryStore, WritersMakeEveryLevelAndStoreExactBytes) {
   } cases[] = {
       {[] { return StoreSetDword("K", "v", 0x80000001); }, "[K]\nv=2147483649\n"},
       {[] { return StoreSetString("K", "v", "abc"); }, "[K]\nv=\"abc\"\n"},
-      {[] { return StoreSetStringSized("K", "v", "abc", 3); }, "[K]\nv='abc'\n"},
+      {[] { return StoreSetStringSized("K", "v", "abcd", 3); }, "[K]\nv='abc'\n"},
       {[] { return StoreSetStringSized("K", "v", "abc", 4); }, "[K]\nv=\"abc\"\n"},
       {[] { return StoreSetBinary("K", "v", "a\0b", 4); }, "[K]\nv=<a\\00b+1>\n"},
       {[] { return StoreSetBinary("K", "", "", 0); }, "[K]\n=<>\n"},
@@ -62,7 +62,7 @@ TEST(RegistryStore, GetStringTakesWhatFitsWhateverItsType) {
       {{"v", REG_SZ, std::string("1234567\0", 8)}, "1234567"},
       {{"v", REG_SZ, std::string("12345678\0", 9)}, "none"},
       {{"v", REG_SZ, "12345678"}, "1234567"},  // no NUL: ends where the buffer ends
-      {{"v", REG_SZ, "123"}, "123e"},          // its bytes are laid over the default
+      {{"v", REG_BINARY, "123"}, "123e"},      // its bytes are laid over the default
       {{"v", REG_SZ, std::string("\0", 1)}, ""},
       {{"v", REG_SZ, ""}, "none"},  // no bytes replace nothing
       {{"v", REG_BINARY, std::string("\1\2\0\3\4\5", 6)}, "\1\2"},
