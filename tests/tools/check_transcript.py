@@ -23,7 +23,8 @@ def transcripts(path):
         text = file.read()
     if path.endswith(".md"):
         blocks = re.findall(r"^```(.*?)\n(.*?)^```$", text, re.M | re.S)
-        text = "\n".join(block for language, block in blocks if not language)
+        text = "\n".join(block for language, block in blocks
+                         if not language and block.startswith("$ "))
     steps = []
     for line in text.split("\n"):
         if line.startswith("$ "):
