@@ -1,7 +1,11 @@
 #include "output.h"
 
+#if defined(_WIN32)
+#include "platform/registry.h"
+#else
 #include <langinfo.h>
 #include <unistd.h>
+#endif
 
 #include <algorithm>
 #include <cstdlib>
@@ -29,12 +33,23 @@ const char* ColourCode(Colour colour) {
 
 }  // namespace
 
+#if defined(_WIN32)
+
+// Consoles of older releases show the codes as text.
+bool WantsColour() { return false; }
+
+bool WantsUnicode() { return GetConsoleOutputCP() == CP_UTF8; }
+
+#else
+
 bool WantsColour() {
   static const bool wanted = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
   return wanted;
 }
 
 bool WantsUnicode() { return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0; }
+
+#endif
 
 std::string Paint(const std::string& text, Colour colour) {
   if (colour == Colour::kPlain || !WantsColour()) return text;
