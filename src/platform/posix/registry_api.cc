@@ -46,6 +46,10 @@ class Registry {
     return false;
   }
 
+  void Abandon() {
+    if (--depth_ == 0) file_.Abandon();
+  }
+
   LONG Status() const { return status_; }
   bool Writable() const { return file_.Writable(); }
   bool PrepareChange() { return file_.PrepareChange(); }
@@ -292,6 +296,8 @@ void Store(DWORD* where, std::size_t number) {
 }
 
 }  // namespace
+
+void RegistryAbandon() { TheRegistry().Abandon(); }
 
 void RegistryBegin() { TheRegistry().Begin(); }
 bool RegistryCommit() { return TheRegistry().Commit(); }
