@@ -72,6 +72,10 @@ TEST(DeviceRecord, IsMissingWithoutAnInfoThatHoldsBytes) {
   EXPECT_EQ(ReadDeviceRecord(&record), 3);
   world.Set("DEVICE0", {"Info", REG_SZ, ""});
   EXPECT_EQ(ReadDeviceRecord(&record), 3);
+  world.Set("DEVICE0", {"Info", REG_SZ, "!"});  // laid over the mark of absence, it is that mark
+  EXPECT_EQ(ReadDeviceRecord(&record), 3);
+  world.Set("DEVICE0", {"Info", REG_SZ, "x"});
+  EXPECT_EQ(ReadDeviceRecord(&record), 219);
   EXPECT_EQ(record.ReadShots, 0);
   world.Binary("DEVICE0", "INFO", Info(0, 0, 1, 0, 5));  // of another type, without NUL
   EXPECT_EQ(ReadDeviceRecord(&record), 0);
