@@ -149,8 +149,7 @@ void Check(const std::vector<Edit>& edits, bool assign) {
 
 TEST(RaidAssign, Drives) {
   const std::string too_long = List({0}) + std::string(503, ')');
-  std::string many;
-  for (int i = 0; i < 33; ++i) many += List({2});
+  const std::string many = Repeated(List({2}), 33);
   const std::vector<Edit> edits = {
       {"a loose drive", Raid0({}), 7, 0, List({7}), "-", 1},
       {"a changer's drive", Raid0({}), 1, 0, List({1}), List({8}), 1},

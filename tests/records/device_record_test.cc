@@ -11,12 +11,6 @@
 namespace devprep {
 namespace {
 
-std::string Repeated(const std::string& text, int times) {
-  std::string out;
-  for (int i = 0; i < times; ++i) out += text;
-  return out;
-}
-
 DeviceRecord Numbered(std::uint16_t number) {
   DeviceRecord record = {};
   record.Number = number;

@@ -338,6 +338,12 @@ std::string DeviceKey(int number) { return "DEVICE" + std::to_string(number); }
 std::string GroupKey(int number) { return "GROUP" + std::to_string(number); }
 std::string RaidKey(int number) { return "RAID" + std::to_string(number); }
 
+std::string Repeated(const std::string& text, int times) {
+  std::string out;
+  for (int i = 0; i < times; ++i) out += text;
+  return out;
+}
+
 std::string ShowBytes(const std::string& bytes) {
   static constexpr char kDigits[] = "0123456789abcdef";
   const std::size_t zeros = bytes.size() - (bytes.find_last_not_of('\0') + 1);

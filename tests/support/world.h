@@ -149,6 +149,8 @@ std::string DeviceKey(int number);
 std::string GroupKey(int number);
 std::string RaidKey(int number);
 
+std::string Repeated(const std::string& text, int times);
+
 // Bytes as Dump shows them.
 std::string ShowBytes(const std::string& bytes);
 
