@@ -47,7 +47,7 @@ class Registry {
   }
 
   LONG Status() const { return status_; }
-  bool Writable() const { return file_.Writable(); }
+  bool Writable() { return file_.Writable(); }
   bool PrepareChange() { return file_.PrepareChange(); }
   void MarkChanged() { file_.MarkChanged(); }
   const std::shared_ptr<RegistryKey>& Root() const { return file_.Root(); }
