@@ -24,7 +24,7 @@ void ConfigureProcess(benchmark::State& state) {
     bench.SetUp(machine);
     int status = 0;
     rusage used{};
-    state.SetIterationTime(Seconds([&] {
+    state.SetIterationTime(WallSeconds([&] {
       const pid_t child = ::vfork();
       if (child == 0) {
         ::execl(DEVPREP_CONFIGURE_PROGRAM, DEVPREP_CONFIGURE_PROGRAM, "configure", nullptr);

@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 
@@ -38,6 +39,12 @@ void Workbench::SetUp(const Machine& machine) const {
 void Workbench::NewProcess() {
   ResetProcessState();
   DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
+}
+
+double ProcessorSeconds() {
+  timespec now{};
+  ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
 double ReadAndWriteSeconds(const std::string& text) {

@@ -34,12 +34,23 @@ class Workbench {
 inline constexpr const char* kMemoryFolder = "/dev/shm";
 inline constexpr const char* kDiskFolder = "/var/tmp";
 
-// The seconds that work takes.
+// The seconds that work takes by the clock on the wall: work that waits for disks or processes.
 template <typename Work>
-double Seconds(Work work) {
+double WallSeconds(Work work) {
   const auto start = std::chrono::steady_clock::now();
   work();
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// Processor time of this thread so far.
+double ProcessorSeconds();
+
+// The processor seconds of work in memory: what else the machine does hardly counts.
+template <typename Work>
+double Seconds(Work work) {
+  const double start = ProcessorSeconds();
+  work();
+  return ProcessorSeconds() - start;
 }
 
 // The seconds for reading a registry text and formatting it again.
