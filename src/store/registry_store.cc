@@ -10,7 +10,6 @@ namespace {
 
 constexpr const char* kRootPath[kRootLevels] = {"SOFTWARE", "Tamberline", "Vaultkeep", "Base",
                                                 "TapeEngine"};
-constexpr std::size_t kRootPathSize = 256;
 constexpr DWORD kDwordBufferSize = 40;
 
 // Opens a key with full access, or creates it. Null when both fail.
@@ -54,10 +53,9 @@ std::uint16_t WriteValue(const char* subkey, const char* value_name, const void*
 
 HKEY StoreOpenRoot(TapeEngineKeyChain* chain) {
   std::memset(chain, 0, sizeof *chain);
-  char path[kRootPathSize];
-  std::snprintf(path, sizeof path, "%s\\%s", BaseKeyPath, kRootPath[kRootLevels - 1]);
   HKEY key = nullptr;
-  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path, 0, KEY_ALL_ACCESS, &key) == ERROR_SUCCESS) {
+  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, TapeEngineKeyPath, 0, KEY_ALL_ACCESS, &key) ==
+      ERROR_SUCCESS) {
     chain->levels[kRootLevels - 1] = key;
   }
   return chain->levels[kRootLevels - 1];

@@ -1,0 +1,4 @@
+// One process that configures: the shared library loaded, one pass run.
+#include "devprep/devprep.h"
+
+int main() { return SetUpInitTapesvrConfig(); }
