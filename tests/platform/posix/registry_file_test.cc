@@ -261,6 +261,19 @@ TEST_F(RegistryFileTest, WhicheverCallFailsTheOldOrTheNewTextIsThereWhole) {
   RegCloseKey(key);
 }
 
+TEST_F(RegistryFileTest, WhatCouldNotBeReadBackIsNotStored) {
+  WriteText(path_, EngineText(""));
+  HKEY key = nullptr;
+  EXPECT_EQ(
+      Messages([&] { EXPECT_NE(RegCreateKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\a\nb", &key), 0); }),
+      "devprep: " + path_ + ": not stored: line 7 of the new text would not read back: " +
+          "a key without its closing bracket\n");
+  EXPECT_EQ(ReadText(path_), EngineText(""));
+  setenv(kRegistryVariable, (path_ + "/registry.reg").c_str(), 1);  // a file in a folder's place
+  EXPECT_NE(Messages([&] { EXPECT_EQ(::RaidSetUpSetRaidLevel(0, 1), 0); }), "");
+  EXPECT_EQ(ReadText(path_), EngineText(""));
+}
+
 TEST_F(RegistryFileTest, TheHardwareBranchIsReadOnlyAndNeverInTheFile) {
   backing::Attach(folder_, {{kMapKey, {TextValue("v", "machine")}}});
   WriteText(path_, "REGEDIT4\n[HKEY_LOCAL_MACHINE\\HARDWARE\\Other]\n");
