@@ -9,6 +9,7 @@
 
 #include "entry/library.h"
 #include "platform/posix/hardware.h"
+#include "platform/posix/registry_api.h"
 #include "platform/registry.h"
 #include "workbench.h"
 
@@ -19,7 +20,7 @@ namespace {
 // program's own size too, from which it is forked: that is why it is measured first.
 void ConfigureProcess(benchmark::State& state) {
   const Workbench bench(kDiskFolder);
-  const Machine machine = BuildMachine(kMostUnits, Cabling::kMoved);
+  const Machine machine = BuildMachine(kMostUnits, kMostRaids, Cabling::kMoved);
   long peak = 0;
   for (auto _ : state) {
     bench.SetUp(machine);
@@ -46,16 +47,17 @@ BENCHMARK(ConfigureProcess)->UseManualTime()->Unit(benchmark::kMillisecond);
 void PassInMemory(benchmark::State& state) {
   const auto units = static_cast<std::uint16_t>(state.range(0));
   const Workbench bench(kMemoryFolder);
-  const Machine machine = BuildMachine(units, Cabling::kMoved);
+  const auto raids = static_cast<std::uint16_t>(state.range(1));
+  const Machine machine = BuildMachine(units, raids, Cabling::kMoved);
+  bench.SetUp(machine);
   double pass = 0;
   double text = 0;
   for (auto _ : state) {
-    bench.SetUp(machine);
     Workbench::NewProcess();
     RegistryBegin();
     CurrentHardware();
     const double seconds = Seconds([] { devprep::SetUpInitTapesvrConfig(); });
-    RegistryCommit();
+    RegistryAbandon();
     state.SetIterationTime(seconds);
     pass += seconds;
     text += ReadAndWriteSeconds(machine.registry);
@@ -66,11 +68,17 @@ void PassInMemory(benchmark::State& state) {
 BENCHMARK(PassInMemory)
     ->UseManualTime()
     ->Unit(benchmark::kMicrosecond)
-    ->Arg(32)
-    ->Arg(64)
-    ->Arg(128)
-    ->Arg(kMostUnits)
-    ->Complexity();
+    ->ArgNames({"units", "raids"})
+    ->Args({32, 0})
+    ->Args({64, 0})
+    ->Args({128, 0})
+    ->Args({kMostUnits, 0})
+    ->Complexity(benchmark::oN);
+BENCHMARK(PassInMemory)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond)
+    ->ArgNames({"units", "raids"})
+    ->Args({kMostUnits, kMostRaids});
 
 }  // namespace
 }  // namespace devprep
