@@ -182,7 +182,7 @@ std::uint16_t RaidTape(std::uint16_t raid, std::uint16_t i) {
   return drives[raid * kTapesOfRaid + i];
 }
 
-Machine BuildMachine(std::uint16_t units, Cabling cabling) {
+Machine BuildMachine(std::uint16_t units, std::uint16_t raids, Cabling cabling) {
   const std::uint16_t devices = std::min(units, kMaxDeviceRecords);
   Machine machine;
   machine.hardware = BuildCapture(units);
@@ -196,11 +196,9 @@ Machine BuildMachine(std::uint16_t units, Cabling cabling) {
     const GroupRecord group = OldGroup(n, devices);
     WriteGroupRecord(&group);
   }
-  for (std::uint16_t n = 0; n < kRaids; ++n) WriteRaid(n, devices, cabling);
-  const auto root = RegistryRootForChange();
-  machine.registry = WriteRegistryText(*root);
-  root->FindChild(kLocalMachineName)->RemoveChild("SOFTWARE");
-  RegistryCommit();
+  for (std::uint16_t n = 0; n < raids; ++n) WriteRaid(n, devices, cabling);
+  machine.registry = WriteRegistryText(*RegistryRoot());
+  RegistryAbandon();
   return machine;
 }
 

@@ -9,7 +9,7 @@ namespace {
 
 std::string LargestRegistry() {
   const Workbench bench(kMemoryFolder);
-  return BuildMachine(kMostUnits, Cabling::kMoved).registry;
+  return BuildMachine(kMostUnits, 0, Cabling::kMoved).registry;
 }
 
 void CountBytes(benchmark::State& state, const std::string& text) {

@@ -1,6 +1,6 @@
 #include "store/registry_store.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <cstring>
 
 #include "store/product_paths.h"
@@ -110,7 +110,7 @@ std::uint16_t StoreSetValue(HKEY parent, const char* subkey, const char* value_n
 std::size_t StoreGetString(const char* subkey, const char* value_name, const char* default_text,
                            char* buffer, std::size_t size) {
   std::memset(buffer, 0, size);
-  std::snprintf(buffer, size, "%s", default_text);
+  std::memcpy(buffer, default_text, std::min(std::strlen(default_text), size - 1));
   TapeEngineKeyChain chain;
   HKEY root = StoreOpenRoot(&chain);
   if (root != nullptr) {
