@@ -11,14 +11,14 @@
 namespace devprep::tool {
 namespace {
 
-// Ends the transaction, whatever happens in it.
+// Ends the transaction, whatever happens in it. What fails half-way changes nothing.
 class Transaction {
  public:
   Transaction() { RegistryBegin(); }
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
   ~Transaction() {
-    if (open_) RegistryCommit();
+    if (open_) RegistryAbandon();
   }
   void Commit() {
     open_ = false;

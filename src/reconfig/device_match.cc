@@ -93,20 +93,27 @@ MatchCriterion TryAnywhere(const DeviceRecord& old_record, const DeviceRecord& f
                                                : MatchCriterion::kNone;
 }
 
-MatchCriterion Match(const DeviceRecord& old_record, const MatchRules& rules,
-                     std::uint16_t* number) {
-  for (const auto try_criteria : {TryInPlace, TryAnywhere}) {
-    for (std::uint16_t n = 0; n < FoundDeviceCount; ++n) {
-      const DeviceRecord& found = FoundDevices[n];
-      const bool free =
-          old_record.Type == found.Type && (rules.taken == nullptr || rules.taken[n] == 0);
-      const MatchCriterion criterion = try_criteria(old_record, found, free, rules);
-      if (criterion == MatchCriterion::kNone) continue;
-      *number = n;
-      return criterion;
-    }
+// One pass over the found devices.
+template <typename TryCriteria>
+MatchCriterion MatchAny(const DeviceRecord& old_record, const MatchRules& rules,
+                        TryCriteria try_criteria, std::uint16_t* number) {
+  for (std::uint16_t n = 0; n < FoundDeviceCount; ++n) {
+    const DeviceRecord& found = FoundDevices[n];
+    const bool free =
+        old_record.Type == found.Type && (rules.taken == nullptr || rules.taken[n] == 0);
+    const MatchCriterion criterion = try_criteria(old_record, found, free, rules);
+    if (criterion == MatchCriterion::kNone) continue;
+    *number = n;
+    return criterion;
   }
   return MatchCriterion::kNone;
+}
+
+MatchCriterion Match(const DeviceRecord& old_record, const MatchRules& rules,
+                     std::uint16_t* number) {
+  const MatchCriterion in_place = MatchAny(old_record, rules, TryInPlace, number);
+  return in_place != MatchCriterion::kNone ? in_place
+                                           : MatchAny(old_record, rules, TryAnywhere, number);
 }
 
 }  // namespace

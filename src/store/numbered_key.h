@@ -2,8 +2,11 @@
 #ifndef DEVPREP_STORE_NUMBERED_KEY_H_
 #define DEVPREP_STORE_NUMBERED_KEY_H_
 
+#include <charconv>
+#include <cstddef>
 #include <cstdint>
-#include <cstdio>
+#include <cstring>
+#include <iterator>
 
 namespace devprep {
 
@@ -15,7 +18,9 @@ struct NumberedKey {
   char name[16];
 
   NumberedKey(const char* prefix, std::uint16_t number) {
-    std::snprintf(name, sizeof name, "%s%d", prefix, number);
+    const std::size_t length = std::strlen(prefix);
+    std::memcpy(name, prefix, length);
+    *std::to_chars(name + length, std::end(name) - 1, number).ptr = '\0';
   }
 };
 

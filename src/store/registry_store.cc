@@ -1,6 +1,6 @@
 #include "store/registry_store.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <cstring>
 
 #include "store/product_paths.h"
@@ -10,7 +10,6 @@ namespace {
 
 constexpr const char* kRootPath[kRootLevels] = {"SOFTWARE", "Tamberline", "Vaultkeep", "Base",
                                                 "TapeEngine"};
-constexpr std::size_t kRootPathSize = 256;
 constexpr DWORD kDwordBufferSize = 40;
 
 // Opens a key with full access, or creates it. Null when both fail.
@@ -54,10 +53,9 @@ std::uint16_t WriteValue(const char* subkey, const char* value_name, const void*
 
 HKEY StoreOpenRoot(TapeEngineKeyChain* chain) {
   std::memset(chain, 0, sizeof *chain);
-  char path[kRootPathSize];
-  std::snprintf(path, sizeof path, "%s\\%s", BaseKeyPath, kRootPath[kRootLevels - 1]);
   HKEY key = nullptr;
-  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path, 0, KEY_ALL_ACCESS, &key) == ERROR_SUCCESS) {
+  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, TapeEngineKeyPath, 0, KEY_ALL_ACCESS, &key) ==
+      ERROR_SUCCESS) {
     chain->levels[kRootLevels - 1] = key;
   }
   return chain->levels[kRootLevels - 1];
@@ -112,7 +110,7 @@ std::uint16_t StoreSetValue(HKEY parent, const char* subkey, const char* value_n
 std::size_t StoreGetString(const char* subkey, const char* value_name, const char* default_text,
                            char* buffer, std::size_t size) {
   std::memset(buffer, 0, size);
-  std::snprintf(buffer, size, "%s", default_text);
+  std::memcpy(buffer, default_text, std::min(std::strlen(default_text), size - 1));
   TapeEngineKeyChain chain;
   HKEY root = StoreOpenRoot(&chain);
   if (root != nullptr) {

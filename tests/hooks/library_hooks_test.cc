@@ -52,7 +52,7 @@ TEST(LibraryHooks, ModulesAreStartedJudgeAndStayUnlessTheyFail) {
     const std::string home = world.MakeHome();
     Install(home, c.acsls, "ACSLSLNK.DLL");
     Install(home, c.vlm, "VLMLNK.DLL");
-    world.SetEnvironment("DEVPREP_TEST_CALLS", world.Folder() + "/calls");
+    backing::SetEnvironment("DEVPREP_TEST_CALLS", world.Folder() + "/calls");
     world.Attach({{.target = 1, .type = kChanger, .serial = "3-virtual"},
                   {.target = 2, .type = kChanger, .serial = "2-regular"},
                   {.target = 3, .serial = "3-drive"},
@@ -92,7 +92,7 @@ TEST(LibraryHooks, AModulePathMustFitItsBuffer) {
     if (home.size() % 2 != c.length % 2) home += '\\';
     while (home.size() < c.length) home += "\\.";
     world.Text(kBaseKey + "\\Path", "HOME", home);
-    world.SetEnvironment("DEVPREP_TEST_CALLS", world.Folder() + "/calls");
+    backing::SetEnvironment("DEVPREP_TEST_CALLS", world.Folder() + "/calls");
     StartAcslsLink();
     StartVirtualLibraryManager();
     EXPECT_EQ(world.ReadFile("calls"), c.calls) << c.length;

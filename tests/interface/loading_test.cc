@@ -51,28 +51,5 @@ TEST(SharedLibrary, EveryLoadStartsAfresh) {
   }
 }
 
-TEST(SharedLibrary, ARaidIsFilledByOneLoadAndSeenByTheNext) {
-  World world;
-  world.Device(0, Info(0, 0, 1, 0, 5));
-  RegistryCommit();
-  {
-    const Loaded library;
-    std::uint16_t number = 9;
-    EXPECT_EQ(library.Find<decltype(::RaidSetUpCreateRaid)>("RaidSetUpCreateRaid")(5, 0, &number),
-              0);
-    EXPECT_EQ(number, 0);
-    EXPECT_EQ(library.Find<decltype(::RaidSetUpAssignDeviceToRaid)>("RaidSetUpAssignDeviceToRaid")(
-                  0, 0, 0),
-              0);
-  }
-  {
-    const Loaded library;
-    RaidInfo raid = {};
-    EXPECT_EQ(library.Find<decltype(::RaidSetUpGetRaidInfo)>("RaidSetUpGetRaidInfo")(0, &raid), 0);
-    EXPECT_EQ(raid.TapeCount, 1);
-  }
-  RegistryBegin();
-}
-
 }  // namespace
 }  // namespace devprep

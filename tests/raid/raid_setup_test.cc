@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <initializer_list>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "raid/raid_records.h"
 #include "support/world.h"
@@ -91,86 +93,92 @@ TEST(RaidNumbers, AreStoredForRaidsThatNeedNotExist) {
   EXPECT_EQ(world.Values("RAID6") + world.Values("RAID700"), "Level=3\nLinkPosition=65535\n");
 }
 
-struct Assignment {
+// Values to be stored before a case.
+using Stored = std::vector<std::pair<std::string, Value>>;
+
+Stored Raid0(const std::string& tapes, const std::string& changers = "", std::uint32_t level = 5) {
+  Stored stored = {{"RAID0", TextValue("Info", tapes)}, {"RAID0", DwordValue("Level", level)}};
+  if (!changers.empty()) stored.emplace_back("RAID0", TextValue("ChangerDevices", changers));
+  return stored;
+}
+Stored Raid0(std::initializer_list<int> tapes, std::initializer_list<int> changers = {},
+             std::uint32_t level = 5) {
+  return Raid0(List(tapes), List(changers), level);
+}
+Stored operator+(Stored stored, const Stored& more) {
+  stored.insert(stored.end(), more.begin(), more.end());
+  return stored;
+}
+Stored Reserved(int changer, const char* drives, std::uint32_t disabled = 0) {
+  return {{DeviceKey(changer), TextValue("ReservedDrives", drives)},
+          {DeviceKey(changer), DwordValue("DisabledDrives", disabled)}};
+}
+Stored Named(int device, int type, const char* description) {
+  return {{DeviceKey(device),
+           TextValue("Info", Info(device / 8, 0, device % 8, 0, type, description))}};
+}
+
+// An assignment to RAID0, or a release from it, and what is left.
+struct Edit {
   const char* what;
-  std::function<void(World&)> set_up;
+  Stored stored;
   std::uint16_t device;
   std::uint16_t status;
-  std::string tapes;  // of RAID0 afterwards
+  std::string tapes;
   std::string changers = "-";
   int added = 0;
   std::uint8_t strict = 0;
   std::uint16_t total = 0;
 };
 
-void Check(const std::vector<Assignment>& assignments) {
-  for (const Assignment& a : assignments) {
+void Check(const std::vector<Edit>& edits, bool assign) {
+  const auto shown = [](const std::string& list) { return list == "-" ? list : Quoted(list); };
+  for (const Edit& e : edits) {
     Shop world;
-    a.set_up(world);
-    RaidMemberTotal = a.total;
-    EXPECT_EQ(::RaidSetUpAssignDeviceToRaid(0, a.device, a.strict), a.status) << a.what;
-    EXPECT_EQ(world.Show("RAID0", "Info"), a.tapes == "-" ? "-" : Quoted(a.tapes)) << a.what;
-    EXPECT_EQ(world.Show("RAID0", "ChangerDevices"), a.changers == "-" ? "-" : Quoted(a.changers))
-        << a.what;
-    EXPECT_EQ(RaidMemberTotal, a.total + a.added) << a.what;
+    for (const auto& [key, value] : e.stored) world.Set(key, value);
+    RaidMemberTotal = e.total;
+    EXPECT_EQ(assign ? ::RaidSetUpAssignDeviceToRaid(0, e.device, e.strict)
+                     : ::RaidSetUpRemoveDeviceFromRaid(0, e.device),
+              e.status)
+        << e.what;
+    EXPECT_EQ(world.Show("RAID0", "Info"), shown(e.tapes)) << e.what;
+    EXPECT_EQ(world.Show("RAID0", "ChangerDevices"), shown(e.changers)) << e.what;
+    EXPECT_EQ(RaidMemberTotal, e.total + e.added) << e.what;
   }
 }
 
-std::function<void(World&)> Raid0(std::initializer_list<int> tapes,
-                                  std::initializer_list<int> changers = {},
-                                  std::uint32_t level = 5) {
-  return [tapes = List(tapes), changers = List(changers), level](World& world) {
-    world.Raid(0, tapes, changers, level);
-  };
-}
-
 TEST(RaidAssign, Drives) {
-  Check({
+  const std::string too_long = List({0}) + std::string(503, ')');
+  const std::string many = Repeated(List({2}), 33);
+  const std::vector<Edit> edits = {
       {"a loose drive", Raid0({}), 7, 0, List({7}), "-", 1},
       {"a changer's drive", Raid0({}), 1, 0, List({1}), List({8}), 1},
       {"in ascending order", Raid0({7, 2}), 5, 0, List({2, 5, 7}), List({10}), 1},
       {"a member", Raid0({7, 2}), 2, 204, List({7, 2})},
-      {"no such RAID", [](World&) {}, 7, 202, "-"},
+      {"no such RAID", {}, 7, 202, "-"},
       {"no such device", Raid0({}), 12, 65535, ""},
       {"third of a mirror", Raid0({2, 5}, {}, 1), 7, 205, List({2, 5})},
       {"second of a mirror", Raid0({2}, {}, 1), 7, 0, List({2, 7}), "-", 1},
       {"the 16th", Raid0({}), 7, 0, List({7}), "-", 1, 0, 15},
-      {"the 17th", [](World&) {}, 7, 205, "-", "-", 0, 0, 16},
+      {"the 17th", {}, 7, 205, "-", "-", 0, 0, 16},
       {"the changer's next drive", Raid0({0}, {8}), 1, 0, List({0, 1}), List({8}), 1},
       {"another changer's", Raid0({0}, {8}), 3, 203, List({0}), List({8})},
       {"nobody's, with a changer", Raid0({0}, {8}), 7, 203, List({0}), List({8})},
       {"the second changer's turn", Raid0({0, 1}, {8, 9}), 3, 0, List({0, 1, 3}), List({8, 9}), 1},
       {"too early for the second", Raid0({0}, {8, 9}), 3, 203, List({0}), List({8, 9})},
       {"all complete", Raid0({0, 1}, {8}), 3, 203, List({0, 1}), List({8})},
-      {"Info too long", [](World& w) { w.Raid(0, List({0}) + std::string(503, ')')); }, 7, 202,
-       List({0}) + std::string(503, ')')},
-      {"no Info", [](World& w) { w.Dword("RAID0", "Level", 5); }, 7, 202, "-"},
-      {"a stale member goes", [](World& w) { w.Raid(0, "(9,9,9,9)" + List({2})); }, 7, 0, List({7}),
-       "-", 1},
+      {"Info too long", Raid0(too_long), 7, 202, too_long},
+      {"no Info", {{"RAID0", DwordValue("Level", 5)}}, 7, 202, "-"},
+      {"a stale member goes", Raid0("(9,9,9,9)" + List({2})), 7, 0, List({7}), "-", 1},
       {"a stale changer refuses once", Raid0({0}, {8, 99}), 1, 202, List({0}), List({8})},
-      {"more than 32 stored",
-       [](World& w) {
-         std::string list;
-         for (int i = 0; i < 33; ++i) list += List({2});
-         w.Raid(0, list);
-       },
-       7, 205,
-       [] {
-         std::string list;
-         for (int i = 0; i < 33; ++i) list += List({2});
-         return list;
-       }()},
-  });
+      {"more than 32 stored", Raid0(many), 7, 205, many},
+  };
+  Check(edits, true);
 }
 
 TEST(RaidAssign, ChangersBringTheirFreeDrives) {
-  const auto with = [](std::function<void(World&)> first, std::function<void(World&)> then) {
-    return [first = std::move(first), then = std::move(then)](World& w) {
-      first(w);
-      then(w);
-    };
-  };
-  Check({
+  const Stored other = {{"RAID1", TextValue("Info", List({4}))}};
+  const std::vector<Edit> edits = {
       {"to an empty RAID", Raid0({}), 10, 0, List({2, 5, 6}), List({10}), 3},
       {"without drives", Raid0({}), 11, 0, "", List({11}), 0},
       {"without drives to tapes", Raid0({0}, {8}), 11, 203, List({0}), List({8})},
@@ -182,50 +190,32 @@ TEST(RaidAssign, ChangersBringTheirFreeDrives) {
       {"to a full mirror", Raid0({0, 1}, {8}, 1), 9, 205, List({0, 1}), List({8})},
       {"three drives at a total of 14", Raid0({}), 10, 205, "", "-", 0, 0, 14},
       {"two drives at a total of 14", Raid0({}), 9, 0, List({3, 4}), List({9}), 2, 0, 14},
-      {"a disabled drive",
-       with(Raid0({}), [](World& w) { w.Dword("DEVICE10", "DisabledDrives", 2); }), 10, 0,
-       List({2, 6}), List({10}), 2},
-      {"the mask counts among the free ones",
-       with(Raid0({}),
-            [](World& w) {
-              w.Text("DEVICE10", "ReservedDrives", "3,4,5,6");
-              w.Dword("DEVICE10", "DisabledDrives", 2);
-              w.Raid(1, List({4}));
-            }),
-       10, 0, List({3, 6}), List({10}), 2},
-      {"a drive that is no device",
-       with(Raid0({}), [](World& w) { w.Text("DEVICE9", "ReservedDrives", "3,40"); }), 9, 202, ""},
-  });
+      {"disabled", Raid0({}) + Reserved(10, "2,5,6", 2), 10, 0, List({2, 6}), List({10}), 2},
+      // The mask counts among those that are free.
+      {"disabled, one taken", Raid0({}) + other + Reserved(10, "3,4,5,6", 2), 10, 0, List({3, 6}),
+       List({10}), 2},
+      {"a drive that is no device", Raid0({}) + Reserved(9, "3,40"), 9, 202, ""},
+  };
+  Check(edits, true);
 }
 
 TEST(RaidAssign, StrictMatchWantsTheModelOfTheFirstMember) {
-  const auto named = [](int device, const char* description) {
-    return [=](World& w) {
-      w.Raid(0, List({2, 7}));
-      w.Device(device, Info(0, 0, device % 8, 0, 5, description));
-    };
-  };
-  Check({
-      {"another revision", named(4, "ACME TAPE 2.99"), 4, 0, List({2, 4, 7}), List({9}), 1, 1},
-      {"another product", named(4, "ACME TIPE 1.00"), 4, 203, List({2, 7}), "-", 0, 1},
-      {"longer", named(4, "ACME TAPE 1.00x"), 4, 203, List({2, 7}), "-", 0, 1},
-      {"not asked", named(4, "other"), 4, 0, List({2, 4, 7}), List({9}), 1, 2},
+  const Stored raid = Raid0({2, 7});
+  const Stored short_names = Named(2, 5, "abcd") + Named(4, 5, "wxyz");
+  const std::vector<Edit> edits = {
+      {"revision", raid + Named(4, 5, "ACME TAPE 2.99"), 4, 0, List({2, 4, 7}), List({9}), 1, 1},
+      {"product", raid + Named(4, 5, "ACME TIPE 1.00"), 4, 203, List({2, 7}), "-", 0, 1},
+      {"longer", raid + Named(4, 5, "ACME TAPE 1.00x"), 4, 203, List({2, 7}), "-", 0, 1},
+      {"not asked", raid + Named(4, 5, "other"), 4, 0, List({2, 4, 7}), List({9}), 1, 2},
       {"no member yet", Raid0({}), 4, 0, List({4}), List({9}), 1, 1},
-      {"the first is of four letters",
-       [](World& w) {
-         w.Device(2, Info(0, 0, 2, 0, 5, "abcd"));
-         w.Device(4, Info(0, 0, 4, 0, 5, "wxyz"));
-         w.Raid(0, List({2}));
-       },
-       4, 0, List({2, 4}), List({9}), 1, 1},
+      {"of four letters", Raid0({2}) + short_names, 4, 0, List({2, 4}), List({9}), 1, 1},
       {"the first is gone", Raid0({99, 2}), 7, 65535, List({99, 2}), "-", 0, 1},
-      {"a changer by its like",
-       [](World& w) {
-         w.Device(9, Info(1, 0, 1, 0, 17, "OTHER LIB 1.00"));
-         w.Raid(0, List({0, 1}), List({8}));
-       },
-       9, 203, List({0, 1}), List({8}), 0, 1},
-  });
+      {"a bracket in front", Raid0(")" + List({2})), 7, 65535, ")" + List({2}), "-", 0, 1},
+      {"no bracket at all", Raid0("(0,0,2,0"), 7, 0, List({2, 7}), "-", 1, 1},
+      {"a changer by its like", Raid0({0, 1}, {8}) + Named(9, 17, "OTHER LIB 1.00"), 9, 203,
+       List({0, 1}), List({8}), 0, 1},
+  };
+  Check(edits, true);
 }
 
 TEST(RaidAssign, ARaidAboveTheHighestNumberCannotBeRead) {
@@ -235,51 +225,27 @@ TEST(RaidAssign, ARaidAboveTheHighestNumberCannotBeRead) {
 }
 
 TEST(RaidRelease, DrivesAndChangers) {
-  const struct {
-    const char* what;
-    std::function<void(World&)> set_up;
-    std::uint16_t device, status;
-    std::string tapes, changers;
-    int removed;
-  } cases[] = {
-      {"a drive", Raid0({0, 1}, {8}), 0, 0, List({1}), List({8}), 1},
-      {"the last drive of a changer", Raid0({1}, {8}), 1, 0, "", "-", 1},
-      {"the last drive, nobody's", Raid0({7}, {8}), 7, 0, "", List({8}), 1},
-      {"no member", Raid0({1}, {8}), 0, 201, List({1}), List({8}), 0},
-      {"no member of an empty one", Raid0({}, {8}), 0, 201, "", "-", 0},
-      {"no such RAID", [](World&) {}, 0, 200, "-", "-", 0},
-      {"no such device", Raid0({0}), 12, 3, List({0}), "-", 0},
-      {"a changer", Raid0({0, 1}, {8}), 8, 0, "", "-", 2},
-      {"one of two", Raid0({0, 1, 3, 4}, {8, 9}), 8, 0, List({3, 4}), List({9}), 2},
-      {"a changer with one drive inside", Raid0({0, 7}, {8}), 8, 201, List({7}), "-", 1},
-      {"a changer whose last drive is inside", Raid0({1, 7}, {8}), 8, 0, List({7}), "-", 1},
-      {"a changer that is no member", Raid0({3}, {8}), 9, 201, "", List({8}), 1},
-      {"a changer without drives", Raid0({0}, {8, 11}), 11, 0, List({0}), List({8}), 0},
-      {"no list of changers", Raid0({0, 1}), 8, 202, "", "-", 2},
-      {"a changer, no such RAID", [](World&) {}, 8, 200, "-", "-", 0},
-      {"a disabled drive stays",
-       [](World& w) {
-         w.Dword("DEVICE8", "DisabledDrives", 1);
-         w.Raid(0, List({0, 1}), List({8}));
-       },
-       8, 0, List({0}), "-", 1},
-      {"a drive that is no device ends it",
-       [](World& w) {
-         w.Text("DEVICE8", "ReservedDrives", "0,40,1");
-         w.Raid(0, List({0, 1}), List({8}));
-       },
-       8, 3, List({1}), "-", 1},
+  std::vector<Edit> edits = {
+      {"a drive", Raid0({0, 1}, {8}), 0, 0, List({1}), List({8}), -1},
+      {"the last drive of a changer", Raid0({1}, {8}), 1, 0, "", "-", -1},
+      {"the last drive, nobody's", Raid0({7}, {8}), 7, 0, "", List({8}), -1},
+      {"no member", Raid0({1}, {8}), 0, 201, List({1}), List({8})},
+      {"no member of an empty one", Raid0({}, {8}), 0, 201, ""},
+      {"no such RAID", {}, 0, 200, "-"},
+      {"no such device", Raid0({0}), 12, 3, List({0})},
+      {"a changer", Raid0({0, 1}, {8}), 8, 0, "", "-", -2},
+      {"one of two", Raid0({0, 1, 3, 4}, {8, 9}), 8, 0, List({3, 4}), List({9}), -2},
+      {"a changer with one drive inside", Raid0({0, 7}, {8}), 8, 201, List({7}), "-", -1},
+      {"a changer whose last drive is inside", Raid0({1, 7}, {8}), 8, 0, List({7}), "-", -1},
+      {"a changer that is no member", Raid0({3}, {8}), 9, 201, "", List({8}), -1},
+      {"a changer without drives", Raid0({0}, {8, 11}), 11, 0, List({0}), List({8})},
+      {"no list of changers", Raid0({0, 1}), 8, 202, "", "-", -2},
+      {"a changer, no such RAID", {}, 8, 200, "-"},
+      {"disabled", Raid0({0, 1}, {8}) + Reserved(8, "0,1", 1), 8, 0, List({0}), "-", -1},
+      {"no device", Raid0({0, 1}, {8}) + Reserved(8, "0,40,1"), 8, 3, List({1}), "-", -1},
   };
-  for (const auto& c : cases) {
-    Shop world;
-    c.set_up(world);
-    RaidMemberTotal = 9;
-    EXPECT_EQ(::RaidSetUpRemoveDeviceFromRaid(0, c.device), c.status) << c.what;
-    EXPECT_EQ(world.Show("RAID0", "Info"), c.tapes == "-" ? "-" : Quoted(c.tapes)) << c.what;
-    EXPECT_EQ(world.Show("RAID0", "ChangerDevices"), c.changers == "-" ? "-" : Quoted(c.changers))
-        << c.what;
-    EXPECT_EQ(RaidMemberTotal, 9 - c.removed) << c.what;
-  }
+  for (Edit& edit : edits) edit.total = 9;
+  Check(edits, false);
 }
 
 TEST(RaidSetUp, AChangerIsOneByWhatItAnswersNow) {

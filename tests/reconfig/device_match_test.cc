@@ -178,17 +178,15 @@ TEST(DeviceMatch, AFreshRecordHoldsWhatWasFoundAndNoSettings) {
   World world;
   world.Attach({{.target = 4, .serial = "S", .wwid = "W"}});
   ProbeScsiDevices();
-  DeviceRecord record = {};
-  record.Number = 1;
-  DeviceRecord untouched = record;
-  EXPECT_EQ(RecordFromFoundDevice(&record), kNoSuchFoundDevice);
-  EXPECT_EQ(std::memcmp(&record, &untouched, sizeof record), 0);
-  record.Number = 0;
-  record.DisabledDrives = 5;
-  record.ReadShots = 6;
-  EXPECT_EQ(RecordFromFoundDevice(&record), 0);
   DeviceRecord expected = FoundDevices[0];
   expected.ReadShots = 6;  // stays the caller's
+  DeviceRecord record = {};
+  record.ReadShots = 6;
+  record.DisabledDrives = 5;
+  EXPECT_EQ(RecordFromFoundDevice(&record), 0);
+  EXPECT_EQ(std::memcmp(&record, &expected, sizeof record), 0);
+  record.Number = expected.Number = 1;
+  EXPECT_EQ(RecordFromFoundDevice(&record), kNoSuchFoundDevice);
   EXPECT_EQ(std::memcmp(&record, &expected, sizeof record), 0);
 }
 

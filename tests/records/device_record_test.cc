@@ -11,12 +11,6 @@
 namespace devprep {
 namespace {
 
-std::string Repeated(const std::string& text, int times) {
-  std::string out;
-  for (int i = 0; i < times; ++i) out += text;
-  return out;
-}
-
 DeviceRecord Numbered(std::uint16_t number) {
   DeviceRecord record = {};
   record.Number = number;
@@ -72,6 +66,10 @@ TEST(DeviceRecord, IsMissingWithoutAnInfoThatHoldsBytes) {
   EXPECT_EQ(ReadDeviceRecord(&record), 3);
   world.Set("DEVICE0", {"Info", REG_SZ, ""});
   EXPECT_EQ(ReadDeviceRecord(&record), 3);
+  world.Set("DEVICE0", {"Info", REG_SZ, "!"});  // laid over the mark of absence, it is that mark
+  EXPECT_EQ(ReadDeviceRecord(&record), 3);
+  world.Set("DEVICE0", {"Info", REG_SZ, "x"});
+  EXPECT_EQ(ReadDeviceRecord(&record), 219);
   EXPECT_EQ(record.ReadShots, 0);
   world.Binary("DEVICE0", "INFO", Info(0, 0, 1, 0, 5));  // of another type, without NUL
   EXPECT_EQ(ReadDeviceRecord(&record), 0);

@@ -35,14 +35,7 @@ std::string Read(std::uint16_t number) {
   return status == 0 ? Show(group) : std::to_string(status);
 }
 
-std::string Members(int count) {
-  std::string text;
-  for (int i = 0; i < count; ++i) text += ",7";
-  return text;
-}
-
 TEST(GroupRecord, TextsOfEveryKindAndWhatTheyBecome) {
-  const std::string sevens = "7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7";
   const struct {
     std::string text;
     std::string group;
@@ -52,7 +45,7 @@ TEST(GroupRecord, TextsOfEveryKindAndWhatTheyBecome) {
       {"TAPE_GROUP", "1 G:; 5"},
       {"TAPE_GROUP,", "1 G:; 5"},
       {"TAPE_GROUP,1,,x,-1,65536", "1 G: 1 0 0 65535 0; 5"},
-      {"TAPE_GROUP" + Members(40), "1 G: " + sevens + "; 5"},
+      {"TAPE_GROUP" + Repeated(",7", 40), "1 G:" + Repeated(" 7", 32) + "; 5"},
       {"CHANGER_GROUP,3,1-10,21-30", "2 G: 3 1-10 21-30; 5"},
       {"CHANGER_GROUP,3", "2 G: 3; 5"},
       {"CHANGER_GROUP", "2 G: 0; 5"},

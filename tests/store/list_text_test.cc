@@ -39,12 +39,6 @@ TEST(ListText, ItemsEndWithTheTextAndNotWithItsLastComma) {
   }
 }
 
-TEST(ListText, RemoveBlanksLeavesOtherWhiteSpace) {
-  char text[] = " a b  \tc ";
-  EXPECT_EQ(RemoveBlanks(text), 0);
-  EXPECT_STREQ(text, "ab\tc");
-}
-
 TEST(ListText, NumbersAreReadAsScanfReadsThem) {
   const struct {
     const char* text;
@@ -90,17 +84,6 @@ TEST(ListText, APairKeepsWhatCannotBeRead) {
     EXPECT_EQ(first, c.first) << c.text;
     EXPECT_EQ(second, c.second) << c.text;
   }
-}
-
-TEST(ListText, AppendTextTakesAnAdditionWholeOrNotAtAll) {
-  char text[6] = "ab";
-  std::size_t length = 2;
-  EXPECT_FALSE(AppendText(text, sizeof text, &length, "cdef"));
-  EXPECT_STREQ(text, "ab");
-  EXPECT_TRUE(AppendText(text, sizeof text, &length, "cde"));
-  EXPECT_FALSE(AppendText(text, sizeof text, &length, "f"));
-  EXPECT_STREQ(text, "abcde");
-  EXPECT_EQ(length, 5U);
 }
 
 }  // namespace

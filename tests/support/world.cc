@@ -94,9 +94,14 @@ void RemoveTree(HKEY parent, const std::string& name) {
   RegDeleteKeyA(parent, name.c_str());
 }
 
-void DumpKey(HKEY key, const std::string& path, std::string& out) {
-  out += "[" + path + "]\n";
+std::string ShowValues(HKEY key) {
+  std::string out;
   for (const Value& value : ValuesOf(key)) out += value.name + "=" + ShowValue(value) + "\n";
+  return out;
+}
+
+void DumpKey(HKEY key, const std::string& path, std::string& out) {
+  out += "[" + path + "]\n" + ShowValues(key);
   for (const std::string& name : ChildrenOf(key)) {
     HKEY child = nullptr;
     if (RegOpenKeyExA(key, name.c_str(), 0, KEY_READ, &child) != 0) continue;
@@ -220,10 +225,6 @@ std::string World::ReadFile(const std::string& name) const {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-void World::SetEnvironment(const std::string& name, const std::string& value) {
-  backing::SetEnvironment(name, value);
-}
-
 void World::Make(const std::string& key) {
   HKEY made = nullptr;
   ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, FullPath(key).c_str(), 0, nullptr,
@@ -275,12 +276,7 @@ std::string World::Show(const std::string& key, const std::string& name) const {
 
 std::string World::Values(const std::string& key) const {
   const Opened opened(key);
-  std::string out;
-  if (opened.Get() == nullptr) return "no such key\n";
-  for (const Value& value : ValuesOf(opened.Get())) {
-    out += value.name + "=" + ShowValue(value) + "\n";
-  }
-  return out;
+  return opened.Get() == nullptr ? "no such key\n" : ShowValues(opened.Get());
 }
 
 std::string World::Dump(const std::string& key) const {
@@ -341,6 +337,12 @@ std::string Info(int board, int bus, int target, int lun, int type,
 std::string DeviceKey(int number) { return "DEVICE" + std::to_string(number); }
 std::string GroupKey(int number) { return "GROUP" + std::to_string(number); }
 std::string RaidKey(int number) { return "RAID" + std::to_string(number); }
+
+std::string Repeated(const std::string& text, int times) {
+  std::string out;
+  for (int i = 0; i < times; ++i) out += text;
+  return out;
+}
 
 std::string ShowBytes(const std::string& bytes) {
   static constexpr char kDigits[] = "0123456789abcdef";

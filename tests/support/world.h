@@ -106,9 +106,6 @@ class World {
   // What is in a file below the world's folder; empty without one.
   std::string ReadFile(const std::string& name) const;
 
-  // Sets an environment variable for the modules that this process loads.
-  void SetEnvironment(const std::string& name, const std::string& value);
-
   // A key named below starts at SOFTWARE, or else is one below the tape engine key. Keys are made
   // as needed.
   void Make(const std::string& key);
@@ -152,8 +149,7 @@ std::string DeviceKey(int number);
 std::string GroupKey(int number);
 std::string RaidKey(int number);
 
-// The name of a test case, for EXPECT_... << Case(i).
-inline std::string Case(std::size_t index) { return "case " + std::to_string(index); }
+std::string Repeated(const std::string& text, int times);
 
 // Bytes as Dump shows them.
 std::string ShowBytes(const std::string& bytes);
@@ -168,6 +164,7 @@ namespace backing {
 std::string Open();
 void Close(const std::string& folder);
 void Attach(const std::string& folder, const std::vector<Key>& keys);
+// For the modules that this process loads.
 void SetEnvironment(const std::string& name, const std::string& value);
 bool ValuesKeepTheirOrder();
 

@@ -29,19 +29,30 @@ class CaptureSource : public HardwareSource {
   }
 
  private:
-  std::optional<std::string> Answer(const ScsiAddress& address, const char* value_name) const {
-    const std::string path = "Scsi Port " + std::to_string(address.port) + "\\Scsi Bus " +
-                             std::to_string(address.bus) + "\\Target Id " +
-                             std::to_string(address.target) + "\\Logical Unit Id " +
-                             std::to_string(address.lun);
-    const auto unit = map_ == nullptr ? nullptr : FindPath(map_, path);
-    const RegistryValue* value = unit == nullptr ? nullptr : unit->FindValue(value_name);
+  std::optional<std::string> Answer(const ScsiAddress& address, const char* value_name) {
+    if (!asked_ || *asked_ != address) {
+      unit_ = FindUnit(address);
+      asked_ = address;
+    }
+    const RegistryValue* value = unit_ == nullptr ? nullptr : unit_->FindValue(value_name);
     if (value == nullptr) return std::nullopt;
     return value->data;
   }
 
+  std::shared_ptr<RegistryKey> FindUnit(const ScsiAddress& address) const {
+    if (map_ == nullptr) return nullptr;
+    const std::string path = "Scsi Port " + std::to_string(address.port) + "\\Scsi Bus " +
+                             std::to_string(address.bus) + "\\Target Id " +
+                             std::to_string(address.target) + "\\Logical Unit Id " +
+                             std::to_string(address.lun);
+    return FindPath(map_, path);
+  }
+
   std::shared_ptr<RegistryKey> branch_;
   std::shared_ptr<RegistryKey> map_;
+  // The unit asked last: questions come several in a row.
+  std::optional<ScsiAddress> asked_;
+  std::shared_ptr<RegistryKey> unit_;
 };
 
 }  // namespace

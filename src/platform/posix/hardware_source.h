@@ -17,6 +17,8 @@ struct ScsiAddress {
   std::uint16_t bus = 0;
   std::uint16_t target = 0;
   std::uint16_t lun = 0;
+
+  bool operator==(const ScsiAddress&) const = default;
 };
 
 class HardwareSource {

@@ -46,8 +46,12 @@ class Registry {
     return false;
   }
 
+  void Abandon() {
+    if (--depth_ == 0) file_.Abandon();
+  }
+
   LONG Status() const { return status_; }
-  bool Writable() const { return file_.Writable(); }
+  bool Writable() { return file_.Writable(); }
   bool PrepareChange() { return file_.PrepareChange(); }
   void MarkChanged() { file_.MarkChanged(); }
   const std::shared_ptr<RegistryKey>& Root() const { return file_.Root(); }
@@ -98,8 +102,10 @@ class Registry {
     status = ERROR_FILE_NOT_FOUND;
     hardware = from.hardware;
     const bool from_top = from.key == file_.LocalMachine();
-    if (from_top && memo_key_ != nullptr && path == memo_path_ && !memo_key_->Deleted()) {
-      return memo_key_;
+    if (from_top && memo_key_ != nullptr && path.starts_with(memo_path_) && !memo_key_->Deleted()) {
+      const std::string_view rest = path.substr(memo_path_.size());
+      if (rest.empty()) return memo_key_;
+      if (rest.front() == '\\') return FindPath(memo_key_, rest.substr(1));
     }
     const std::string_view first = path.substr(0, path.find('\\'));
     if (from_top && CompareNames(first, kHardwareBranch) == 0) {
@@ -167,8 +173,8 @@ class Registry {
   std::vector<OpenKey> open_;
   std::vector<std::size_t> free_;
   std::uintptr_t serial_ = 0;
-  // The last key that was reached over several levels from the top: nearly every operation starts
-  // at the tape engine key.
+  // The last key that was reached over several levels from the top, but for those below the one
+  // before: nearly every operation starts at the tape engine key.
   std::string memo_path_;
   std::shared_ptr<RegistryKey> memo_key_;
 };
@@ -236,6 +242,7 @@ std::string_view NameArgument(const char* name) { return name == nullptr ? "" : 
 
 LONG CheckPath(std::string_view path) {
   if (path.starts_with('\\')) return ERROR_BAD_PATHNAME;
+  if (path.size() <= kMaxKeyName) return ERROR_SUCCESS;
   while (!path.empty()) {
     const std::string_view name = path.substr(0, path.find('\\'));
     if (name.size() > kMaxKeyName) return ERROR_INVALID_PARAMETER;
@@ -280,18 +287,21 @@ LONG DeliverName(const std::string& name, char* buffer, DWORD* size) {
   return ERROR_SUCCESS;
 }
 
-template <typename Items, typename Length>
-DWORD Longest(const Items& items, Length length) {
-  std::size_t longest = 0;
-  for (const auto& item : items) longest = std::max(longest, length(item));
-  return static_cast<DWORD>(longest);
-}
-
 void Store(DWORD* where, std::size_t number) {
   if (where != nullptr) *where = static_cast<DWORD>(number);
 }
 
+template <typename Items, typename Length>
+void StoreLongest(DWORD* where, const Items& items, Length length) {
+  if (where == nullptr) return;
+  std::size_t longest = 0;
+  for (const auto& item : items) longest = std::max(longest, length(item));
+  Store(where, longest);
+}
+
 }  // namespace
+
+void RegistryAbandon() { TheRegistry().Abandon(); }
 
 void RegistryBegin() { TheRegistry().Begin(); }
 bool RegistryCommit() { return TheRegistry().Commit(); }
@@ -383,16 +393,14 @@ LONG RegQueryInfoKeyA(HKEY key, char* /*class_name*/, DWORD* class_size, DWORD* 
   const RegistryKey& asked = call.Key();
   devprep::Store(class_size, 0);
   devprep::Store(sub_keys, asked.Children().size());
-  devprep::Store(max_sub_key, devprep::Longest(asked.Children(), [](const auto& child) {
-                   return child->Name().size();
-                 }));
+  devprep::StoreLongest(max_sub_key, asked.Children(),
+                        [](const auto& child) { return child->Name().size(); });
   devprep::Store(max_class, 0);
   devprep::Store(values, asked.Values().size());
-  devprep::Store(max_value_name, devprep::Longest(asked.Values(), [](const auto& value) {
-                   return value.name.size();
-                 }));
-  devprep::Store(max_value, devprep::Longest(asked.Values(),
-                                             [](const auto& value) { return value.data.size(); }));
+  devprep::StoreLongest(max_value_name, asked.Values(),
+                        [](const auto& value) { return value.name.size(); });
+  devprep::StoreLongest(max_value, asked.Values(),
+                        [](const auto& value) { return value.data.size(); });
   devprep::Store(security, 0);
   return ERROR_SUCCESS;
 }

@@ -15,6 +15,9 @@ std::shared_ptr<RegistryKey> RegistryRoot();
 // Within a transaction: the same, about to be changed. Null also when it may not be written.
 std::shared_ptr<RegistryKey> RegistryRootForChange();
 
+// Ends a transaction as RegistryCommit does, but forgets what was changed.
+void RegistryAbandon();
+
 // Within a transaction: whether the file could be read, may be written, and whether the machine's
 // hardware could be had when it was asked for. What fails has been reported.
 bool RegistryReadable();

@@ -106,6 +106,7 @@ std::string ReplaceFile(const std::string& path, const std::string& text) {
 
 int RegistryFile::Begin() {
   changed_ = false;
+  writable_.reset();
   const std::string path = FollowLinks(RegistryFilePath());
   if (path != path_) {
     path_ = path;
@@ -161,7 +162,12 @@ void RegistryFile::UseTree(std::shared_ptr<RegistryKey> root) {
   root_ = std::move(root);
 }
 
-bool RegistryFile::Writable() const {
+bool RegistryFile::Writable() {
+  if (!writable_) writable_ = LookWhetherWritable();
+  return *writable_;
+}
+
+bool RegistryFile::LookWhetherWritable() const {
   struct stat folder {};
   if (::stat(folder_.c_str(), &folder) != 0) return true;  // PrepareChange tells
   return MayWrite(folder_, folder.st_mode) && (!exists_ || MayWrite(path_, file_.Status().st_mode));
@@ -174,6 +180,7 @@ bool RegistryFile::PrepareChange() {
       return false;
     }
     // Another process may have made the folder and its registry since the transaction began.
+    writable_.reset();
     return Load() == ERROR_SUCCESS;
   }
   return true;

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/posix/file_ops.h"
@@ -37,8 +38,9 @@ class RegistryFile {
   // reason has then gone to standard error, once for each state of the file.
   int Begin();
 
-  // Whether the file and its folder may be written, as far as their modes and rights tell.
-  bool Writable() const;
+  // Whether the file and its folder may be written, as far as their modes and rights tell. Looked
+  // up once in a transaction.
+  bool Writable();
 
   // To be called before the tree is changed. Makes the folder where it is missing. False when that
   // fails.
@@ -62,6 +64,7 @@ class RegistryFile {
   int Load();
   int Refuse(const std::string& problem, int status);
   bool LockFolder();
+  bool LookWhetherWritable() const;
   void UseTree(std::shared_ptr<RegistryKey> root);
 
   ReloadListener on_reload_;
@@ -71,9 +74,10 @@ class RegistryFile {
   WatchedFile file_;
   std::string refusal_;  // the last one reported
   int load_status_ = 0;
-  bool stale_ = true;     // the tree must be read again even from an unchanged file
-  bool exists_ = false;   // the file, at the last look
-  bool changed_ = false;  // the tree, since Begin
+  bool stale_ = true;             // the tree must be read again even from an unchanged file
+  bool exists_ = false;           // the file, at the last look
+  bool changed_ = false;          // the tree, since Begin
+  std::optional<bool> writable_;  // since Begin; nothing: not looked up yet
   std::shared_ptr<RegistryKey> root_;
   std::shared_ptr<RegistryKey> local_machine_;
 };

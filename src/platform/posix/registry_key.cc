@@ -32,10 +32,21 @@ std::size_t RegistryKey::LowerBound(std::string_view name) const {
   return static_cast<std::size_t>(at - children_.begin());
 }
 
+const std::shared_ptr<RegistryKey>* RegistryKey::FindSlot(std::string_view name) const {
+  const auto is_at = [this, name](std::size_t at) {
+    return at < children_.size() && CompareNames(children_[at]->name_, name) == 0;
+  };
+  if (!is_at(last_found_)) {
+    const std::size_t at = LowerBound(name);
+    if (!is_at(at)) return nullptr;
+    last_found_ = at;
+  }
+  return &children_[last_found_];
+}
+
 std::shared_ptr<RegistryKey> RegistryKey::FindChild(std::string_view name) const {
-  const std::size_t at = LowerBound(name);
-  if (at == children_.size() || CompareNames(children_[at]->name_, name) != 0) return nullptr;
-  return children_[at];
+  const std::shared_ptr<RegistryKey>* slot = FindSlot(name);
+  return slot != nullptr ? *slot : nullptr;
 }
 
 const RegistryValue* RegistryKey::FindValue(std::string_view name) const {
@@ -46,17 +57,18 @@ const RegistryValue* RegistryKey::FindValue(std::string_view name) const {
 }
 
 std::shared_ptr<RegistryKey> RegistryKey::FindOrAddChild(std::string_view name) {
+  if (const std::shared_ptr<RegistryKey>* slot = FindSlot(name)) return *slot;
   const std::size_t at = LowerBound(name);
-  if (at < children_.size() && CompareNames(children_[at]->name_, name) == 0) return children_[at];
+  last_found_ = at;
   return *children_.insert(children_.begin() + static_cast<std::ptrdiff_t>(at),
                            std::make_shared<RegistryKey>(std::string(name)));
 }
 
 bool RegistryKey::RemoveChild(std::string_view name) {
-  const std::size_t at = LowerBound(name);
-  if (at == children_.size() || CompareNames(children_[at]->name_, name) != 0) return false;
-  children_[at]->MarkDeleted();
-  children_.erase(children_.begin() + static_cast<std::ptrdiff_t>(at));
+  const std::shared_ptr<RegistryKey>* slot = FindSlot(name);
+  if (slot == nullptr) return false;
+  (*slot)->MarkDeleted();
+  children_.erase(children_.begin() + (slot - children_.data()));
   return true;
 }
 
@@ -88,13 +100,13 @@ bool RegistryKey::RemoveValue(std::string_view name) {
 
 std::shared_ptr<RegistryKey> FindPath(const std::shared_ptr<RegistryKey>& root,
                                       std::string_view path) {
-  std::shared_ptr<RegistryKey> key = root;
-  while (key != nullptr && !path.empty()) {
+  const std::shared_ptr<RegistryKey>* key = &root;
+  while (key != nullptr && *key != nullptr && !path.empty()) {
     const std::size_t end = std::min(path.find('\\'), path.size());
-    key = key->FindChild(path.substr(0, end));
+    key = (*key)->FindSlot(path.substr(0, end));
     path.remove_prefix(std::min(end + 1, path.size()));
   }
-  return key;
+  return key != nullptr ? *key : nullptr;
 }
 
 }  // namespace devprep

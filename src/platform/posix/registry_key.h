@@ -49,11 +49,17 @@ class RegistryKey {
 
  private:
   std::size_t LowerBound(std::string_view name) const;
+  // Null when there is no such child.
+  const std::shared_ptr<RegistryKey>* FindSlot(std::string_view name) const;
   void MarkDeleted();
+
+  friend std::shared_ptr<RegistryKey> FindPath(const std::shared_ptr<RegistryKey>& root,
+                                               std::string_view path);
 
   std::string name_;
   std::vector<std::shared_ptr<RegistryKey>> children_;  // sorted by CompareNames
-  std::vector<RegistryValue> values_;                   // in order of creation
+  mutable std::size_t last_found_ = 0;  // among children_: most look-ups ask for one in a row
+  std::vector<RegistryValue> values_;   // in order of creation
   bool deleted_ = false;
 };
 

@@ -1,0 +1,84 @@
+// The configuration pass: its work in memory, and whole processes that do nothing else.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "entry/library.h"
+#include "platform/posix/hardware.h"
+#include "platform/posix/registry_api.h"
+#include "platform/registry.h"
+#include "workbench.h"
+
+namespace devprep {
+namespace {
+
+// A process of the tool from start to end, the file's replacement included. Its peak counts this
+// program's own size too, from which it is forked: that is why it is measured first.
+void ConfigureProcess(benchmark::State& state) {
+  const Workbench bench(kDiskFolder);
+  const Machine machine = BuildMachine(kMostUnits, kMostRaids, Cabling::kMoved);
+  long peak = 0;
+  for (auto _ : state) {
+    bench.SetUp(machine);
+    int status = 0;
+    rusage used{};
+    state.SetIterationTime(WallSeconds([&] {
+      const pid_t child = ::fork();
+      if (child == 0) {
+        const int nowhere = ::open("/dev/null", O_WRONLY);
+        ::dup2(nowhere, STDOUT_FILENO);
+        ::execl(DEVPREP_TOOL, DEVPREP_TOOL, "configure", nullptr);
+        ::_exit(127);
+      }
+      ::wait4(child, &status, 0, &used);
+    }));
+    if (status != 0) state.SkipWithError("the process failed");
+    peak = std::max(peak, used.ru_maxrss);
+  }
+  state.counters["peak_MiB"] = static_cast<double>(peak) / 1024;
+}
+BENCHMARK(ConfigureProcess)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// Only the work between the start and the end of the transaction is timed.
+void PassInMemory(benchmark::State& state) {
+  const auto units = static_cast<std::uint16_t>(state.range(0));
+  const Workbench bench(kMemoryFolder);
+  const auto raids = static_cast<std::uint16_t>(state.range(1));
+  const Machine machine = BuildMachine(units, raids, Cabling::kMoved);
+  bench.SetUp(machine);
+  double pass = 0;
+  double text = 0;
+  for (auto _ : state) {
+    Workbench::NewProcess();
+    RegistryBegin();
+    CurrentHardware();
+    const double seconds = Seconds([] { devprep::SetUpInitTapesvrConfig(); });
+    RegistryAbandon();
+    state.SetIterationTime(seconds);
+    pass += seconds;
+    text += ReadAndWriteSeconds(machine.registry);
+  }
+  state.SetComplexityN(units);
+  state.counters["of_read_and_write"] = pass / text;
+}
+BENCHMARK(PassInMemory)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond)
+    ->ArgNames({"units", "raids"})
+    ->Args({32, 0})
+    ->Args({64, 0})
+    ->Args({128, 0})
+    ->Args({kMostUnits, 0})
+    ->Complexity(benchmark::oN);
+BENCHMARK(PassInMemory)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond)
+    ->ArgNames({"units", "raids"})
+    ->Args({kMostUnits, kMostRaids});
+
+}  // namespace
+}  // namespace devprep

@@ -1,0 +1,58 @@
+#include "workbench.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+
+#include "entry/library.h"
+#include "platform/posix/hardware.h"
+#include "platform/posix/registry_file.h"
+#include "platform/posix/registry_text.h"
+
+namespace devprep {
+namespace {
+
+void Write(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+}
+
+}  // namespace
+
+Workbench::Workbench(const char* parent) : folder_(std::string(parent) + "/devprep-bench-XXXXXX") {
+  if (::mkdtemp(folder_.data()) == nullptr) std::abort();
+  registry_ = folder_ + "/registry.reg";
+  hardware_ = folder_ + "/hardware.reg";
+  ::setenv(kRegistryVariable, registry_.c_str(), 1);
+  ::setenv(kHardwareVariable, hardware_.c_str(), 1);
+}
+
+Workbench::~Workbench() { std::filesystem::remove_all(folder_); }
+
+void Workbench::SetUp(const Machine& machine) const {
+  Write(registry_, machine.registry);
+  Write(hardware_, machine.hardware);
+}
+
+void Workbench::NewProcess() {
+  ResetProcessState();
+  DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
+}
+
+double ProcessorSeconds() {
+  timespec now{};
+  ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+double ReadAndWriteSeconds(const std::string& text) {
+  return Seconds([&text] {
+    RegistryKey root("");
+    ReadRegistryText(text, root);
+    benchmark::DoNotOptimize(WriteRegistryText(root));
+  });
+}
+
+}  // namespace devprep
