@@ -66,7 +66,8 @@ TEST(DeviceRecord, IsMissingWithoutAnInfoThatHoldsBytes) {
   EXPECT_EQ(ReadDeviceRecord(&record), 3);
   world.Set("DEVICE0", {"Info", REG_SZ, ""});
   EXPECT_EQ(ReadDeviceRecord(&record), 3);
-  world.Set("DEVICE0", {"Info", REG_SZ, "!"});  // laid over the mark of absence, it is that mark
+  // Laid over the mark of absence, it is that mark. No text: Wine would put a NUL behind one.
+  world.Set("DEVICE0", {"Info", REG_BINARY, "!"});
   EXPECT_EQ(ReadDeviceRecord(&record), 3);
   world.Set("DEVICE0", {"Info", REG_SZ, "x"});
   EXPECT_EQ(ReadDeviceRecord(&record), 219);
