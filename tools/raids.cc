@@ -180,7 +180,7 @@ std::string ExplainLimit(const RaidInfo& raid, const DeviceRecord& device) {
 std::string ExplainAssignment(std::uint16_t status, std::uint16_t number, std::uint16_t device,
                               bool strict) {
   DeviceRecord record = {};
-  const std::string no_device = ReadDevice(device, record);
+  std::string no_device = ReadDevice(device, record);
   RaidInfo raid = {};
   const bool readable = devprep::RaidSetUpGetRaidInfo(number, &raid) == DEVPREP_OK;
   if (!readable && status != DEVPREP_MEMBER_LIMIT) {
@@ -205,7 +205,7 @@ std::string ExplainAssignment(std::uint16_t status, std::uint16_t number, std::u
 
 std::string ExplainRelease(std::uint16_t status, std::uint16_t number, std::uint16_t device) {
   DeviceRecord record = {};
-  const std::string no_device = ReadDevice(device, record);
+  std::string no_device = ReadDevice(device, record);
   if (!no_device.empty()) return no_device;
   if (!RaidExists(number)) return "there is no " + Named("RAID", number);
   if (status == DEVPREP_NOT_A_MEMBER) {
