@@ -22,6 +22,8 @@ std::string Open() {
   const std::filesystem::path folder =
       std::filesystem::temp_directory_path() /
       ("devprep-test-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++worlds));
+  // Process numbers come again: an earlier process may have left its modules in that folder.
+  std::filesystem::remove_all(folder);
   std::filesystem::create_directories(folder);
   return folder.string();
 }
