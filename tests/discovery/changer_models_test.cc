@@ -3,12 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -65,18 +63,6 @@ TEST(FindChangerModel, PicksTheRowThatTheTapeEngineWouldPick) {
   }
 }
 
-TEST(SupportedChangers, OnlyFourRowsAreHiddenByAnEarlierOne) {
-  std::map<std::size_t, std::ptrdiff_t> hidden;
-  for (std::size_t i = 0; i < kSupportedChangerCount; ++i) {
-    const std::ptrdiff_t row = RowOf(NameOf(SupportedChangers[i]));
-    if (row != static_cast<std::ptrdiff_t>(i)) {
-      hidden[i] = row;
-    }
-  }
-  EXPECT_EQ(hidden,
-            (std::map<std::size_t, std::ptrdiff_t>{{25, 24}, {39, 38}, {136, 135}, {158, 157}}));
-}
-
 TEST(SupportedChangers, NamesAndCompareLengthsAreThoseOfTheTapeEngine) {
   std::uint64_t hash = 0xcbf29ce484222325;  // FNV-1a
   std::uint32_t compared = 0;
@@ -97,19 +83,6 @@ TEST(SupportedChangers, NamesAndCompareLengthsAreThoseOfTheTapeEngine) {
   EXPECT_EQ(tails, "25:4/4 71:2/3 72:2/3 73:1/1 74:1/1 75:1/0 76:1/1 77:1/0 ");
   EXPECT_EQ(hash, 0xa185dac76298ef77U);
   EXPECT_EQ(compared, 3737U);
-}
-
-TEST(SupportedChangers, EveryVendorIsOneRun) {
-  std::set<std::string> vendors;
-  std::string last;
-  for (const ChangerModel& model : SupportedChangers) {
-    std::string vendor(model.Name, 8);
-    std::transform(vendor.begin(), vendor.end(), vendor.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    EXPECT_TRUE(vendor == last || vendors.insert(vendor).second) << vendor;
-    last = vendor;
-  }
-  EXPECT_EQ(vendors.size(), 54U);
 }
 
 TEST(SupportedChangers, OpticalLibrariesAreExactlyTheseRows) {

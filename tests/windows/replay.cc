@@ -1,7 +1,8 @@
-// Lives through the example machines and a number of made-up ones with the library as it is handed
-// out, and prints all answers and the registry that is left. Where the library is the same, so is
-// the print, whatever the platform.
-//   replay LIBRARY EXAMPLES FOLDER WORLDS   FOLDER: for files of its own
+// Lives through machines with the library as it is handed out, and prints all answers and the
+// registry that is left. Where the library is the same, so is the print, whatever the platform.
+//   replay LIBRARY FOLDER WORLDS...   FOLDER: for files of its own; WORLDS: folders of worlds, each
+//   a
+// folder with a configuration.reg, or none, and machines to be attached one after the other
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -10,7 +11,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <random>
+#include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -39,14 +41,9 @@ Tree MakePath(const Tree& root, const std::string& path) {
   return key;
 }
 
-void SetText(const Tree& key, const char* name, const std::string& text) {
-  key->SetValue(name, REG_SZ, text + '\0');
-}
-
-void SetDword(const Tree& key, const char* name, unsigned value) {
-  std::string data;
-  for (unsigned shift = 0; shift < 32; shift += 8) data += static_cast<char>(value >> shift);
-  key->SetValue(name, REG_DWORD, data);
+std::string ReadFile(const std::string& name) {
+  std::ifstream file(name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 // A machine's registry, local machine only: brought in whole, and the vendor's part taken out.
@@ -112,8 +109,6 @@ Tree TakeOut(const std::string& /*folder*/) {
 
 #else
 
-std::string ReadFile(const std::string& name);
-
 void WriteTree(const std::string& file, const Tree& tree) {
   std::ofstream(file, std::ios::binary) << "REGEDIT4\n"
                                         << devprep::WriteKeyText(devprep::kLocalMachineName, *tree);
@@ -133,11 +128,6 @@ Tree TakeOut(const std::string& folder) {
 }
 
 #endif
-
-std::string ReadFile(const std::string& name) {
-  std::ifstream file(name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 void PrintBytes(const void* data, std::size_t size) {
   for (std::size_t i = 0; i < size; ++i) {
@@ -243,181 +233,57 @@ void PutGroupTextsFirst(const Tree& root) {
   }
 }
 
-void LiveThroughExample(const Settings& settings, const std::filesystem::path& folder) {
-  Tree software = FromFile(folder / "configuration.reg");  // none: an empty one
-  PutGroupTextsFirst(software);
-  std::set<std::filesystem::path> machines;
-  for (const auto& file : std::filesystem::directory_iterator(folder)) {
-    if (file.path().filename().string().starts_with("machine")) machines.insert(file.path());
-  }
-  for (const auto& machine : machines) {
-    std::printf("== %s %s\n", folder.filename().string().c_str(),
-                machine.filename().string().c_str());
-    software = Pass(settings, software, FromFile(machine));
-  }
-}
-
-class Chance {
- public:
-  explicit Chance(unsigned seed) : engine_(seed) {}
-  unsigned Below(unsigned limit) { return static_cast<unsigned>(engine_() % limit); }
-  bool OneIn(unsigned number) { return Below(number) == 0; }
-
- private:
-  std::mt19937 engine_;  // the same numbers everywhere
-};
-
-struct MadeUpUnit {
-  std::string type, text, serial, wwid;
-  bool answers = true;
-};
-
-MadeUpUnit MakeUpUnit(Chance& chance) {
-  static const char* const kDrives[] = {"ACME    DRIVE           1.00",
-                                        "ACME    DRIVE-2         1.00",
-                                        "GEMINI  TWIN            0100"};
-  static const char* const kChangers[] = {"ADIC    Scalar 1000     1.00",
-                                          "ACME    ROBOT           R100",
-                                          "HP      C1107J          1.00"};
-  static const char* const kOthers[] = {"DiskPeripheral", "OtherPeripheral", "CdRomPeripheral"};
-  MadeUpUnit unit;
-  const unsigned kind = chance.Below(8);
-  unit.type = kind < 5   ? "TapePeripheral"
-              : kind < 7 ? "MediumChangerPeripheral"
-                         : kOthers[chance.Below(3)];
-  unit.text = kind < 5 ? kDrives[chance.Below(3)] : kChangers[chance.Below(3)];
-  if (chance.OneIn(2)) unit.serial = "SERIAL-" + std::to_string(chance.Below(30)) + "    ";
-  if (chance.OneIn(3))
-    unit.wwid = "\x50\x01WWID0" + std::string(1, static_cast<char>('A' + chance.Below(9)));
-  unit.answers = !chance.OneIn(4);
-  return unit;
-}
-
-// Puts every unit at an address of its own.
-Tree MakeUpMachine(Chance& chance, const std::vector<MadeUpUnit>& units) {
-  auto root = std::make_shared<RegistryKey>("");
-  for (unsigned port = 0; port < 3; ++port) {
-    SetText(MakePath(root, kMap + "\\Scsi Port " + std::to_string(port)), "Driver",
-            chance.OneIn(3) ? "ql2200" : "sas");
-  }
-  for (const MadeUpUnit& unit : units) {
-    Tree key;
-    do {
-      key = MakePath(root, kMap + "\\Scsi Port " + std::to_string(chance.Below(3)) + "\\Scsi Bus " +
-                               std::to_string(chance.Below(2)) + "\\Target Id " +
-                               std::to_string(chance.Below(8)) + "\\Logical Unit Id " +
-                               std::to_string(chance.Below(2)));
-    } while (!key->Values().empty());
-    SetText(key, "Identifier", unit.text);
-    SetText(key, "Type", unit.type);
-    if (unit.answers) key->SetValue("InquiryData", REG_BINARY, std::string(8, '\0') + unit.text);
-    if (!unit.serial.empty()) {
-      key->SetValue("UnitSerialNumberPage", REG_BINARY,
-                    std::string("\0\x80\0\x0c", 4) + unit.serial);
-    }
-    if (!unit.wwid.empty()) key->SetValue("WorldWideId", REG_BINARY, unit.wwid);
-  }
-  return root;
-}
-
-std::string SomeNumbers(Chance& chance, const std::string& separator) {
-  std::string text = std::to_string(chance.Below(10));
-  for (unsigned n = chance.Below(4); n > 0; --n)
-    text += separator + std::to_string(chance.Below(10));
-  return text;
-}
-
-// What a person sets up: reserved drives, settings, groups. A group's name sorts before that of its
-// other value, so that its text comes first in every registry.
-void SetUp(Chance& chance, const Tree& root) {
-  const Tree engine = MakePath(root, kEngine);
-  for (const Tree& device : engine->Children()) {
-    if (!device->Name().starts_with("DEVICE")) continue;
-    const auto* info = device->FindValue("Info");
-    if (info != nullptr && info->data.find("type-17,") != std::string::npos) {
-      SetText(device, "ReservedDrives", SomeNumbers(chance, ","));
-      if (chance.OneIn(2)) SetDword(device, "DisabledDrives", chance.Below(8));
-    }
-    if (chance.OneIn(2)) SetDword(device, "ReadShots", chance.Below(70000));
-    if (chance.OneIn(3)) SetDword(device, "CleaningTapeSlot", chance.Below(40));
-  }
-  for (unsigned n = chance.Below(4); n > 0; --n) {
-    const Tree group = MakePath(engine, "GROUP" + std::to_string(n - 1));
-    static const char* const kKinds[] = {"TAPE_GROUP,", "CHANGER_GROUP,", "raid_changer_group, "};
-    const unsigned kind = chance.Below(3);
-    SetText(group, "A GROUP",
-            kKinds[kind] + SomeNumbers(chance, kind == 0 ? "," : ",1-" + std::to_string(n) + ","));
-    SetDword(group, "GROUP_ATTRIBUTE", chance.Below(9));
-  }
-  if (chance.OneIn(2)) {
-    const unsigned mode = chance.Below(2);
-    MakePath(root, kVendor + R"(\Vaultkeep\Products)")
-        ->SetValue("P", REG_BINARY, std::string("A\0\0\0more", 8));
-    const Tree config = MakePath(root, kVendor + R"(\Vaultkeep\ProductsConfigInfo\65)");
-    SetDword(config, "Size", 76);
-    std::string record(76, '\0');
-    record[24] = static_cast<char>(mode);
-    config->SetValue("Slot_1", REG_BINARY, record);
-  }
-}
-
-void EditRaids(Chance& chance, const Library& library) {
-  for (unsigned n = chance.Below(3) + 1; n > 0; --n) {
+void EditRaids(const Library& library) {
+  for (std::uint16_t level = 0; level < 3; ++level) {
     std::uint16_t raid = 99;
-    library.Call("RaidSetUpCreateRaid", static_cast<std::uint16_t>(chance.Below(6)),
-                 std::uint32_t{0}, &raid);
+    library.Call("RaidSetUpCreateRaid", level, std::uint32_t{0}, &raid);
     std::printf("RAID %u\n", raid);
   }
-  for (unsigned n = 8; n > 0; --n) {
-    const auto raid = static_cast<std::uint16_t>(chance.Below(3));
-    const auto device = static_cast<std::uint16_t>(chance.Below(10));
-    if (chance.OneIn(4)) {
-      library.Call("RaidSetUpRemoveDeviceFromRaid", raid, device);
-    } else {
-      library.Call("RaidSetUpAssignDeviceToRaid", raid, device,
-                   static_cast<std::uint8_t>(chance.Below(2)));
-    }
+  for (std::uint16_t device = 0; device < 10; ++device) {
+    library.Call("RaidSetUpAssignDeviceToRaid", static_cast<std::uint16_t>(device % 3), device,
+                 static_cast<std::uint8_t>(device % 2));
   }
-  library.Call("RaidSetUpSetLinkPosition", std::uint16_t{0},
-               static_cast<std::uint16_t>(chance.Below(9)));
-  library.Call("RaidSetUpSetRaidLevel", std::uint16_t{1},
-               static_cast<std::uint16_t>(chance.Below(9)));
-  if (chance.OneIn(3)) library.Call("RaidSetUpRemoveRaid", std::uint16_t{0});
+  for (const std::uint16_t device : {std::uint16_t{3}, std::uint16_t{4}}) {
+    library.Call("RaidSetUpRemoveDeviceFromRaid", static_cast<std::uint16_t>(device % 3), device);
+  }
+  library.Call("RaidSetUpSetLinkPosition", std::uint16_t{2}, std::uint16_t{7});
+  library.Call("RaidSetUpSetRaidLevel", std::uint16_t{1}, std::uint16_t{4});
+  library.Call("RaidSetUpRemoveRaid", std::uint16_t{0});
 }
 
-// A machine is configured, set up and given RAIDs; then it is re-cabled.
-void LiveThroughMadeUpWorld(const Settings& settings, unsigned seed) {
-  std::printf("== world %u\n", seed);
-  Chance chance(seed);
-  std::vector<MadeUpUnit> units(chance.Below(9) + 1);
-  for (MadeUpUnit& unit : units) unit = MakeUpUnit(chance);
-  const Tree before = MakeUpMachine(chance, units);
-  Tree software = Pass(settings, std::make_shared<RegistryKey>(""), before);
-  SetUp(chance, software);
-  BringIn(settings.folder, software, before);
-  {
-    const Library library(settings.library);
-    EditRaids(chance, library);
-    List(library);
+// The configuration meets one machine after the other, and gets RAIDs in between.
+void LiveThrough(const Settings& settings, const std::filesystem::path& folder) {
+  Tree software = FromFile(folder / "configuration.reg");  // none: an empty one
+  PutGroupTextsFirst(software);
+  // In the order of the names, and machine.reg before machine-recabled.reg.
+  std::map<std::string, std::filesystem::path> machines;
+  for (const auto& file : std::filesystem::directory_iterator(folder)) {
+    const std::string name = file.path().stem().string();
+    if (name.starts_with("machine")) machines[name] = file.path();
   }
-  units[chance.Below(static_cast<unsigned>(units.size()))] = MakeUpUnit(chance);
-  units.push_back(MakeUpUnit(chance));
-  const bool moved = !chance.OneIn(3);
-  Pass(settings, TakeOut(settings.folder), moved ? MakeUpMachine(chance, units) : before);
+  for (const auto& [name, file] : machines) {
+    std::printf("== %s %s\n", folder.filename().string().c_str(), name.c_str());
+    const Tree hardware = FromFile(file);
+    software = Pass(settings, software, hardware);
+    BringIn(settings.folder, software, hardware);
+    const Library library(settings.library);
+    EditRaids(library);
+    List(library);
+    software = TakeOut(settings.folder);
+  }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 5) return 2;
-  const Settings settings = {argv[1], argv[3]};
-  std::set<std::filesystem::path> examples;
-  for (const auto& folder : std::filesystem::directory_iterator(argv[2])) {
-    if (folder.is_directory()) examples.insert(folder.path());
-  }
-  for (const auto& folder : examples) LiveThroughExample(settings, folder);
-  for (int seed = 0; seed < std::atoi(argv[4]); ++seed) {
-    LiveThroughMadeUpWorld(settings, static_cast<unsigned>(seed));
+  if (argc < 4) return 2;
+  const Settings settings = {argv[1], argv[2]};
+  for (int i = 3; i < argc; ++i) {
+    std::set<std::filesystem::path> worlds;
+    for (const auto& folder : std::filesystem::directory_iterator(argv[i])) {
+      if (folder.is_directory()) worlds.insert(folder.path());
+    }
+    for (const auto& folder : worlds) LiveThrough(settings, folder);
   }
   BringIn(settings.folder, std::make_shared<RegistryKey>(""), std::make_shared<RegistryKey>(""));
   return 0;
