@@ -52,22 +52,6 @@ TEST(ConfigurationPass, IsHeldBackWhileSimExists) {
   EXPECT_EQ(world.Show("RAID0", "Info"), "\"\"");
 }
 
-TEST(ConfigurationPass, ListingsOfThisProcessSeeItsResult) {
-  World world;
-  world.Attach({{.target = 1}, {.target = 2, .type = kChanger}});
-  world.Device(0, Info(0, 0, 9, 0, 5));
-  std::uint16_t count = 0;
-  DeviceInfo info = {};
-  ::SetUpGetNoOfDevices(&count);
-  EXPECT_EQ(count, 1);
-  EXPECT_EQ(::SetUpGetDeviceInfo(0, &info), 0);
-  ::SetUpInitTapesvrConfig();
-  ::SetUpGetNoOfDevices(&count);
-  EXPECT_EQ(count, 2);
-  EXPECT_EQ(::SetUpGetDeviceInfo(0, &info), 0);
-  EXPECT_EQ(info.ScsiId, 1);
-}
-
 TEST(StartUp, ReadsTheHomeThatFits) {
   const std::string path = kBaseKey + "\\Path";
   const struct {

@@ -50,6 +50,7 @@ TEST(GroupRecord, TextsOfEveryKindAndWhatTheyBecome) {
       {"CHANGER_GROUP,3", "2 G: 3; 5"},
       {"CHANGER_GROUP", "2 G: 0; 5"},
       {"CHANGER_GROUP,x,1,-,2-x,,3-4", "2 G: 0 1-0 0-0 2-0 0-0 3-4; 5"},
+      {"CHANGER_GROUP,1,1--2,1-+2,1\t-2,1-\t2z", "2 G: 1 1-65534 1-2 1-0 1-2; 5"},
       {"RAID_CHANGER_GROUP,3,1-10,6,2-20", "4 G: 3 1-10 6 2-20; 5"},
       {"RAID_CHANGER_GROUP,3,1-10,6", "4 G: 3 1-10; 5"},
       {"RAID_CHANGER_GROUP,3,1-10,6,", "4 G: 3 1-10; 5"},

@@ -2,42 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <cstdint>
 
 namespace devprep {
 namespace {
-
-TEST(ListText, ItemsEndWithTheTextAndNotWithItsLastComma) {
-  const struct {
-    std::string list;
-    const char* items;  // each in brackets, the one flagged last with '!'
-  } cases[] = {
-      {"", ""},
-      {"3", "[3]!"},
-      {"1,2,3", "[1][2][3]!"},
-      {"1,2, ", "[1][2]!"},
-      {"1,,2", "[1][][2]!"},
-      {"1,,", "[1]"},
-      {",", "[]"},
-      {",,", "[]"},
-      {" ", "[ ]!"},
-      {" , ", "[ ]!"},
-      {",1", "[][1]!"},
-      {"1, ,", "[1][ ]!"},
-      {"1,\t", "[1][\t]!"},
-  };
-  for (const auto& c : cases) {
-    std::string text = c.list;
-    ListWalk walk{text.data()};
-    std::string items;
-    std::uint16_t last = 9;
-    for (const char* item = NextItem(&walk, &last); item != nullptr;
-         item = NextItem(&walk, &last)) {
-      items += "[" + std::string(item) + (last != 0 ? "]!" : "]");
-    }
-    EXPECT_EQ(items, c.items) << '"' << c.list << '"';
-  }
-}
 
 TEST(ListText, NumbersAreReadAsScanfReadsThem) {
   const struct {
@@ -68,21 +36,6 @@ TEST(ListText, NumbersAreReadAsScanfReadsThem) {
     EXPECT_EQ(ScanNumber(&at, &number), c.number >= 0) << c.text;
     EXPECT_EQ(number, c.number >= 0 ? c.number : 4711) << c.text;
     EXPECT_STREQ(at, c.rest);
-  }
-}
-
-TEST(ListText, APairKeepsWhatCannotBeRead) {
-  const struct {
-    const char* text;
-    int first, second;  // from 8 and 9
-  } cases[] = {{"1-10", 1, 10},    {"1", 1, 9},    {"1-", 1, 9},    {"x-3", 8, 9},
-               {"1--2", 1, 65534}, {"1-+2", 1, 2}, {"1\t-2", 1, 9}, {"1-\t2z", 1, 2}};
-  for (const auto& c : cases) {
-    std::uint16_t first = 8;
-    std::uint16_t second = 9;
-    ScanPair(c.text, &first, &second);
-    EXPECT_EQ(first, c.first) << c.text;
-    EXPECT_EQ(second, c.second) << c.text;
   }
 }
 
