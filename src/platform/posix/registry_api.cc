@@ -79,8 +79,10 @@ class Registry {
       slot = open_.size();
       open_.emplace_back();
     }
-    // A slot's next handle differs from the last, so that a handle used after close is noticed.
-    const std::uintptr_t number = (++serial_ % kSerials * kMostHandles + slot) * kHandleStep;
+    // A slot's next handle differs from the last, so that a handle used after close is noticed. The
+    // serial number begins at 1: no handle is 0.
+    serial_ = serial_ % kSerials + 1;
+    const std::uintptr_t number = (serial_ * kMostHandles + slot) * kHandleStep;
     open_[slot] = {std::move(key), access, hardware, number};
     // NOLINTNEXTLINE(performance-no-int-to-ptr): handles are opaque numbers.
     return reinterpret_cast<HKEY>(number);

@@ -133,6 +133,13 @@ TEST_F(RegistryFileTest, ChangesOfOthersAreSeenEvenAtTheSameSizeAndTime) {
   EXPECT_EQ(RegCloseKey(key), 0);
 }
 
+TEST_F(RegistryFileTest, HandlesDoNotRunOut) {
+  WriteText(path_, EngineText(""));
+  RegistryBegin();
+  for (int i = 0; i < 140000; ++i) ASSERT_EQ(OpenEngine(KEY_READ), 0) << i;
+  RegistryCommit();
+}
+
 TEST_F(RegistryFileTest, ProcessesKeepEachOtherOut) {
   WriteText(path_, EngineText("\"v\"=dword:00000000\n"));
   const auto raise = [] {
