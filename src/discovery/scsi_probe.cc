@@ -78,6 +78,24 @@ void AddFoundDevice(const DeviceAddress& address, const char* identifier,
   ++FoundDeviceCount;
 }
 
+DeviceAddress AddressOf(const ScsiMapEntry& entry) {
+  return {static_cast<std::uint16_t>(entry.Port), static_cast<std::uint16_t>(entry.Bus),
+          static_cast<std::uint16_t>(entry.TargetId), static_cast<std::uint16_t>(entry.Lun)};
+}
+
+// Announces the units of the map that ProbeDevice will ask.
+void AnnounceRequests(std::uint16_t ports) {
+  ScsiAddress units[kMaxScsiMapEntries];
+  std::size_t count = 0;
+  for (std::int32_t i = 0; i < ScsiMap.Count; ++i) {
+    const ScsiMapEntry& entry = ScsiMap.Entries[i];
+    if (entry.Port >= ports || !IsProbedType(MapScsiDeviceType(entry.PeripheralType))) continue;
+    const DeviceAddress at = AddressOf(entry);
+    units[count++] = {at.Board, at.Bus, at.ScsiId, at.Lun};
+  }
+  AnnounceScsiRequests(units, count);
+}
+
 }  // namespace
 
 std::uint16_t MapScsiDeviceType(std::uint8_t peripheral_type) {
@@ -99,12 +117,11 @@ std::uint16_t ProbeScsiDevices() {
   ResetFoundDevices();
   // The map lists its units in ascending order, so its entries stand for a walk over all addresses.
   const std::int32_t listed = CountScsiMapEntries();
+  AnnounceRequests(ports);
   for (std::int32_t i = 0; i < listed; ++i) {
     const ScsiMapEntry& entry = ScsiMap.Entries[i];
     if (entry.Port >= ports) continue;
-    const DeviceAddress address = {
-        static_cast<std::uint16_t>(entry.Port), static_cast<std::uint16_t>(entry.Bus),
-        static_cast<std::uint16_t>(entry.TargetId), static_cast<std::uint16_t>(entry.Lun)};
+    const DeviceAddress address = AddressOf(entry);
     char identifier[kIdentifierSize];
     std::uint8_t peripheral_type = 0;
     if (LookupScsiMapEntry(address.Board, address.Bus, address.ScsiId, address.Lun, identifier,

@@ -3,6 +3,8 @@
 #ifndef DEVPREP_PLATFORM_RAW_SCSI_H_
 #define DEVPREP_PLATFORM_RAW_SCSI_H_
 
+#include <compare>
+#include <cstddef>
 #include <cstdint>
 
 #if defined(_WIN32)
@@ -36,6 +38,22 @@ std::uint32_t HXSCSI_CALL ScsiGetWorldWideId(std::uint16_t port, std::uint16_t b
 }
 
 namespace devprep {
+
+struct ScsiAddress {
+  std::uint16_t port = 0;
+  std::uint16_t bus = 0;
+  std::uint16_t target = 0;
+  std::uint16_t lun = 0;
+  auto operator<=>(const ScsiAddress&) const = default;
+};
+
+// Says which units the three calls are about to be made for, so that what stands behind them can
+// ask all at once and the wait is that for the slowest unit. Changes no result.
+#if defined(_WIN32)
+inline void AnnounceScsiRequests(const ScsiAddress* /*units*/, std::size_t /*count*/) {}
+#else
+void AnnounceScsiRequests(const ScsiAddress* units, std::size_t count);
+#endif
 
 inline constexpr std::uint32_t kInquiryLength = 40;
 inline constexpr std::uint32_t kInquiryPageLength = 64;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/posix/hardware_map.h"
 #include "platform/posix/registry_text.h"
 #include "platform/raw_scsi.h"
 
@@ -10,9 +11,7 @@ namespace {
 
 class CaptureSource : public HardwareSource {
  public:
-  explicit CaptureSource(std::shared_ptr<RegistryKey> branch) : branch_(std::move(branch)) {
-    if (branch_ != nullptr) map_ = FindPath(branch_, "DEVICEMAP\\Scsi");
-  }
+  explicit CaptureSource(std::shared_ptr<RegistryKey> branch) : branch_(std::move(branch)) {}
 
   std::shared_ptr<RegistryKey> Branch() override { return branch_; }
 
@@ -31,7 +30,7 @@ class CaptureSource : public HardwareSource {
  private:
   std::optional<std::string> Answer(const ScsiAddress& address, const char* value_name) {
     if (!asked_ || *asked_ != address) {
-      unit_ = FindUnit(address);
+      unit_ = FindUnit(branch_, address);
       asked_ = address;
     }
     const RegistryValue* value = unit_ == nullptr ? nullptr : unit_->FindValue(value_name);
@@ -39,17 +38,7 @@ class CaptureSource : public HardwareSource {
     return value->data;
   }
 
-  std::shared_ptr<RegistryKey> FindUnit(const ScsiAddress& address) const {
-    if (map_ == nullptr) return nullptr;
-    const std::string path = "Scsi Port " + std::to_string(address.port) + "\\Scsi Bus " +
-                             std::to_string(address.bus) + "\\Target Id " +
-                             std::to_string(address.target) + "\\Logical Unit Id " +
-                             std::to_string(address.lun);
-    return FindPath(map_, path);
-  }
-
   std::shared_ptr<RegistryKey> branch_;
-  std::shared_ptr<RegistryKey> map_;
   // The unit asked last: questions come several in a row.
   std::optional<ScsiAddress> asked_;
   std::shared_ptr<RegistryKey> unit_;
@@ -63,7 +52,7 @@ OpenedSource OpenCapture(const std::string& path, const std::string& text) {
     return {nullptr, path + ":" + std::to_string(problem->line) + ": " + problem->reason};
   }
   return {std::make_unique<CaptureSource>(
-              FindPath(root, std::string(kLocalMachineName) + "\\HARDWARE")),
+              FindPath(root, std::string(kLocalMachineName) + "\\" + kHardwareKey)),
           {}};
 }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/posix/capture_source.h"
+#include "platform/posix/iscsi_source.h"
 #include "platform/posix/live_source.h"
 #include "platform/posix/problem.h"
 #include "platform/posix/watched_file.h"
@@ -17,9 +18,15 @@ class HardwareChoice {
   void MayHaveChanged() { checked_ = false; }
 
   HardwareSource* Current() {
-    if (!checked_) Check();
+    if (!checked_ && given_ != nullptr) given_->Renew();
+    if (!checked_ && given_ == nullptr) Check();
     checked_ = true;
-    return source_.get();
+    return given_ != nullptr ? given_.get() : source_.get();
+  }
+
+  void Give(std::unique_ptr<HardwareSource> source) {
+    given_ = std::move(source);
+    checked_ = false;
   }
 
  private:
@@ -27,10 +34,17 @@ class HardwareChoice {
     std::string name = HardwareName();
     const bool same_name = name == name_;
     name_ = std::move(name);
+    const bool usable = same_name && source_ != nullptr && source_->Renew();
     if (name_ == kLiveHardware) {
-      if (!same_name) Use(OpenLive());
-      return;
+      if (!usable) Use(OpenLive());
+    } else if (name_.starts_with(kIscsiScheme)) {
+      if (!usable) Use(OpenIscsi(name_));
+    } else {
+      CheckCapture(same_name);
     }
+  }
+
+  void CheckCapture(bool same_name) {
     switch (capture_.Refresh(name_)) {
       case WatchedFile::State::kUnchanged:
         if (!same_name) Use(OpenCapture(name_, capture_.Text()));
@@ -54,6 +68,7 @@ class HardwareChoice {
   }
 
   bool checked_ = false;
+  std::unique_ptr<HardwareSource> given_;  // in the place of the chosen one
   std::string name_;
   std::string reported_;
   WatchedFile capture_;
@@ -75,5 +90,7 @@ std::string HardwareName() {
 void HardwareMayHaveChanged() { Choice().MayHaveChanged(); }
 
 HardwareSource* CurrentHardware() { return Choice().Current(); }
+
+void UseHardware(std::unique_ptr<HardwareSource> source) { Choice().Give(std::move(source)); }
 
 }  // namespace devprep

@@ -9,8 +9,8 @@
 
 namespace devprep {
 
-// The environment variable that chooses the source: kLiveHardware (also when unset or empty), or
-// the path of a capture.
+// The environment variable that chooses the source: kLiveHardware (also when unset or empty), an
+// iSCSI portal (iscsi_source.h), or the path of a capture.
 inline constexpr const char* kHardwareVariable = "DEVPREP_HARDWARE";
 inline constexpr const char* kLiveHardware = "live";
 
@@ -24,6 +24,10 @@ void HardwareMayHaveChanged();
 // The source in use. Null when it cannot be had; the reason has then gone to standard error, once
 // for each state of the capture.
 HardwareSource* CurrentHardware();
+
+// Puts a source in the place of the one that the environment chooses, for tests and benchmarks.
+// Null: the environment chooses again.
+void UseHardware(std::unique_ptr<HardwareSource> source);
 
 }  // namespace devprep
 

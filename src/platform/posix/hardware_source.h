@@ -3,22 +3,22 @@
 #ifndef DEVPREP_PLATFORM_POSIX_HARDWARE_SOURCE_H_
 #define DEVPREP_PLATFORM_POSIX_HARDWARE_SOURCE_H_
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "platform/posix/registry_key.h"
+#include "platform/raw_scsi.h"
 
 namespace devprep {
 
-struct ScsiAddress {
-  std::uint16_t port = 0;
-  std::uint16_t bus = 0;
-  std::uint16_t target = 0;
-  std::uint16_t lun = 0;
-
-  bool operator==(const ScsiAddress&) const = default;
+// How a unit fared when it was last asked.
+struct UnitCondition {
+  std::optional<std::chrono::microseconds> time_to_answer;  // of the slowest of its answers
+  std::string problem;  // why it gave no answer, or one that is not believed; empty: none
 };
 
 class HardwareSource {
@@ -28,15 +28,26 @@ class HardwareSource {
   HardwareSource& operator=(const HardwareSource&) = delete;
   virtual ~HardwareSource() = default;
 
+  // A transaction begins: what was remembered for the last one is forgotten. False when the source
+  // is of no use any more and must be opened again.
+  virtual bool Renew() { return true; }
+
   // The key HARDWARE with "DEVICEMAP\Scsi" below it, as the operating system's device map has it.
   // Null when this machine has no such key.
   virtual std::shared_ptr<RegistryKey> Branch() = 0;
+
+  // These units are about to be asked: each answer that this brings is given once, to the first
+  // request for it in this transaction.
+  virtual void Announce(std::span<const ScsiAddress> /*units*/) {}
 
   // The device's answer in bytes, or nothing when it does not answer.
   virtual std::optional<std::string> StandardInquiry(const ScsiAddress& address) = 0;
   virtual std::optional<std::string> VitalProductData(const ScsiAddress& address,
                                                       std::uint32_t page) = 0;
   virtual std::optional<std::string> WorldWideId(const ScsiAddress& address) = 0;
+
+  // How a unit fared in this transaction.
+  virtual UnitCondition Condition(const ScsiAddress& /*address*/) const { return {}; }
 };
 
 // A source, or the reason why there is none.

@@ -1,12 +1,16 @@
-// The SCSI devices of this machine.
+// The SCSI devices of this Linux machine: listed by sysfs, asked through the SCSI generic driver.
 #ifndef DEVPREP_PLATFORM_POSIX_LIVE_SOURCE_H_
 #define DEVPREP_PLATFORM_POSIX_LIVE_SOURCE_H_
+
+#include <string>
 
 #include "platform/posix/hardware_source.h"
 
 namespace devprep {
 
-OpenedSource OpenLive();
+// Hosts are ports, numbered densely in ascending host order; a host's channels are buses. Units
+// beyond what the device map can list are left out, and named on standard error.
+OpenedSource OpenLive(const std::string& sysfs = "/sys", const std::string& devices = "/dev");
 
 }  // namespace devprep
 

@@ -30,6 +30,15 @@ std::uint32_t Deliver(const std::optional<std::string>& answer, std::size_t offs
 
 }  // namespace
 
+namespace devprep {
+
+void AnnounceScsiRequests(const ScsiAddress* units, std::size_t count) {
+  HardwareSource* hardware = CurrentHardware();
+  if (hardware != nullptr && count != 0) hardware->Announce({units, count});
+}
+
+}  // namespace devprep
+
 extern "C" {
 
 std::uint32_t ScsiInquiry(std::uint16_t port, std::uint16_t bus, std::uint16_t target,

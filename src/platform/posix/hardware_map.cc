@@ -1,0 +1,82 @@
+#include "platform/posix/hardware_map.h"
+
+#include "platform/registry.h"
+
+namespace devprep {
+namespace {
+
+std::string PortKeyName(std::uint16_t port) { return "Scsi Port " + std::to_string(port); }
+
+std::string_view TypeWordOf(std::uint8_t peripheral_type) {
+  switch (peripheral_type) {
+    case 0x00:  // direct access block device
+    case 0x0E:  // simplified direct access
+    case 0x14:  // host managed zoned
+      return "DiskPeripheral";
+    case 0x01:
+      return "TapePeripheral";
+    case 0x05:
+      return "CdRomPeripheral";
+    case 0x07:
+      return "OpticalDiskPeripheral";
+    case 0x08:
+      return "MediumChangerPeripheral";
+    default:
+      return "OtherPeripheral";
+  }
+}
+
+std::shared_ptr<RegistryKey> MakePath(RegistryKey& from, std::string_view path) {
+  RegistryKey* key = &from;
+  std::shared_ptr<RegistryKey> made;
+  while (!path.empty()) {
+    const std::string_view name = path.substr(0, path.find('\\'));
+    made = key->FindOrAddChild(name);
+    key = made.get();
+    path.remove_prefix(std::min(name.size() + 1, path.size()));
+  }
+  return made;
+}
+
+void SetText(RegistryKey& key, std::string_view name, std::string_view text) {
+  key.SetValue(name, REG_SZ, std::string(text) + '\0');
+}
+
+}  // namespace
+
+std::string AddressText(const ScsiAddress& address) {
+  return std::to_string(address.port) + ':' + std::to_string(address.bus) + ':' +
+         std::to_string(address.target) + ':' + std::to_string(address.lun);
+}
+
+std::string UnitKeyPath(const ScsiAddress& address) {
+  return PortKeyName(address.port) + "\\Scsi Bus " + std::to_string(address.bus) + "\\Target Id " +
+         std::to_string(address.target) + "\\Logical Unit Id " + std::to_string(address.lun);
+}
+
+std::shared_ptr<RegistryKey> MakeHardwareBranch() {
+  auto branch = std::make_shared<RegistryKey>(kHardwareKey);
+  MakePath(*branch, kDeviceMapPath);
+  return branch;
+}
+
+void AddPort(RegistryKey& branch, std::uint16_t port, std::string_view driver) {
+  const auto key = MakePath(*MakePath(branch, kDeviceMapPath), PortKeyName(port));
+  SetText(*key, "Driver", driver);
+}
+
+void AddUnit(RegistryKey& branch, const ScsiAddress& address, std::string_view identifier,
+             std::uint8_t peripheral_type) {
+  const auto key = MakePath(*MakePath(branch, kDeviceMapPath), UnitKeyPath(address));
+  SetText(*key, "Identifier", identifier);
+  SetText(*key, "Type", TypeWordOf(peripheral_type));
+}
+
+std::shared_ptr<RegistryKey> FindUnit(const std::shared_ptr<RegistryKey>& branch,
+                                      const ScsiAddress& address) {
+  if (branch == nullptr) return nullptr;
+  const auto map = FindPath(branch, kDeviceMapPath);
+  return map == nullptr ? nullptr : FindPath(map, UnitKeyPath(address));
+}
+
+}  // namespace devprep

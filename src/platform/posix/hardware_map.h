@@ -1,0 +1,45 @@
+// The branch HARDWARE, as the operating system's device map has it: its keys and words.
+#ifndef DEVPREP_PLATFORM_POSIX_HARDWARE_MAP_H_
+#define DEVPREP_PLATFORM_POSIX_HARDWARE_MAP_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/posix/registry_key.h"
+#include "platform/raw_scsi.h"
+
+namespace devprep {
+
+inline constexpr const char* kHardwareKey = "HARDWARE";
+inline constexpr const char* kDeviceMapPath = "DEVICEMAP\\Scsi";  // below HARDWARE
+
+// Buses, target ids and units that the device map can list: 0 up to these, less one.
+inline constexpr std::uint64_t kBusLimit = 8;
+inline constexpr std::uint64_t kTargetLimit = 128;
+inline constexpr std::uint64_t kUnitLimit = 64;
+
+// "port:bus:target:lun", for messages.
+std::string AddressText(const ScsiAddress& address);
+
+// The path of a unit's key below the device map.
+std::string UnitKeyPath(const ScsiAddress& address);
+
+// A branch with a device map that lists nothing.
+std::shared_ptr<RegistryKey> MakeHardwareBranch();
+
+// Adds a port with its host adapter's driver.
+void AddPort(RegistryKey& branch, std::uint16_t port, std::string_view driver);
+
+// Adds a unit. identifier: its inquiry text. peripheral_type: by SPC-4.
+void AddUnit(RegistryKey& branch, const ScsiAddress& address, std::string_view identifier,
+             std::uint8_t peripheral_type);
+
+// The key of a unit. Null when the map does not have it.
+std::shared_ptr<RegistryKey> FindUnit(const std::shared_ptr<RegistryKey>& branch,
+                                      const ScsiAddress& address);
+
+}  // namespace devprep
+
+#endif  // DEVPREP_PLATFORM_POSIX_HARDWARE_MAP_H_
