@@ -13,6 +13,8 @@ namespace devprep::tool {
 void AddConfigureCommand(CLI::App& app, const Options& options);
 void AddDevicesCommand(CLI::App& app, const Options& options);
 void AddTreeCommand(CLI::App& app, const Options& options);
+void AddHardwareCommand(CLI::App& app, const Options& options);
+void AddCaptureCommand(CLI::App& app, const Options& options);
 void AddRaidCommands(CLI::App& app, const Options& options);
 void AddRegistryCommands(CLI::App& app, const Options& options);
 

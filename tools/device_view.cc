@@ -4,6 +4,7 @@
 
 #include "discovery/device_listing.h"
 #include "output.h"
+#include "platform/raw_scsi.h"
 #include "raid/raid_records.h"
 #include "store/product_config.h"
 #include "store/registry_store.h"
@@ -43,6 +44,19 @@ std::uint16_t View(std::uint16_t number, const std::vector<RaidInfo>& raids, Dev
   return status;
 }
 
+// A listing asks every tape drive and changer for its texts.
+void AnnounceInquiries(std::uint16_t count, std::optional<std::uint16_t> only) {
+  std::vector<ScsiAddress> units;
+  for (std::uint16_t n = 0; n < count; ++n) {
+    DeviceRecord record = {};
+    record.Number = n;
+    if ((only && *only != n) || ReadDeviceRecord(&record) != kStatusOk) continue;
+    const DeviceAddress& at = record.Address;
+    if (IsProbedType(record.Type)) units.push_back({at.Board, at.Bus, at.ScsiId, at.Lun});
+  }
+  AnnounceScsiRequests(units.data(), units.size());
+}
+
 }  // namespace
 
 std::string DeviceView::TypeText() const {
@@ -70,6 +84,7 @@ DeviceViews ViewDevices(std::optional<std::uint16_t> only) {
   DeviceViews views;
   views.raids = ReadRaids();
   ::SetUpGetNoOfDevices(&views.count);
+  AnnounceInquiries(views.count, only);
   for (std::uint16_t n = 0; n < views.count; ++n) {
     if (only && *only != n) continue;
     DeviceView device;

@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "commands.h"
+#include "platform/posix/asked_source.h"
 #include "session.h"
 #include "tool_version.h"
 
@@ -29,8 +30,17 @@ int Run(int argc, char** argv) {
                  "Registry file (DEVPREP_REGISTRY; /var/lib/devprep/registry.reg)")
       ->option_text("FILE");
   app.add_option("--hardware", options.hardware,
-                 "Where the hardware is: live, or a capture file (DEVPREP_HARDWARE; live)")
+                 "Where the hardware is: live, iscsi://HOST[:PORT][/TARGET], or a capture file "
+                 "(DEVPREP_HARDWARE; live)")
       ->option_text("SOURCE");
+  app.add_option("--timeout", options.timeout,
+                 "Time limit for each request to a device (DEVPREP_TIMEOUT; 10)")
+      ->option_text("SECONDS")
+      ->check([](const std::string& text) {
+        return devprep::ParseTimeLimit(text)
+                   ? std::string()
+                   : "'" + text + "' is no number of seconds above 0, up to 600";
+      });
   app.set_version_flag("--version", DEVPREP_TOOL_VERSION);
   app.footer(kFooter);
   app.require_subcommand(1);
@@ -38,6 +48,8 @@ int Run(int argc, char** argv) {
   devprep::tool::AddConfigureCommand(app, options);
   devprep::tool::AddDevicesCommand(app, options);
   devprep::tool::AddTreeCommand(app, options);
+  devprep::tool::AddHardwareCommand(app, options);
+  devprep::tool::AddCaptureCommand(app, options);
   devprep::tool::AddRaidCommands(app, options);
   devprep::tool::AddRegistryCommands(app, options);
   try {

@@ -79,6 +79,17 @@ void Table::PrintRow(const std::vector<std::string>& cells, const std::vector<st
   std::cout << Paint(line, colour) << '\n';
 }
 
+void PrintTrees(const std::vector<TreeNode>& trees, const std::string& indent) {
+  const bool unicode = WantsUnicode();
+  for (std::size_t i = 0; i < trees.size(); ++i) {
+    const bool last = i + 1 == trees.size();
+    const char* branch = unicode ? (last ? "└─ " : "├─ ") : (last ? "`- " : "|- ");
+    const char* trunk = last ? "   " : (unicode ? "│  " : "|  ");
+    std::cout << indent << branch << trees[i].text << '\n';
+    PrintTrees(trees[i].children, indent + trunk);
+  }
+}
+
 void PrintJson(const Json& members) {
   Json listing = {{"format", kJsonFormat}};
   listing.update(members);

@@ -48,6 +48,15 @@ class Table {
   std::vector<Row> rows_;
 };
 
+// A line of a tree with the lines below it.
+struct TreeNode {
+  std::string text;
+  std::vector<TreeNode> children;
+};
+
+// Prints trees under the line printed last.
+void PrintTrees(const std::vector<TreeNode>& trees, const std::string& indent = "");
+
 // Prints a listing, with "format" as its first member.
 void PrintJson(const Json& members);
 

@@ -3,10 +3,12 @@
 #include <cstdlib>
 
 #include "entry/library.h"
+#include "platform/posix/asked_source.h"
 #include "platform/posix/hardware.h"
 #include "platform/posix/registry_api.h"
 #include "platform/posix/registry_file.h"
 #include "platform/registry.h"
+#include "progress.h"
 
 namespace devprep::tool {
 namespace {
@@ -40,13 +42,16 @@ void Choose(const char* variable, const std::string& value) {
 void InSession(const Options& options, Needs needs, const std::function<void()>& work) {
   Choose(kRegistryVariable, options.registry);
   Choose(kHardwareVariable, options.hardware);
+  Choose(kTimeLimitVariable, options.timeout);
+  ShowProgress();
   Transaction transaction;
   if (!RegistryReadable()) throw Failure("");
-  if (needs != Needs::kRegistry && !RegistryWritable()) {
+  if (needs != Needs::kRegistry && needs != Needs::kHardware && !RegistryWritable()) {
     throw Failure(RegistryFilePath() +
                   ": may not be written, and the tape engine's keys open only with full access");
   }
-  if (needs == Needs::kEngineAndHardware && CurrentHardware() == nullptr) throw Failure("");
+  const bool wants_hardware = needs == Needs::kHardware || needs == Needs::kEngineAndHardware;
+  if (wants_hardware && CurrentHardware() == nullptr) throw Failure("");
   if (needs == Needs::kEngine || needs == Needs::kEngineAndHardware) {
     DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
   }

@@ -19,12 +19,14 @@ class Failure : public std::runtime_error {
 struct Options {
   std::string registry;  // empty: from the environment
   std::string hardware;  // empty: from the environment
+  std::string timeout;   // in seconds; empty: from the environment
 };
 
 // What a command needs of the machine before it starts.
 enum class Needs {
   kRegistry,          // to read the registry file as such
   kRegistryToChange,  // to change the registry file as such
+  kHardware,          // the hardware, and the registry only to read
   kEngine,  // the library's operations, which open the tape engine's keys with full access
   kEngineAndHardware  // these, and the hardware
 };

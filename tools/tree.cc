@@ -54,25 +54,20 @@ Ports BuildTree(const DeviceViews& views) {
   return ports;
 }
 
-void PrintNodes(const std::vector<Node>& nodes, const std::string& indent) {
-  const bool unicode = WantsUnicode();
-  for (std::size_t i = 0; i < nodes.size(); ++i) {
-    const Node& node = nodes[i];
-    const bool last = i + 1 == nodes.size();
-    const char* branch = unicode ? (last ? "└─ " : "├─ ") : (last ? "`- " : "|- ");
-    const char* trunk = last ? "   " : (unicode ? "│  " : "|  ");
+std::vector<TreeNode> Lines(const std::vector<Node>& nodes) {
+  std::vector<TreeNode> lines;
+  for (const Node& node : nodes) {
     const DeviceView& device = *node.device;
-    std::cout << indent << branch
-              << Paint("[" + std::to_string(device.info.Number) + "]", Colour::kHead) << ' '
-              << device.TypeText() << ' ' << AddressWord(device.Address()) << "  "
-              << device.Description();
+    std::string text = Paint("[" + std::to_string(device.info.Number) + "]", Colour::kHead);
+    text.append(" ").append(device.TypeText()).append(" ");
+    text.append(AddressWord(device.Address())).append("  ").append(device.Description());
     if (!device.raids.empty()) {
-      std::cout << "  " << Paint("RAID " + device.RaidText(), Colour::kGood);
+      text.append("  ").append(Paint("RAID " + device.RaidText(), Colour::kGood));
     }
-    if (!node.remark.empty()) std::cout << "  (" << node.remark << ")";
-    std::cout << '\n';
-    PrintNodes(node.children, indent + trunk);
+    if (!node.remark.empty()) text.append("  (").append(node.remark).append(")");
+    lines.push_back({text, Lines(node.children)});
   }
+  return lines;
 }
 
 Json NodesJson(const std::vector<Node>& nodes) {
@@ -105,7 +100,7 @@ void PrintTree(const Options& options, bool json) {
   }
   for (const auto& [port, nodes] : ports) {
     std::cout << "port " << port << '\n';
-    PrintNodes(nodes, "");
+    PrintTrees(Lines(nodes));
   }
   for (const UnreadableDevice& device : views.unreadable) {
     std::cout << ExplainNoDevice(device.number, {views.count, {}, {device}, {}}) << '\n';

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <utility>
 
 #include "reconfig/reconfigure.h"
@@ -108,6 +109,12 @@ std::string SerialWord(const std::uint8_t* serial_number) {
 
 std::string WorldWideIdWord(const DeviceRecord& record) {
   return HasWorldWideId(record) ? Hexadecimal(record.WorldWideID, kWorldWideIdSize) : "";
+}
+
+std::string MillisecondsWord(std::chrono::microseconds time) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.2f ms", static_cast<double>(time.count()) / 1000);
+  return text.data();
 }
 
 }  // namespace devprep::tool

@@ -2,6 +2,7 @@
 #ifndef DEVPREP_TOOLS_WORDS_H_
 #define DEVPREP_TOOLS_WORDS_H_
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -36,6 +37,9 @@ std::string SerialWord(const std::uint8_t* serial_number);
 
 // A World Wide ID as 16 hexadecimal digits. Empty for none.
 std::string WorldWideIdWord(const DeviceRecord& record);
+
+// A time in milliseconds, "0.42 ms".
+std::string MillisecondsWord(std::chrono::microseconds time);
 
 }  // namespace devprep::tool
 

@@ -12,9 +12,6 @@ constinit std::uint16_t UsedDeviceFlags[kMaxFoundDevices] = {};
 
 namespace {
 
-// Serial numbers that begin with this many zero bytes count as none.
-constexpr std::size_t kSerialNumberProof = 10;
-
 // Found devices that were given to an entry of some changer's ReservedDrives. Never cleared: the
 // pass that uses it runs at most once in a process.
 constinit std::uint16_t ReservedDriveClaims[kMaxFoundDevices] = {};
@@ -25,11 +22,6 @@ struct MatchRules {
   const std::uint16_t* taken;  // flags of devices that criteria other than the serial number pass
   bool compare_port_and_bus;
 };
-
-bool HasSerialNumber(const DeviceRecord& found) {
-  return std::any_of(found.SerialNumber, found.SerialNumber + kSerialNumberProof,
-                     [](std::uint8_t byte) { return byte != 0; });
-}
 
 bool SerialNumbersAgree(const DeviceRecord& old_record, const DeviceRecord& found) {
   return std::memcmp(old_record.SerialNumber, found.SerialNumber, kSerialNumberSize) == 0 &&

@@ -12,6 +12,8 @@
 namespace devprep {
 namespace {
 
+constexpr std::size_t kSerialNumberProof = 10;  // leading bytes that may not all be 0
+
 constexpr const char* kInfoValue = "Info";
 constexpr const char* kInfoFormat = "board-%hu,bus-%hu,scsiid-%hu,lun-%hu,type-%hu,%.*s";
 constexpr const char* kNoInfo = "!@!#$";
@@ -85,6 +87,11 @@ bool ScanField(const char** at, const char* literal, std::uint16_t* number) {
 
 bool IsProbedType(std::uint16_t type) {
   return type == kTypeTape || type == kTypeChanger || type == kTypeTapeEngine;
+}
+
+bool HasSerialNumber(const DeviceRecord& record) {
+  return std::any_of(record.SerialNumber, record.SerialNumber + kSerialNumberProof,
+                     [](std::uint8_t byte) { return byte != 0; });
 }
 
 bool HasWorldWideId(const DeviceRecord& record) {

@@ -76,6 +76,9 @@ bool IsProbedType(std::uint16_t type);
 // Whether the device has a World Wide ID: any of its bytes is not 0.
 bool HasWorldWideId(const DeviceRecord& record);
 
+// Whether the device has a serial number: one that begins with ten zero bytes counts as none.
+bool HasSerialNumber(const DeviceRecord& record);
+
 // Loads the record from the key "DEVICE%d" of its Number. Returns 0; 3 no key or no "Info"; 219
 // "Info" malformed, the items before the break are then filled.
 std::uint16_t ReadDeviceRecord(DeviceRecord* record);

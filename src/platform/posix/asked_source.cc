@@ -141,8 +141,7 @@ void AskedSource::Finish(Round& round, const FinishedCommand& finished) {
   Unit& unit = units_[command.unit];
   if (finished.status == CommandStatus::kUnitAttention && command.attempts < kMostAttempts) {
     const std::uint64_t ticket = ++last_ticket_;
-    const std::string problem =
-        machine_->Send(command.unit, CommandFor(command.question), ticket);
+    const std::string problem = machine_->Send(command.unit, CommandFor(command.question), ticket);
     if (problem.empty()) {
       ++command.attempts;
       round.under_way[ticket] = command;
@@ -153,8 +152,8 @@ void AskedSource::Finish(Round& round, const FinishedCommand& finished) {
     Silence(round, command.unit, finished.reason);
   } else {
     unit.answered[IndexOf(command.question)] = true;
-    unit.time_to_answer = std::chrono::duration_cast<std::chrono::microseconds>(
-        Clock::now() - round.start);
+    unit.time_to_answer =
+        std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - round.start);
     if (finished.status == CommandStatus::kGood) {
       CheckedAnswer checked = Check(command.question, finished.data);
       if (!checked.bytes) unit.problem = checked.problem;
@@ -183,8 +182,11 @@ void AskedSource::Ask(std::span<const ScsiAddress> units, std::span<const Questi
   const Clock::time_point deadline = round.start + limit;
   const auto tell = [&] {
     if (units.size() < 2 || !Listener()) return;
-    AskingProgress progress{units.size(), units.size() - round.outstanding.size(), {}};
-    if (Clock::now() - round.start >= kSlow) {
+    AskingProgress progress;
+    progress.units = units.size();
+    progress.finished = units.size() - round.outstanding.size();
+    progress.elapsed = std::chrono::floor<std::chrono::milliseconds>(Clock::now() - round.start);
+    if (progress.elapsed >= kSlow) {
       for (const auto& [address, count] : round.outstanding) {
         progress.slow.push_back(AddressText(address) + " " + machine_->NameOf(address));
       }

@@ -25,6 +25,7 @@ struct AskingProgress {
   std::size_t units = 0;          // asked
   std::size_t finished = 0;       // of these: have answered, or will not
   std::vector<std::string> slow;  // of these: those that take longer than usual, by name
+  std::chrono::milliseconds elapsed{0};
 };
 using ProgressListener = std::function<void(const AskingProgress&)>;
 

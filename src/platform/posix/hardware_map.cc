@@ -1,5 +1,7 @@
 #include "platform/posix/hardware_map.h"
 
+#include <algorithm>
+
 #include "platform/registry.h"
 
 namespace devprep {
@@ -62,14 +64,21 @@ std::shared_ptr<RegistryKey> MakeHardwareBranch() {
 
 void AddPort(RegistryKey& branch, std::uint16_t port, std::string_view driver) {
   const auto key = MakePath(*MakePath(branch, kDeviceMapPath), PortKeyName(port));
-  SetText(*key, "Driver", driver);
+  SetText(*key, kDriverValue, driver);
 }
 
 void AddUnit(RegistryKey& branch, const ScsiAddress& address, std::string_view identifier,
              std::uint8_t peripheral_type) {
   const auto key = MakePath(*MakePath(branch, kDeviceMapPath), UnitKeyPath(address));
-  SetText(*key, "Identifier", identifier);
+  SetText(*key, kIdentifierValue, identifier);
   SetText(*key, "Type", TypeWordOf(peripheral_type));
+}
+
+std::shared_ptr<RegistryKey> FindPort(const std::shared_ptr<RegistryKey>& branch,
+                                      std::uint16_t port) {
+  if (branch == nullptr) return nullptr;
+  const auto map = FindPath(branch, kDeviceMapPath);
+  return map == nullptr ? nullptr : FindPath(map, PortKeyName(port));
 }
 
 std::shared_ptr<RegistryKey> FindUnit(const std::shared_ptr<RegistryKey>& branch,

@@ -14,6 +14,8 @@ namespace devprep {
 
 inline constexpr const char* kHardwareKey = "HARDWARE";
 inline constexpr const char* kDeviceMapPath = "DEVICEMAP\\Scsi";  // below HARDWARE
+inline constexpr const char* kDriverValue = "Driver";             // of a port
+inline constexpr const char* kIdentifierValue = "Identifier";     // of a unit, with "Type"
 
 // Buses, target ids and units that the device map can list: 0 up to these, less one.
 inline constexpr std::uint64_t kBusLimit = 8;
@@ -35,6 +37,10 @@ void AddPort(RegistryKey& branch, std::uint16_t port, std::string_view driver);
 // Adds a unit. identifier: its inquiry text. peripheral_type: by SPC-4.
 void AddUnit(RegistryKey& branch, const ScsiAddress& address, std::string_view identifier,
              std::uint8_t peripheral_type);
+
+// The key of a port. Null when the map does not have it.
+std::shared_ptr<RegistryKey> FindPort(const std::shared_ptr<RegistryKey>& branch,
+                                      std::uint16_t port);
 
 // The key of a unit. Null when the map does not have it.
 std::shared_ptr<RegistryKey> FindUnit(const std::shared_ptr<RegistryKey>& branch,

@@ -132,8 +132,8 @@ class Session {
     if (context_ == nullptr) return;
     const WithoutBrokenPipe guard;
     // A polite end, without a wait: the target may be the reason why we go.
-    if (iscsi_is_logged_in(context_) == 1 &&
-        iscsi_logout_async(context_, [](auto...) {}, nullptr) == 0) {
+    if (iscsi_is_logged_in(context_) == 1 && iscsi_logout_async(
+                                                 context_, [](auto...) {}, nullptr) == 0) {
       Service(POLLOUT);
     }
     iscsi_destroy_context(context_);
@@ -148,16 +148,14 @@ class Session {
     Begin("cannot be reached",
           iscsi_connect_async(context_, portal_.c_str(), &Session::OnStep, this));
   }
-  void LogIn() {
-    Begin("refused the login", iscsi_login_async(context_, &Session::OnStep, this));
-  }
+  void LogIn() { Begin("refused the login", iscsi_login_async(context_, &Session::OnStep, this)); }
   void DiscoverTargets() {
     Begin("does not tell its targets",
           iscsi_discovery_async(context_, &Session::OnDiscovery, this));
   }
   void AskUnits() {
-    scsi_task* task = iscsi_reportluns_task(context_, 0, kReportLunsAllocation, &Session::OnUnits,
-                                            this);
+    scsi_task* task =
+        iscsi_reportluns_task(context_, 0, kReportLunsAllocation, &Session::OnUnits, this);
     Begin("does not tell its units", task == nullptr ? -1 : 0);
   }
 
@@ -372,8 +370,8 @@ class IscsiMachine : public ScsiMachine {
                    std::uint64_t ticket) override {
     const WithoutBrokenPipe guard;
     InquiryCommand bytes = command;
-    scsi_task* task = scsi_create_task(static_cast<int>(bytes.size()), bytes.data(),
-                                       SCSI_XFER_READ, kInquiryAllocation);
+    scsi_task* task = scsi_create_task(static_cast<int>(bytes.size()), bytes.data(), SCSI_XFER_READ,
+                                       kInquiryAllocation);
     if (task == nullptr) return "cannot be asked: out of memory";
     Session& session = *sessions_[unit.target];
     auto [at, added] = under_way_.emplace(ticket, UnderWay{this, ticket, unit, task});
@@ -395,7 +393,9 @@ class IscsiMachine : public ScsiMachine {
       if (sessions_[command.unit.target]->Broken()) lost.push_back(ticket);
     }
     for (const std::uint64_t ticket : lost) {
-      finished_.push_back({ticket, CommandStatus::kUnreachable, {},
+      finished_.push_back({ticket,
+                           CommandStatus::kUnreachable,
+                           {},
                            "cannot be reached: its target closed the connection"});
       Forget(ticket);
     }
@@ -503,8 +503,8 @@ std::vector<ScsiAddress> IscsiMachine::Units() const {
   std::vector<ScsiAddress> units;
   for (std::size_t target = 0; target < sessions_.size(); ++target) {
     for (const std::uint64_t lun : sessions_[target]->Units()) {
-      units.push_back({kPort, kBus, static_cast<std::uint16_t>(target),
-                       static_cast<std::uint16_t>(lun)});
+      units.push_back(
+          {kPort, kBus, static_cast<std::uint16_t>(target), static_cast<std::uint16_t>(lun)});
     }
     if (sessions_[target]->Units().empty()) {
       ReportProblem("note: target " + sessions_[target]->Target() + " has no units");

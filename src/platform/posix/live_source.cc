@@ -71,7 +71,8 @@ std::optional<KernelAddress> ParseKernelAddress(std::string_view text) {
 std::string KernelAddressText(const KernelAddress& address) {
   std::string text;
   for (const std::uint64_t number : address) {
-    text += (text.empty() ? "" : ":") + std::to_string(number);
+    if (!text.empty()) text += ':';
+    text += std::to_string(number);
   }
   return text;
 }
@@ -125,8 +126,8 @@ class LiveMachine : public ScsiMachine {
     const KernelUnit* unit = Find(address);
     if (unit == nullptr) return {};
     return Trimmed(Trimmed(unit->vendor) + ' ' + unit->product) + " (" +
-           KernelAddressText(unit->kernel_address) +
-           (unit->node.empty() ? "" : ", " + unit->node) + ')';
+           KernelAddressText(unit->kernel_address) + (unit->node.empty() ? "" : ", " + unit->node) +
+           ')';
   }
 
   std::string Open(const ScsiAddress& address) override;
@@ -173,8 +174,8 @@ void LiveMachine::Scan() {
   std::set<std::uint64_t> hosts;
   const std::string host_folder = sysfs_ + "/class/scsi_host";
   for (const std::string& name : NamesIn(host_folder)) {
-    const std::string_view number = std::string_view(name).substr(std::min<std::size_t>(
-        std::string_view("host").size(), name.size()));
+    const std::string_view number = std::string_view(name).substr(
+        std::min<std::size_t>(std::string_view("host").size(), name.size()));
     std::uint64_t host = 0;
     const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), host);
     if (error == std::errc() && end == number.data() + number.size()) hosts.insert(host);
@@ -211,8 +212,7 @@ void LiveMachine::AddKernelUnit(const std::string& name,
     return;
   }
   const ScsiAddress address = {port->second, static_cast<std::uint16_t>(channel),
-                               static_cast<std::uint16_t>(target),
-                               static_cast<std::uint16_t>(lun)};
+                               static_cast<std::uint16_t>(target), static_cast<std::uint16_t>(lun)};
   std::uint8_t peripheral_type = 0;
   std::from_chars(type->data(), type->data() + type->size(), peripheral_type);
   AddUnit(*branch_, address,
@@ -307,9 +307,9 @@ void LiveMachine::Receive(OpenNode& node, std::vector<FinishedCommand>& finished
   } else if (header.status == kScsiGood) {
     answer.status = CommandStatus::kGood;
     const auto missing = static_cast<std::size_t>(std::max(header.resid, 0));
-    answer.data.assign(command->data.begin(),
-                       command->data.end() -
-                           static_cast<std::ptrdiff_t>(std::min(missing, command->data.size())));
+    answer.data.assign(
+        command->data.begin(),
+        command->data.end() - static_cast<std::ptrdiff_t>(std::min(missing, command->data.size())));
   } else if (header.status == kScsiCheckCondition) {
     const std::string sense(command->sense.begin(), command->sense.begin() + header.sb_len_wr);
     if (SenseKeyIn(sense) == kSenseUnitAttention) answer.status = CommandStatus::kUnitAttention;

@@ -27,7 +27,8 @@ std::uint8_t ByteAt(std::string_view bytes, std::size_t offset) {
 
 CheckedAnswer Refuse(const char* problem) { return {std::nullopt, problem}; }
 
-// The qualifier is not 0 when no device is connected at the unit, though a target may answer for it.
+// The qualifier is not 0 when no device is connected at the unit, though a target may answer for
+// it.
 bool IsConnected(std::string_view answer) { return ByteAt(answer, 0) >> 5 == 0; }
 
 // A designator's worth as a World Wide ID, the less the better; kNoWorth: none.
@@ -88,8 +89,8 @@ CheckedAnswer WorldWideIdIn(std::string_view page) {
       return Refuse("a designator's length leads out of its page");
     }
     const std::string_view designator = rest.substr(kDesignatorHeaderSize, length);
-    const int worth = WorthOf(ByteAt(rest, 0) & 0xF, ByteAt(rest, 1) >> 4 & 3,
-                              ByteAt(rest, 1) & 0xF, designator);
+    const int worth =
+        WorthOf(ByteAt(rest, 0) & 0xF, ByteAt(rest, 1) >> 4 & 3, ByteAt(rest, 1) & 0xF, designator);
     if (worth < best_worth) {
       best_worth = worth;
       best = designator;

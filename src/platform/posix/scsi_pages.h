@@ -1,4 +1,5 @@
-// INQUIRY: the commands, and what must hold of an answer before it is believed (SPC-4, 6.6 and 7.8).
+// INQUIRY: the commands, and what must hold of an answer before it is believed (SPC-4, 6.6
+// and 7.8).
 #ifndef DEVPREP_PLATFORM_POSIX_SCSI_PAGES_H_
 #define DEVPREP_PLATFORM_POSIX_SCSI_PAGES_H_
 

@@ -1,0 +1,86 @@
+#include "attached.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iostream>
+
+#include "discovery/scsi_map.h"
+#include "discovery/scsi_probe.h"
+#include "output.h"
+#include "platform/posix/hardware.h"
+#include "platform/posix/hardware_map.h"
+#include "platform/raw_scsi.h"
+
+namespace devprep::tool {
+namespace {
+
+constexpr std::size_t kSerialNumberOffset = 4;
+
+void CopyBytes(const std::string& from, std::size_t offset, void* to, std::size_t size) {
+  if (offset < from.size())
+    std::memcpy(to, from.data() + offset, std::min(size, from.size() - offset));
+}
+
+// As the configuration pass would find it.
+void FillRecord(const ScsiMapEntry& entry, AttachedUnit& unit) {
+  DeviceRecord& record = unit.record;
+  record.Address = {static_cast<std::uint16_t>(entry.Port), static_cast<std::uint16_t>(entry.Bus),
+                    static_cast<std::uint16_t>(entry.TargetId),
+                    static_cast<std::uint16_t>(entry.Lun)};
+  record.Type = MapScsiDeviceType(entry.PeripheralType);
+  std::memcpy(record.Description, entry.Identifier, sizeof record.Description);
+}
+
+void AddAnswers(AttachedUnit& unit) {
+  DeviceRecord& record = unit.record;
+  if (unit.inquiry_data) {
+    std::string data = *unit.inquiry_data;
+    data.resize(std::max<std::size_t>(data.size(), kInquiryLength));
+    std::memset(record.Description, 0, sizeof record.Description);
+    CopyInquiryText(reinterpret_cast<const std::uint8_t*>(data.data()), record.Description);
+  }
+  if (unit.serial_number_page) {
+    CopyBytes(*unit.serial_number_page, kSerialNumberOffset, record.SerialNumber,
+              sizeof record.SerialNumber);
+  }
+  if (unit.world_wide_id) {
+    CopyBytes(*unit.world_wide_id, 0, record.WorldWideID, sizeof record.WorldWideID);
+  }
+}
+
+}  // namespace
+
+ScsiAddress AttachedUnit::Address() const {
+  const DeviceAddress& at = record.Address;
+  return {at.Board, at.Bus, at.ScsiId, at.Lun};
+}
+
+std::vector<AttachedUnit> AskAttachedUnits() {
+  HardwareSource& hardware = *CurrentHardware();
+  std::vector<AttachedUnit> units(static_cast<std::size_t>(CountScsiMapEntries()));
+  std::vector<ScsiAddress> addresses;
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    FillRecord(ScsiMap.Entries[i], units[i]);
+    addresses.push_back(units[i].Address());
+  }
+  if (ScsiMap.LeftOut != 0) {
+    std::cerr << "devprep: note: " << Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit")
+              << " beyond the first " << kMaxScsiMapEntries << " left out\n";
+  }
+  hardware.Announce(addresses);
+  const auto branch = hardware.Branch();
+  for (AttachedUnit& unit : units) {
+    const ScsiAddress at = unit.Address();
+    unit.inquiry_data = hardware.StandardInquiry(at);
+    unit.serial_number_page = hardware.VitalProductData(at, kUnitSerialNumberPage);
+    unit.world_wide_id = hardware.WorldWideId(at);
+    unit.condition = hardware.Condition(at);
+    AddAnswers(unit);
+    const auto port = FindPort(branch, at.port);
+    const RegistryValue* driver = port == nullptr ? nullptr : port->FindValue(kDriverValue);
+    if (driver != nullptr) unit.driver = CleanText(driver->data.data(), driver->data.size());
+  }
+  return units;
+}
+
+}  // namespace devprep::tool

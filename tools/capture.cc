@@ -1,0 +1,69 @@
+// devprep capture: writes the machine as it is now to a file that replays it.
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "attached.h"
+#include "commands.h"
+#include "output.h"
+#include "platform/posix/capture_source.h"
+#include "platform/posix/hardware.h"
+#include "platform/posix/hardware_map.h"
+#include "platform/posix/registry_file.h"
+#include "platform/posix/registry_text.h"
+#include "platform/registry.h"
+#include "redaction.h"
+
+namespace devprep::tool {
+namespace {
+
+void CopyKey(const RegistryKey& from, RegistryKey& to) {
+  for (const RegistryValue& value : from.Values()) to.SetValue(value.name, value.type, value.data);
+  for (const auto& child : from.Children()) CopyKey(*child, *to.FindOrAddChild(child->Name()));
+}
+
+void SetAnswer(RegistryKey& unit, const char* name, const std::optional<std::string>& answer) {
+  if (answer) unit.SetValue(name, REG_BINARY, *answer);
+}
+
+void Capture(const Options& options, const std::string& file_name, bool redact) {
+  RegistryKey root("");
+  std::size_t count = 0;
+  InSession(options, Needs::kHardware, [&] {
+    const std::vector<AttachedUnit> units = AskAttachedUnits();
+    count = units.size();
+    const auto hardware = root.FindOrAddChild(kLocalMachineName)->FindOrAddChild(kHardwareKey);
+    const auto branch = CurrentHardware()->Branch();
+    const auto map = branch == nullptr ? nullptr : FindPath(branch, kDeviceMapPath);
+    // A capture that is captured keeps what the device map does not list.
+    CopyKey(*MakeHardwareBranch(), *hardware);
+    if (map != nullptr) CopyKey(*map, *FindPath(hardware, kDeviceMapPath));
+    for (const AttachedUnit& unit : units) {
+      const auto key = FindUnit(hardware, unit.Address());
+      SetAnswer(*key, kInquiryDataValue, unit.inquiry_data);
+      SetAnswer(*key, kSerialNumberPageValue, unit.serial_number_page);
+      SetAnswer(*key, kWorldWideIdValue, unit.world_wide_id);
+    }
+    if (redact) Redact(*hardware);
+  });
+  if (const std::string problem = ReplaceFile(file_name, WriteRegistryText(root));
+      !problem.empty()) {
+    throw Failure(problem);
+  }
+  std::cout << Count(count, "unit") << " captured in " << file_name
+            << (redact ? ", serial numbers and World Wide IDs replaced" : "") << ".\n";
+}
+
+}  // namespace
+
+void AddCaptureCommand(CLI::App& app, const Options& options) {
+  CLI::App* command =
+      app.add_subcommand("capture", "Write the attached machine to a file that --hardware replays");
+  const auto file_name = std::make_shared<std::string>();
+  const auto redact = std::make_shared<bool>(false);
+  command->add_option("file", *file_name, "File to write")->required()->option_text("FILE");
+  command->add_flag("--redact", *redact, "Replace serial numbers and World Wide IDs, consistently");
+  command->callback([&options, file_name, redact] { Capture(options, *file_name, *redact); });
+}
+
+}  // namespace devprep::tool

@@ -1,0 +1,155 @@
+#include "redaction.h"
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/posix/capture_source.h"
+#include "platform/posix/hardware_map.h"
+#include "platform/raw_scsi.h"
+#include "records/device_record.h"
+#include "session.h"
+
+namespace devprep::tool {
+namespace {
+
+constexpr std::size_t kPageHeaderSize = 4;
+constexpr std::size_t kVendorSpecificOffset = 36;  // in standard inquiry data, after the revision
+constexpr std::size_t kTellingSize = 4;
+constexpr char kFiller = 'X';
+constexpr std::string_view kPadding{" \0", 2};
+
+// The value in letters and digits, filled up from the left. Nothing when it takes more places.
+std::string Numbered(std::size_t number, std::size_t size) {
+  static constexpr std::string_view kDigits = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+  std::string text;
+  for (; number != 0; number /= kDigits.size()) text.insert(0, 1, kDigits[number % kDigits.size()]);
+  if (text.size() > size) throw Failure("there are too many short serial numbers to replace");
+  // A filler is no number's first digit, or two numbers could meet.
+  text.insert(0, size - text.size(), text.empty() || text.front() != kFiller ? kFiller : '0');
+  return text;
+}
+
+// What stands for each text, and for each piece of one that a unit's other values repeat.
+class Replacements {
+ public:
+  // Both ends' padding stays.
+  std::string Of(const std::string& text) {
+    const std::size_t first = text.find_first_not_of(kPadding);
+    if (first == std::string::npos) return text;
+    const std::size_t size = text.find_last_not_of(kPadding) + 1 - first;
+    const std::string core = text.substr(first, size);
+    auto at = known_.find(core);
+    if (at == known_.end()) {
+      at = known_.emplace(core, Numbered(++counts_[size], size)).first;
+    }
+    std::string replaced = text;
+    return replaced.replace(first, size, at->second);
+  }
+
+ private:
+  std::map<std::string, std::string> known_;
+  std::map<std::size_t, std::size_t> counts_;  // by length
+};
+
+const std::string* ValueOf(const RegistryKey& key, const char* name) {
+  const RegistryValue* value = key.FindValue(name);
+  return value == nullptr ? nullptr : &value->data;
+}
+
+void Write(RegistryKey& key, const char* name, const std::string& data) {
+  const std::uint32_t type = key.FindValue(name)->type;
+  key.SetValue(name, type, data);
+}
+
+// Puts the replacement wherever the original stands in a text. A short one may stand there by
+// chance.
+void ReplaceAll(std::string& text, const std::string& original, const std::string& replacement) {
+  if (original.size() < kTellingSize) return;
+  for (std::size_t at = text.find(original); at != std::string::npos;
+       at = text.find(original, at + replacement.size())) {
+    text.replace(at, original.size(), replacement);
+  }
+}
+
+std::string Core(const std::string& text) {
+  const std::size_t first = text.find_first_not_of(kPadding);
+  if (first == std::string::npos) return {};
+  return text.substr(first, text.find_last_not_of(kPadding) + 1 - first);
+}
+
+class Redactor {
+ public:
+  void Walk(RegistryKey& key) {
+    Unit(key);
+    for (const auto& child : key.Children()) Walk(*child);
+  }
+
+ private:
+  void Unit(RegistryKey& key) {
+    std::string serial;
+    std::string replaced;
+    if (const std::string* page = ValueOf(key, kSerialNumberPageValue);
+        page != nullptr && page->size() > kPageHeaderSize) {
+      serial = page->substr(kPageHeaderSize);
+      // Devices are told apart by the beginning alone, and stay alike where that is alike.
+      const std::size_t told = std::min(serial.size(), kSerialNumberSize);
+      replaced = serials_.Of(serial.substr(0, told)) + serials_.Of(serial.substr(told));
+      Write(key, kSerialNumberPageValue, page->substr(0, kPageHeaderSize) + replaced);
+    }
+    if (const std::string* id = ValueOf(key, kWorldWideIdValue)) {
+      Write(key, kWorldWideIdValue, WorldWideId(*id));
+    }
+    if (const std::string* inquiry = ValueOf(key, kInquiryDataValue)) {
+      Write(key, kInquiryDataValue, InquiryData(*inquiry, Core(serial), Core(replaced)));
+    }
+    if (const std::string* text = ValueOf(key, kIdentifierValue);
+        text != nullptr && !serial.empty()) {
+      std::string identifier = *text;
+      ReplaceAll(identifier, Core(serial), Core(replaced));
+      Write(key, kIdentifierValue, identifier);
+    }
+  }
+
+  // The first half byte, which says how the rest is made up, stays.
+  std::string WorldWideId(const std::string& id) {
+    if (id.find_first_not_of('\0') == std::string::npos) return id;
+    const auto [at, added] = ids_.emplace(id, ids_.size() + 1);
+    std::string replaced(id.size(), '\0');
+    replaced.front() = static_cast<char>(id.front() & 0xF0);
+    std::size_t number = at->second;
+    for (auto byte = replaced.rbegin(); byte + 1 != replaced.rend(); ++byte, number >>= 8U) {
+      *byte = static_cast<char>(number & 0xFFU);
+    }
+    return replaced;
+  }
+
+  static std::string InquiryData(std::string data, const std::string& serial,
+                                 const std::string& replaced) {
+    if (data.size() > kInquiryLength) {
+      std::fill(data.begin() + kInquiryLength, data.end(), '\0');
+    }
+    if (serial.empty()) return data;
+    ReplaceAll(data, serial, replaced);
+    // Drives begin their vendor-specific bytes with their serial number, or a piece of it.
+    if (data.size() > kVendorSpecificOffset) {
+      const std::string piece = Core(data.substr(kVendorSpecificOffset));
+      const std::size_t at = serial.find(piece);
+      if (piece.size() > 1 && at != std::string::npos) {
+        data.replace(data.find(piece, kVendorSpecificOffset), piece.size(), replaced, at,
+                     piece.size());
+      }
+    }
+    return data;
+  }
+
+  Replacements serials_;
+  std::map<std::string, std::size_t> ids_;
+};
+
+}  // namespace
+
+void Redact(RegistryKey& key) { Redactor().Walk(key); }
+
+}  // namespace devprep::tool

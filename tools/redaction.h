@@ -1,0 +1,18 @@
+// Takes from a capture what tells one machine's devices from those of another.
+#ifndef DEVPREP_TOOLS_REDACTION_H_
+#define DEVPREP_TOOLS_REDACTION_H_
+
+#include "platform/posix/registry_key.h"
+
+namespace devprep::tool {
+
+// Replaces serial numbers and World Wide IDs in a key and all below it, wherever a unit's texts
+// repeat them too. Equal ones stay equal, different ones different, all keep their length, their
+// blanks and zeros at either end, and their emptiness. Vendor-specific inquiry data that nobody
+// reads becomes zeros. Throws Failure when there are more serial numbers of some length than there
+// are replacements.
+void Redact(RegistryKey& key);
+
+}  // namespace devprep::tool
+
+#endif  // DEVPREP_TOOLS_REDACTION_H_
