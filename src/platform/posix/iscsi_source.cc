@@ -178,7 +178,8 @@ class Session {
   void Service(short events) {
     if (broken_ || iscsi_service(context_, events) >= 0) return;
     broken_ = true;
-    GiveUp(ErrorText());
+    // What the library says then is that it does not connect again, as it was told.
+    GiveUp("the connection was closed");
   }
 
   // The library's last error in one line.

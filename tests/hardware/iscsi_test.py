@@ -1,0 +1,172 @@
+#!/usr/bin/env python3
+"""The tool on iSCSI tape libraries that this test sets up itself.
+
+usage: iscsi_test.py DEVPREP
+"""
+import json
+import os
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+from tape_library import PREFIX, TapeLibrary, free_port
+
+DEVPREP = None
+# Of the serial number page the first 32 of 36 bytes count, and tgt fills it from the right.
+UNCOUNTED = "9999"
+
+
+class Run:
+    def __init__(self, *arguments, hardware, registry, timeout=None, **environment):
+        command = [DEVPREP, "--registry", registry, "--hardware", hardware]
+        if timeout:
+            command += ["--timeout", str(timeout)]
+        start = time.monotonic()
+        done = subprocess.run(command + list(arguments), capture_output=True, text=True,
+                              env=dict(os.environ, **environment), timeout=60)
+        self.seconds = time.monotonic() - start
+        self.status, self.out, self.err = done.returncode, done.stdout, done.stderr
+
+    @property
+    def json(self):
+        return json.loads(self.out)
+
+
+class IscsiTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="devprep-iscsi-")
+        self.addCleanup(self.folder.cleanup)
+        self.registry = self.path("registry.reg")
+        self.library = TapeLibrary()
+        self.addCleanup(self.library.close)
+
+    def path(self, name):
+        return os.path.join(self.folder.name, name)
+
+    def run_tool(self, *arguments, hardware=None, registry=None, **environment):
+        return Run(*arguments, hardware=hardware or self.library.url,
+                   registry=registry or self.registry, **environment)
+
+    def add_two_libraries(self):
+        # The second is made first: the order of names counts.
+        self.library.add_target("small")
+        self.library.add_drive("small", 5, "SMALL001" + UNCOUNTED)
+        self.library.add_target("big")
+        self.library.add_drive("big", 1, "BIG00001" + UNCOUNTED)
+        self.library.add_drive("big", 2, "BIG00002" + UNCOUNTED, product="STREAMER-10")
+        self.library.add_changer("big", 3, "BIGROBOT" + UNCOUNTED)
+
+    def test_every_unit_of_every_target_is_found(self):
+        self.add_two_libraries()
+        run = self.run_tool("hardware", "--json")
+        self.assertEqual((run.status, run.err), (0, ""))
+        found = [(unit["address"], unit["type_name"], unit["description"], unit["serial_number"],
+                  unit["world_wide_id"], unit["driver"]) for unit in run.json["units"]
+                 if unit["type_name"] != "processor"]
+        self.assertEqual(found, [
+            ("0:0:0:1", "tape drive", "ACME    STREAMER-9      A1B1", "BIG00001",
+             "3000000200000001", "iscsi"),
+            ("0:0:0:2", "tape drive", "ACME    STREAMER-10     A1B1", "BIG00002",
+             "3000000200000002", "iscsi"),
+            ("0:0:0:3", "changer", "ACME    ROBOT-40        R100", "BIGROBOT",
+             "3000000200000003", "iscsi"),
+            ("0:0:1:5", "tape drive", "ACME    STREAMER-9      A1B1", "SMALL001",
+             "3000000100000005", "iscsi")])
+        self.assertEqual(run.json["warnings"], [])
+        one = self.run_tool("hardware", "--json", hardware=f"{self.library.url}/{PREFIX}small")
+        self.assertEqual([unit["address"] for unit in one.json["units"]], ["0:0:0:0", "0:0:0:5"])
+
+    def test_a_capture_replays_the_machine(self):
+        self.add_two_libraries()
+        capture = self.path("machine.reg")
+        self.assertEqual(self.run_tool("capture", capture).status, 0)
+        self.assertEqual(self.run_tool("configure").status, 0)
+        replayed = self.path("replayed.reg")
+        self.assertEqual(
+            self.run_tool("configure", hardware=capture, registry=replayed).status, 0)
+        with open(self.registry) as live, open(replayed) as replay:
+            self.assertEqual(live.read(), replay.read())
+        self.assertEqual(self.run_tool("devices", "--json").out,
+                         self.run_tool("devices", "--json", hardware=capture).out)
+
+        redacted = self.path("redacted.reg")
+        self.assertEqual(self.run_tool("capture", "--redact", redacted).status, 0)
+        with open(redacted) as text, open(capture) as open_text:
+            bytes_of = lambda serial: ",".join(f"{ord(c):02x}" for c in serial)
+            original, hidden = open_text.read(), text.read()
+            self.assertEqual(len(original), len(hidden))
+            for serial in ("BIG00001", "BIGROBOT", "SMALL001"):
+                self.assertIn(bytes_of(serial), original.replace("\\\n  ", ""))
+                self.assertNotIn(bytes_of(serial), hidden.replace("\\\n  ", ""))
+        units = self.run_tool("hardware", "--json", hardware=redacted).json
+        self.assertEqual(units["warnings"], [])
+        probed = [unit for unit in units["units"] if unit["type_name"] != "processor"]
+        self.assertEqual(len({unit["serial_number"] for unit in probed}), 4)
+        self.assertEqual(len({unit["world_wide_id"] for unit in probed}), 4)
+
+    def test_a_unit_that_is_taken_away_is_gone(self):
+        self.add_two_libraries()
+        self.assertEqual(self.run_tool("configure").status, 0)
+        self.library.remove_unit("big", 2)
+        run = self.run_tool("configure", "--json")
+        self.assertEqual(run.status, 0, run.err)
+        became = {device["description"][8:19].strip() + " " + str(device["old_address"]):
+                  device["became"] for device in run.json["devices"]
+                  if device["type_name"] != "processor"}
+        self.assertEqual(became, {"STREAMER-9 0:0:0:1": "kept", "STREAMER-10 0:0:0:2": "gone",
+                                  "ROBOT-40 0:0:0:3": "moved", "STREAMER-9 0:0:1:5": "moved"})
+
+    def assert_fails(self, run, *texts):
+        self.assertEqual(run.status, 1, run.out)
+        self.assertEqual(len(run.err.splitlines()), 1, run.err)
+        for text in texts:
+            self.assertIn(text, run.err)
+        self.assertFalse(os.path.exists(self.registry), "the configuration was touched")
+
+    def test_a_login_is_taken_from_the_environment_or_a_file(self):
+        self.add_two_libraries()
+        self.library.demand_login("big", "operator", "correct-horse")
+        refused = f"target {PREFIX}big refused the login"
+        self.assert_fails(self.run_tool("configure"), refused)
+        self.assert_fails(self.run_tool("configure", DEVPREP_ISCSI_USER="operator",
+                                        DEVPREP_ISCSI_PASSWORD="wrong-horse-12"), refused)
+        right = self.run_tool("hardware", "--json", DEVPREP_ISCSI_USER="operator",
+                              DEVPREP_ISCSI_PASSWORD="correct-horse",
+                              hardware=f"{self.library.url}/{PREFIX}big")
+        self.assertEqual(len(right.json["units"]), 4, right.err)
+        credentials = self.path("credentials")
+        with open(credentials, "w") as file:
+            file.write("operator\ncorrect-horse\n")
+        by_file = self.run_tool("hardware", "--json", DEVPREP_ISCSI_CREDENTIALS=credentials,
+                                hardware=f"{self.library.url}/{PREFIX}big")
+        self.assertEqual(len(by_file.json["units"]), 4, by_file.err)
+        self.assert_fails(self.run_tool("configure", DEVPREP_ISCSI_CREDENTIALS="/nonexistent"),
+                          "/nonexistent: No such file or directory")
+
+    def test_what_cannot_be_had_leaves_the_configuration_alone(self):
+        # tgt ends the connection when it has no target at all.
+        self.assert_fails(self.run_tool("configure"), "refused the login: the connection was closed")
+        self.add_two_libraries()
+        self.assert_fails(self.run_tool("configure", hardware=f"iscsi://127.0.0.1:{free_port()}"),
+                          "cannot be reached", "Connection refused")
+        self.assert_fails(self.run_tool("configure", hardware=f"{self.library.url}/nobody"),
+                          "target nobody refused the login")
+        self.assert_fails(self.run_tool("configure", hardware="iscsi://"), "not of the form")
+
+    def test_a_portal_that_says_nothing_takes_the_time_limit(self):
+        self.add_two_libraries()
+        os.kill(self.library.daemon.pid, signal.SIGSTOP)
+        try:
+            run = self.run_tool("configure", timeout=1)
+        finally:
+            os.kill(self.library.daemon.pid, signal.SIGCONT)
+        self.assert_fails(run, "no answer in time")
+        self.assertLess(run.seconds, 1.5)
+
+
+if __name__ == "__main__":
+    DEVPREP = sys.argv.pop(1)
+    unittest.main(verbosity=2)

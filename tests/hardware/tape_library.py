@@ -1,0 +1,94 @@
+"""A tape library in user space: tgt's targets with a changer and drives on a free loopback port."""
+import os
+import shutil
+import socket
+import subprocess
+import tempfile
+import time
+
+PREFIX = "iqn.2020-01.example.devprep:"
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+class TapeLibrary:
+    """One tgtd of our own. Targets are made by name; close() ends it and removes its files."""
+
+    def __init__(self):
+        self.folder = tempfile.mkdtemp(prefix="devprep-tgt-")
+        self.port = free_port()
+        self.control = str(free_port() % 0x7FFF)  # one that no other tgtd is likely to have
+        self.environment = dict(os.environ, TGT_IPC_SOCKET=self.folder + "/ipc")
+        self.targets = {}
+        self.log = open(self.folder + "/tgtd.log", "wb")
+        self.daemon = subprocess.Popen(
+            ["tgtd", "-f", "-C", self.control, "--iscsi", f"portal=127.0.0.1:{self.port}"],
+            env=self.environment, stdin=subprocess.DEVNULL, stdout=self.log, stderr=self.log)
+        for _ in range(200):
+            if self.try_admin("--mode", "sys", "--op", "show") == 0:
+                return
+            if self.daemon.poll() is not None:
+                break
+            time.sleep(0.05)
+        self.close()
+        raise RuntimeError("tgtd does not start")
+
+    def close(self):
+        self.daemon.kill()
+        self.daemon.wait()
+        self.log.close()
+        shutil.rmtree(self.folder)
+
+    @property
+    def url(self):
+        return f"iscsi://127.0.0.1:{self.port}"
+
+    def command(self, *arguments):
+        return ["tgtadm", "-C", self.control, "--lld", "iscsi", *arguments]
+
+    def try_admin(self, *arguments):
+        return subprocess.run(self.command(*arguments), env=self.environment,
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode
+
+    def admin(self, *arguments):
+        subprocess.run(self.command(*arguments), env=self.environment, check=True,
+                       stdout=subprocess.DEVNULL)
+
+    def add_target(self, name):
+        number = self.targets[name] = str(len(self.targets) + 1)
+        self.admin("--mode", "target", "--op", "new", "--tid", number,
+                   "--targetname", PREFIX + name)
+        self.admin("--mode", "target", "--op", "bind", "--tid", number, "-I", "ALL")
+
+    def unit(self, target, lun, operation, *arguments):
+        self.admin("--mode", "logicalunit", "--tid", self.targets[target], "--lun", str(lun),
+                   "--op", operation, *arguments)
+
+    def add_drive(self, target, lun, serial, product="STREAMER-9"):
+        tape = f"{self.folder}/tape-{target}-{lun}"
+        subprocess.run(["tgtimg", "--op", "new", "--device-type", "tape", "--barcode", "TAPE",
+                        "--size", "8", "--type", "data", "--thin-provisioning", "--file", tape],
+                       check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.unit(target, lun, "new", "--backing-store", tape, "--device-type", "tape")
+        self.unit(target, lun, "update", "--params",
+                  f"vendor_id=ACME,product_id={product},product_rev=A1B1,scsi_sn={serial}")
+
+    def add_changer(self, target, lun, serial):
+        backing = f"{self.folder}/changer-{target}-{lun}"
+        with open(backing, "wb") as file:
+            file.truncate(1024)
+        self.unit(target, lun, "new", "--backing-store", backing, "--device-type", "changer")
+        self.unit(target, lun, "update", "--params",
+                  f"vendor_id=ACME,product_id=ROBOT-40,product_rev=R100,scsi_sn={serial}")
+
+    def remove_unit(self, target, lun):
+        self.unit(target, lun, "delete")
+
+    def demand_login(self, target, user, password):
+        self.admin("--mode", "account", "--op", "new", "--user", user, "--password", password)
+        self.admin("--mode", "account", "--op", "bind", "--tid", self.targets[target],
+                   "--user", user)
