@@ -20,7 +20,7 @@ REPORT = """
 export DEVPREP_REGISTRY=/out/registry.reg
 devprep hardware --json >hardware.json
 devprep capture capture.reg
-lsscsi -g >lsscsi
+lsscsi >lsscsi
 for g in /sys/class/scsi_generic/sg*; do
   n=${g##*/}
   echo "== $(basename $(readlink -f $g/device))"
@@ -47,27 +47,24 @@ class KernelTest(unittest.TestCase):
         self.addCleanup(library.close)
         library.add_target("library")
         library.add_drive("library", 1, "DRIVE001" + UNCOUNTED)
-        library.add_drive("library", 2, "DRIVE002" + UNCOUNTED)
+        # Of two drives of one name, the address would count before the serial number.
+        library.add_drive("library", 2, "DRIVE002" + UNCOUNTED, product="STREAMER-10")
         library.add_changer("library", 3, "ROBOT001" + UNCOUNTED)
         return library
 
     def test_live_is_what_lsscsi_and_sg_inq_report(self):
         script = """
-        SDOPTS="inq_vendor=ACME inq_product=DEBUGGED inq_rev=0042"
-        modprobe scsi_debug ptype=1 lbpu=0 max_luns=2 $SDOPTS
+        modprobe scsi_debug ptype=1 lbpu=0 max_luns=2
         sleep 1
         """ + REPORT
         out = kernel_with(self.tape_library(), [(1, 1), (2, 2), (3, 3)], script)
         units = json.loads(out["hardware.json"])["units"]
         self.assertEqual(len(units), 5, out["output"])
         types = {"tape drive": "tape", "changer": "(8)"}
-        hosts = sorted({int(line[1:].split(":")[0]) for line in out["lsscsi"].splitlines()})
         listed = set()
         for line in out["lsscsi"].splitlines():
-            address, kind, vendor, product, revision, _ = line.split("\t") \
-                if "\t" in line else line.split(None, 5)
-            listed.add((address.strip("[] "), kind.strip(), vendor.strip(), product.strip(),
-                        revision.strip()))
+            address, *texts = (column.strip() for column in line.split("\t")[:5])
+            listed.add((address.strip("[]"), *texts))
         # A host without units is a port, too: the port's number is the place among all hosts.
         ours = set()
         for unit in units:
@@ -92,7 +89,6 @@ class KernelTest(unittest.TestCase):
             self.assertIn(unit["world_wide_id"], naa, text)
         self.assertEqual({unit["driver"] for unit in units}, {"virtio_scsi", "scsi_debug"})
         self.assertTrue(all(unit["time_to_answer_us"] > 0 for unit in units))
-        self.assertTrue(hosts)
 
     def test_a_recabling_is_followed(self):
         library = self.tape_library()
@@ -103,10 +99,11 @@ class KernelTest(unittest.TestCase):
         second = kernel_with(library, [(1, 6), (2, 1), (3, 4)], script)
         self.assertEqual(second["status"].strip(), "0", second["output"])
         devices = json.loads(second["configure.json"])["devices"]
-        moves = {(device["old_address"].split(":")[2], device["new_address"].split(":")[2],
-                  device["recognised_by"]) for device in devices}
-        self.assertEqual(moves, {("1", "6", "serial number"), ("2", "1", "serial number"),
-                                 ("3", "4", "serial number")})
+        moves = {(device["old_address"], device["new_address"], device["recognised_by"])
+                 for device in devices}
+        self.assertEqual(moves, {("0:0:1:0", "0:0:6:0", "serial number"),
+                                 ("0:0:2:0", "0:0:1:0", "serial number"),
+                                 ("0:0:3:0", "0:0:4:0", "serial number")}, first["output"])
         self.assertEqual(len(json.loads(second["devices.json"])["devices"]), 3)
 
     def test_dead_devices_and_closed_nodes_are_named(self):
