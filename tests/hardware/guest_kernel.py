@@ -29,21 +29,26 @@ poweroff -f
 
 
 def unpack_kernel(cache):
-    """The folder of an unpacked kernel package, fetched at the first use."""
-    root = os.path.join(cache, "root")
-    if not os.path.isdir(os.path.join(root, "lib/modules")):
+    """The folder of an unpacked kernel package and its version, fetched at the first use."""
+    root = os.path.join(os.path.abspath(cache), "root")
+    if not os.path.isdir(root):
         os.makedirs(cache, exist_ok=True)
-        depends = subprocess.run(["apt-cache", "depends", "linux-image-amd64"], check=True,
-                                 capture_output=True, text=True).stdout
-        package = re.search(r"Depends: (linux-image-\S+)", depends).group(1)
-        subprocess.run(["apt-get", "-qq", "download", package], cwd=cache, check=True)
-        (archive,) = [name for name in os.listdir(cache) if name.startswith(package + "_")]
-        subprocess.run(["dpkg", "-x", archive, root], cwd=cache, check=True)
-        os.remove(os.path.join(cache, archive))
+        with tempfile.TemporaryDirectory(dir=cache) as folder:
+            fetch_kernel(folder)
+            os.rename(os.path.join(folder, "root"), root)
     (version,) = os.listdir(os.path.join(root, "lib/modules"))
-    if not os.path.exists(os.path.join(root, "lib/modules", version, "modules.dep")):
-        subprocess.run(["busybox", "depmod", "-b", root, version], check=True)
     return root, version
+
+
+def fetch_kernel(folder):
+    depends = subprocess.run(["apt-cache", "depends", "linux-image-amd64"], check=True,
+                             capture_output=True, text=True).stdout
+    package = re.search(r"Depends: (linux-image-\S+)", depends).group(1)
+    subprocess.run(["apt-get", "-qq", "download", package], cwd=folder, check=True)
+    (archive,) = os.listdir(folder)
+    subprocess.run(["dpkg", "-x", archive, "root"], cwd=folder, check=True)
+    (version,) = os.listdir(os.path.join(folder, "root/lib/modules"))
+    subprocess.run(["busybox", "depmod", "-b", os.path.join(folder, "root"), version], check=True)
 
 
 def shared_libraries(program):
