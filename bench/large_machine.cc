@@ -6,10 +6,10 @@
 #include <memory>
 #include <string_view>
 
-#include "platform/posix/capture_source.h"
+#include "platform/hardware_map.h"
 #include "platform/posix/registry_api.h"
-#include "platform/posix/registry_text.h"
 #include "platform/registry.h"
+#include "platform/registry_text.h"
 #include "raid/address_list.h"
 #include "raid/raid_records.h"
 #include "records/device_record.h"

@@ -7,8 +7,7 @@
 #include "discovery/scsi_map.h"
 #include "discovery/scsi_probe.h"
 #include "output.h"
-#include "platform/posix/hardware.h"
-#include "platform/posix/hardware_map.h"
+#include "platform/hardware_map.h"
 #include "platform/raw_scsi.h"
 
 namespace devprep::tool {
@@ -33,18 +32,18 @@ void FillRecord(const ScsiMapEntry& entry, AttachedUnit& unit) {
 
 void AddAnswers(AttachedUnit& unit) {
   DeviceRecord& record = unit.record;
-  if (unit.inquiry_data) {
-    std::string data = *unit.inquiry_data;
+  if (unit.answers.inquiry_data) {
+    std::string data = *unit.answers.inquiry_data;
     data.resize(std::max<std::size_t>(data.size(), kInquiryLength));
     std::memset(record.Description, 0, sizeof record.Description);
     CopyInquiryText(reinterpret_cast<const std::uint8_t*>(data.data()), record.Description);
   }
-  if (unit.serial_number_page) {
-    CopyBytes(*unit.serial_number_page, kSerialNumberOffset, record.SerialNumber,
+  if (unit.answers.serial_number_page) {
+    CopyBytes(*unit.answers.serial_number_page, kSerialNumberOffset, record.SerialNumber,
               sizeof record.SerialNumber);
   }
-  if (unit.world_wide_id) {
-    CopyBytes(*unit.world_wide_id, 0, record.WorldWideID, sizeof record.WorldWideID);
+  if (unit.answers.world_wide_id) {
+    CopyBytes(*unit.answers.world_wide_id, 0, record.WorldWideID, sizeof record.WorldWideID);
   }
 }
 
@@ -56,7 +55,6 @@ ScsiAddress AttachedUnit::Address() const {
 }
 
 std::vector<AttachedUnit> AskAttachedUnits() {
-  HardwareSource& hardware = *CurrentHardware();
   std::vector<AttachedUnit> units(static_cast<std::size_t>(CountScsiMapEntries()));
   std::vector<ScsiAddress> addresses;
   for (std::size_t i = 0; i < units.size(); ++i) {
@@ -67,16 +65,12 @@ std::vector<AttachedUnit> AskAttachedUnits() {
     std::cerr << "devprep: note: " << Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit")
               << " beyond the first " << kMaxScsiMapEntries << " left out\n";
   }
-  hardware.Announce(addresses);
-  const auto branch = hardware.Branch();
+  AnnounceScsiRequests(addresses.data(), addresses.size());
+  const auto branch = HardwareBranch();
   for (AttachedUnit& unit : units) {
-    const ScsiAddress at = unit.Address();
-    unit.inquiry_data = hardware.StandardInquiry(at);
-    unit.serial_number_page = hardware.VitalProductData(at, kUnitSerialNumberPage);
-    unit.world_wide_id = hardware.WorldWideId(at);
-    unit.condition = hardware.Condition(at);
+    unit.answers = AskUnit(unit.Address());
     AddAnswers(unit);
-    const auto port = FindPort(branch, at.port);
+    const auto port = FindPort(branch, unit.record.Address.Board);
     const RegistryValue* driver = port == nullptr ? nullptr : port->FindValue(kDriverValue);
     if (driver != nullptr) unit.driver = CleanText(driver->data.data(), driver->data.size());
   }

@@ -6,12 +6,9 @@
 #include "attached.h"
 #include "commands.h"
 #include "output.h"
-#include "platform/posix/capture_source.h"
-#include "platform/posix/hardware.h"
-#include "platform/posix/hardware_map.h"
-#include "platform/posix/registry_file.h"
-#include "platform/posix/registry_text.h"
+#include "platform/hardware_map.h"
 #include "platform/registry.h"
+#include "platform/registry_text.h"
 #include "redaction.h"
 
 namespace devprep::tool {
@@ -33,23 +30,20 @@ void Capture(const Options& options, const std::string& file_name, bool redact) 
     const std::vector<AttachedUnit> units = AskAttachedUnits();
     count = units.size();
     const auto hardware = root.FindOrAddChild(kLocalMachineName)->FindOrAddChild(kHardwareKey);
-    const auto branch = CurrentHardware()->Branch();
+    const auto branch = HardwareBranch();
     const auto map = branch == nullptr ? nullptr : FindPath(branch, kDeviceMapPath);
     // A capture that is captured keeps what the device map does not list.
     CopyKey(*MakeHardwareBranch(), *hardware);
     if (map != nullptr) CopyKey(*map, *FindPath(hardware, kDeviceMapPath));
     for (const AttachedUnit& unit : units) {
       const auto key = FindUnit(hardware, unit.Address());
-      SetAnswer(*key, kInquiryDataValue, unit.inquiry_data);
-      SetAnswer(*key, kSerialNumberPageValue, unit.serial_number_page);
-      SetAnswer(*key, kWorldWideIdValue, unit.world_wide_id);
+      SetAnswer(*key, kInquiryDataValue, unit.answers.inquiry_data);
+      SetAnswer(*key, kSerialNumberPageValue, unit.answers.serial_number_page);
+      SetAnswer(*key, kWorldWideIdValue, unit.answers.world_wide_id);
     }
     if (redact) Redact(*hardware);
   });
-  if (const std::string problem = ReplaceFile(file_name, WriteRegistryText(root));
-      !problem.empty()) {
-    throw Failure(problem);
-  }
+  SaveFile(file_name, WriteRegistryText(root));
   std::cout << Count(count, "unit") << " captured in " << file_name
             << (redact ? ", serial numbers and World Wide IDs replaced" : "") << ".\n";
 }

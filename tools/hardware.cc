@@ -40,7 +40,7 @@ std::vector<Warning> DoubtfulIdentities(const std::vector<AttachedUnit>& units) 
     const DeviceRecord& record = unit.record;
     if (!IsProbedType(record.Type)) continue;
     const std::string address = AddressWord(record.Address);
-    if (unit.serial_number_page) {
+    if (unit.answers.serial_number_page) {
       if (HasSerialNumber(record)) {
         serial_numbers[{record.SerialNumber, record.SerialNumber + kSerialNumberSize}].push_back(
             address);
@@ -50,7 +50,7 @@ std::vector<Warning> DoubtfulIdentities(const std::vector<AttachedUnit>& units) 
                             "recognised by it"});
       }
     }
-    if (!unit.world_wide_id) continue;
+    if (!unit.answers.world_wide_id) continue;
     if (HasWorldWideId(record)) {
       world_wide_ids[WorldWideIdWord(record)].push_back(address);
     } else {
@@ -63,7 +63,7 @@ std::vector<Warning> DoubtfulIdentities(const std::vector<AttachedUnit>& units) 
 }
 
 std::string TimeText(const AttachedUnit& unit) {
-  const auto& time = unit.condition.time_to_answer;
+  const auto& time = unit.answers.time_to_answer;
   return time ? MillisecondsWord(*time) : "-";
 }
 
@@ -78,8 +78,8 @@ void PrintTable(const std::vector<AttachedUnit>& units) {
   for (const AttachedUnit& unit : units) {
     table.Add({AddressWord(unit.record.Address), TypeWord(unit.record.Type), DescriptionOf(unit),
                or_none(SerialWord(unit.record.SerialNumber)), or_none(WorldWideIdWord(unit.record)),
-               or_none(unit.driver), unit.inquiry_data ? TimeText(unit) : "no"},
-              unit.inquiry_data ? Colour::kPlain : Colour::kBad);
+               or_none(unit.driver), unit.answers.inquiry_data ? TimeText(unit) : "no"},
+              unit.answers.inquiry_data ? Colour::kPlain : Colour::kBad);
   }
   table.Print();
 }
@@ -101,7 +101,7 @@ void PrintAsTree(const std::vector<AttachedUnit>& units) {
       if (!serial.empty()) text.append("  serial number ").append(serial);
       const std::string id = WorldWideIdWord(unit->record);
       if (!id.empty()) text.append("  World Wide ID ").append(id);
-      if (!unit->inquiry_data) text.append("  (does not answer)");
+      if (!unit->answers.inquiry_data) text.append("  (does not answer)");
       lines.push_back({text, {}});
     }
     PrintTrees(lines);
@@ -113,7 +113,7 @@ Json UnitJson(const AttachedUnit& unit) {
   const auto text_or_null = [](bool present, const std::string& text) {
     return present ? Json(text) : Json(nullptr);
   };
-  const auto& time = unit.condition.time_to_answer;
+  const auto& time = unit.answers.time_to_answer;
   return {{"address", AddressWord(record.Address)},
           {"port", record.Address.Board},
           {"bus", record.Address.Bus},
@@ -122,13 +122,14 @@ Json UnitJson(const AttachedUnit& unit) {
           {"type", record.Type},
           {"type_name", TypeWord(record.Type)},
           {"description", DescriptionOf(unit)},
-          {"answers", unit.inquiry_data.has_value()},
-          {"serial_number",
-           text_or_null(unit.serial_number_page.has_value(), SerialWord(record.SerialNumber))},
-          {"world_wide_id", text_or_null(unit.world_wide_id.has_value(), WorldWideIdWord(record))},
+          {"answers", unit.answers.inquiry_data.has_value()},
+          {"serial_number", text_or_null(unit.answers.serial_number_page.has_value(),
+                                         SerialWord(record.SerialNumber))},
+          {"world_wide_id",
+           text_or_null(unit.answers.world_wide_id.has_value(), WorldWideIdWord(record))},
           {"driver", text_or_null(!unit.driver.empty(), unit.driver)},
           {"time_to_answer_us", time ? Json(time->count()) : Json(nullptr)},
-          {"problem", text_or_null(!unit.condition.problem.empty(), unit.condition.problem)}};
+          {"problem", text_or_null(!unit.answers.problem.empty(), unit.answers.problem)}};
 }
 
 std::string Joined(const std::vector<std::string>& texts) {

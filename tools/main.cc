@@ -5,7 +5,6 @@
 #include <iostream>
 
 #include "commands.h"
-#include "platform/posix/asked_source.h"
 #include "session.h"
 #include "tool_version.h"
 
@@ -36,11 +35,7 @@ int Run(int argc, char** argv) {
   app.add_option("--timeout", options.timeout,
                  "Time limit for each request to a device (DEVPREP_TIMEOUT; 10)")
       ->option_text("SECONDS")
-      ->check([](const std::string& text) {
-        return devprep::ParseTimeLimit(text)
-                   ? std::string()
-                   : "'" + text + "' is no number of seconds above 0, up to 600";
-      });
+      ->check(devprep::tool::CheckTimeLimit);
   app.set_version_flag("--version", DEVPREP_TOOL_VERSION);
   app.footer(kFooter);
   app.require_subcommand(1);

@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/posix/capture_source.h"
-#include "platform/posix/hardware_map.h"
+#include "platform/hardware_map.h"
 #include "platform/raw_scsi.h"
 #include "records/device_record.h"
 #include "session.h"

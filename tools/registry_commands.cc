@@ -6,10 +6,10 @@
 #include <string>
 
 #include "commands.h"
+#include "machine.h"
 #include "platform/posix/file_ops.h"
 #include "platform/posix/registry_api.h"
-#include "platform/posix/registry_file.h"
-#include "platform/posix/registry_text.h"
+#include "platform/registry_text.h"
 
 namespace devprep::tool {
 namespace {
@@ -61,10 +61,8 @@ void Import(const Options& options, const std::string& file_name) {
 }
 
 void Export(const Options& options, const std::string& file_name) {
-  std::string problem;
   InSession(options, Needs::kRegistry,
-            [&] { problem = ReplaceFile(file_name, WriteRegistryText(*RegistryRoot())); });
-  if (!problem.empty()) throw Failure(problem);
+            [&] { SaveFile(file_name, WriteRegistryText(*RegistryRoot())); });
   std::cout << "The registry was written to " << file_name << ".\n";
 }
 
@@ -77,15 +75,14 @@ void AddRegistryCommands(CLI::App& app, const Options& options) {
   CLI::App* show = registry->add_subcommand("show", "Print a key and all below it");
   show->add_option("key", *argument, "Key, such as SOFTWARE\\Tamberline (all)")->option_text("KEY");
   show->callback([&options, argument] { Show(options, *argument); });
-  CLI::App* import = registry->add_subcommand(
+  CLI::App* import_command = registry->add_subcommand(
       "import", "Add what a registry editor's file holds (REGEDIT4 or version 5.00)");
-  import->add_option("file", *argument, "File to read")->required()->option_text("FILE");
-  import->callback([&options, argument] { Import(options, *argument);
-});
-CLI::App* export_command =
-    registry->add_subcommand("export", "Write the whole registry to a file (REGEDIT4)");
-export_command->add_option("file", *argument, "File to write")->required()->option_text("FILE");
-export_command->callback([&options, argument] { Export(options, *argument); });
+  import_command->add_option("file", *argument, "File to read")->required()->option_text("FILE");
+  import_command->callback([&options, argument] { Import(options, *argument); });
+  CLI::App* export_command =
+      registry->add_subcommand("export", "Write the whole registry to a file (REGEDIT4)");
+  export_command->add_option("file", *argument, "File to write")->required()->option_text("FILE");
+  export_command->callback([&options, argument] { Export(options, *argument); });
 }  // namespace devprep::tool
 
 }  // namespace devprep::tool

@@ -39,6 +39,11 @@ void Choose(const char* variable, const std::string& value) {
 
 }  // namespace
 
+std::string CheckTimeLimit(const std::string& text) {
+  if (ParseTimeLimit(text)) return {};
+  return "'" + text + "' is no number of seconds above 0, up to 600";
+}
+
 void InSession(const Options& options, Needs needs, const std::function<void()>& work) {
   Choose(kRegistryVariable, options.registry);
   Choose(kHardwareVariable, options.hardware);

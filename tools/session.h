@@ -22,6 +22,9 @@ struct Options {
   std::string timeout;   // in seconds; empty: from the environment
 };
 
+// What is wrong with a time limit. Empty: nothing, or no time limit is taken here.
+std::string CheckTimeLimit(const std::string& text);
+
 // What a command needs of the machine before it starts.
 enum class Needs {
   kRegistry,          // to read the registry file as such

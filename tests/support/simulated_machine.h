@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/posix/hardware_map.h"
+#include "platform/hardware_map.h"
 #include "platform/posix/scsi_machine.h"
 
 namespace devprep {

@@ -1,10 +1,9 @@
 // Lives through machines with the library as it is handed out, and prints all answers and the
 // registry that is left. Where the library is the same, so is the print, whatever the platform.
-//   replay LIBRARY FOLDER WORLDS...   FOLDER: for files of its own; WORLDS: folders of worlds, each
-//   a
-// folder with a configuration.reg, or none, and machines to be attached one after the other
+//   replay LIBRARY FOLDER WORLDS...
+// FOLDER: for files of its own; WORLDS: folders of worlds, each a folder with a configuration.reg,
+// or none, and machines to be attached one after the other.
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,8 +18,12 @@
 
 #include "devprep/devprep.h"
 #include "platform/modules.h"
-#include "platform/posix/registry_text.h"
 #include "platform/registry.h"
+#include "platform/registry_text.h"
+
+#if defined(_WIN32)
+#include "platform/windows/registry_tree.h"
+#endif
 
 namespace {
 
@@ -71,37 +74,11 @@ void BringIn(const std::string& /*folder*/, const Tree& software, const Tree& ha
   Store(HKEY_LOCAL_MACHINE, hardware, REG_OPTION_VOLATILE);
 }
 
-void Load(HKEY key, const Tree& tree) {
-  std::array<char, 1024> name{};
-  std::vector<char> data(65536);
-  for (DWORD i = 0;; ++i) {
-    auto name_size = static_cast<DWORD>(name.size());
-    auto size = static_cast<DWORD>(data.size());
-    DWORD type = 0;
-    if (RegEnumValueA(key, i, name.data(), &name_size, nullptr, &type,
-                      reinterpret_cast<BYTE*>(data.data()), &size) != ERROR_SUCCESS) {
-      break;
-    }
-    tree->SetValue({name.data(), name_size}, type, {data.data(), size});
-  }
-  for (DWORD i = 0;; ++i) {
-    auto name_size = static_cast<DWORD>(name.size());
-    if (RegEnumKeyExA(key, i, name.data(), &name_size, nullptr, nullptr, nullptr, nullptr) !=
-        ERROR_SUCCESS) {
-      break;
-    }
-    HKEY child = nullptr;
-    RegOpenKeyExA(key, name.data(), 0, KEY_READ, &child);
-    Load(child, tree->FindOrAddChild({name.data(), name_size}));
-    RegCloseKey(child);
-  }
-}
-
 Tree TakeOut(const std::string& /*folder*/) {
   auto root = std::make_shared<RegistryKey>("");
   HKEY key = nullptr;
   if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kVendor.c_str(), 0, KEY_READ, &key) == ERROR_SUCCESS) {
-    Load(key, MakePath(root, kVendor));
+    devprep::ReadKeyTree(key, *MakePath(root, kVendor));
     RegCloseKey(key);
   }
   return root;

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "platform/posix/hardware_map.h"
+#include "platform/hardware_map.h"
 #include "platform/posix/problem.h"
 
 namespace devprep {

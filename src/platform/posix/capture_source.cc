@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "platform/posix/hardware_map.h"
-#include "platform/posix/registry_text.h"
+#include "platform/hardware_map.h"
 #include "platform/raw_scsi.h"
+#include "platform/registry_text.h"
 
 namespace devprep {
 namespace {

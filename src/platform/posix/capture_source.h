@@ -8,11 +8,6 @@
 
 namespace devprep {
 
-// Values of a "Logical Unit Id" key that hold a device's answers beside the device map's own.
-inline constexpr const char* kInquiryDataValue = "InquiryData";
-inline constexpr const char* kSerialNumberPageValue = "UnitSerialNumberPage";
-inline constexpr const char* kWorldWideIdValue = "WorldWideId";
-
 // The source for a capture's text (docs/formats.md). path: named in problems.
 OpenedSource OpenCapture(const std::string& path, const std::string& text);
 

@@ -10,8 +10,8 @@
 #include <span>
 #include <string>
 
-#include "platform/posix/registry_key.h"
 #include "platform/raw_scsi.h"
+#include "platform/registry_key.h"
 
 namespace devprep {
 

@@ -17,9 +17,9 @@
 #include <utility>
 #include <vector>
 
+#include "platform/hardware_map.h"
 #include "platform/posix/asked_source.h"
 #include "platform/posix/file_ops.h"
-#include "platform/posix/hardware_map.h"
 #include "platform/posix/problem.h"
 #include "platform/posix/scsi_machine.h"
 

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "platform/posix/registry_key.h"
+#include "platform/registry_key.h"
 
 namespace devprep {
 

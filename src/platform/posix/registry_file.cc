@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "platform/posix/problem.h"
-#include "platform/posix/registry_text.h"
 #include "platform/registry.h"
+#include "platform/registry_text.h"
 
 namespace devprep {
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "platform/posix/file_ops.h"
-#include "platform/posix/registry_key.h"
 #include "platform/posix/watched_file.h"
+#include "platform/registry_key.h"
 
 namespace devprep {
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/posix/registry_key.h"
 #include "platform/posix/scsi_pages.h"
 #include "platform/raw_scsi.h"
+#include "platform/registry_key.h"
 
 namespace devprep {
 

@@ -1,4 +1,4 @@
-#include "platform/posix/registry_key.h"
+#include "platform/registry_key.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,13 +1,13 @@
 // The registry editor's text format, as docs/formats.md describes it.
-#ifndef DEVPREP_PLATFORM_POSIX_REGISTRY_TEXT_H_
-#define DEVPREP_PLATFORM_POSIX_REGISTRY_TEXT_H_
+#ifndef DEVPREP_PLATFORM_REGISTRY_TEXT_H_
+#define DEVPREP_PLATFORM_REGISTRY_TEXT_H_
 
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "platform/posix/registry_key.h"
+#include "platform/registry_key.h"
 
 namespace devprep {
 
@@ -34,4 +34,4 @@ std::string WriteKeyText(std::string_view path, const RegistryKey& key);
 
 }  // namespace devprep
 
-#endif  // DEVPREP_PLATFORM_POSIX_REGISTRY_TEXT_H_
+#endif  // DEVPREP_PLATFORM_REGISTRY_TEXT_H_

@@ -1,6 +1,6 @@
 // A tree of registry keys and values in memory.
-#ifndef DEVPREP_PLATFORM_POSIX_REGISTRY_KEY_H_
-#define DEVPREP_PLATFORM_POSIX_REGISTRY_KEY_H_
+#ifndef DEVPREP_PLATFORM_REGISTRY_KEY_H_
+#define DEVPREP_PLATFORM_REGISTRY_KEY_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -69,4 +69,4 @@ std::shared_ptr<RegistryKey> FindPath(const std::shared_ptr<RegistryKey>& root,
 
 }  // namespace devprep
 
-#endif  // DEVPREP_PLATFORM_POSIX_REGISTRY_KEY_H_
+#endif  // DEVPREP_PLATFORM_REGISTRY_KEY_H_

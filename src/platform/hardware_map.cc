@@ -1,4 +1,4 @@
-#include "platform/posix/hardware_map.h"
+#include "platform/hardware_map.h"
 
 #include <algorithm>
 

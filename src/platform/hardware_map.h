@@ -1,14 +1,14 @@
 // The branch HARDWARE, as the operating system's device map has it: its keys and words.
-#ifndef DEVPREP_PLATFORM_POSIX_HARDWARE_MAP_H_
-#define DEVPREP_PLATFORM_POSIX_HARDWARE_MAP_H_
+#ifndef DEVPREP_PLATFORM_HARDWARE_MAP_H_
+#define DEVPREP_PLATFORM_HARDWARE_MAP_H_
 
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include "platform/posix/registry_key.h"
 #include "platform/raw_scsi.h"
+#include "platform/registry_key.h"
 
 namespace devprep {
 
@@ -16,6 +16,11 @@ inline constexpr const char* kHardwareKey = "HARDWARE";
 inline constexpr const char* kDeviceMapPath = "DEVICEMAP\\Scsi";  // below HARDWARE
 inline constexpr const char* kDriverValue = "Driver";             // of a port
 inline constexpr const char* kIdentifierValue = "Identifier";     // of a unit, with "Type"
+
+// Of a unit in a capture: the device's answers, beside what a device map holds.
+inline constexpr const char* kInquiryDataValue = "InquiryData";
+inline constexpr const char* kSerialNumberPageValue = "UnitSerialNumberPage";
+inline constexpr const char* kWorldWideIdValue = "WorldWideId";
 
 // Buses, target ids and units that the device map can list: 0 up to these, less one.
 inline constexpr std::uint64_t kBusLimit = 8;
@@ -48,4 +53,4 @@ std::shared_ptr<RegistryKey> FindUnit(const std::shared_ptr<RegistryKey>& branch
 
 }  // namespace devprep
 
-#endif  // DEVPREP_PLATFORM_POSIX_HARDWARE_MAP_H_
+#endif  // DEVPREP_PLATFORM_HARDWARE_MAP_H_

@@ -1,4 +1,4 @@
-#include "platform/posix/registry_text.h"
+#include "platform/registry_text.h"
 
 #include <algorithm>
 #include <array>

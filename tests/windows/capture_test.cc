@@ -1,0 +1,45 @@
+// The tool's capture of a Windows machine: what other platforms replay.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+
+#include "platform/hardware_map.h"
+#include "platform/registry_text.h"
+#include "support/world.h"
+
+namespace devprep {
+namespace {
+
+TEST(WindowsCapture, HoldsTheMapAndTheAnswers) {
+  World world;
+  Machine machine({{.target = 3, .serial = "SERIAL-1", .wwid = "\x50\x0A\x0B\x80\x01\x02\x03\x04"},
+                   {.target = 4, .type = kChanger, .identifier = "ACME    MUTE", .answers = false},
+                   {.port = 1, .bus = 1, .target = 127, .lun = 63, .type = kDisk}});
+  machine.Driver(0, "adapter").Driver(1, "other");
+  world.Attach(machine);
+  const std::string file = world.Folder() + "\\capture.reg";
+  ASSERT_EQ(std::system(("devprep.exe capture \"" + file + "\" >nul").c_str()), 0);
+
+  const auto root = std::make_shared<RegistryKey>("");
+  ASSERT_FALSE(ReadRegistryText(world.ReadFile("capture.reg"), *root));
+  for (const Key& key : machine.Keys()) {
+    const auto captured = FindPath(root, std::string(kLocalMachineName) + '\\' + key.path);
+    ASSERT_NE(captured, nullptr) << key.path;
+    EXPECT_EQ(captured->Values().size(), key.values.size()) << key.path;
+    for (const Value& value : key.values) {
+      const RegistryValue* stored = captured->FindValue(value.name);
+      ASSERT_NE(stored, nullptr) << key.path << ' ' << value.name;
+      // An answer is asked for in the library's length.
+      std::string expected = value.data;
+      if (value.name == kInquiryDataValue) expected.resize(kInquiryLength);
+      EXPECT_EQ(stored->data, expected) << key.path << ' ' << value.name;
+      EXPECT_EQ(stored->type, value.type) << key.path << ' ' << value.name;
+    }
+  }
+  EXPECT_NE(std::system("devprep.exe capture nowhere\\capture.reg 2>nul"), 0);
+}
+
+}  // namespace
+}  // namespace devprep

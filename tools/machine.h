@@ -1,0 +1,36 @@
+// The machine under the tool, which each platform reaches in its own way: the device map, what the
+// devices answer, and files.
+#ifndef DEVPREP_TOOLS_MACHINE_H_
+#define DEVPREP_TOOLS_MACHINE_H_
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/raw_scsi.h"
+#include "platform/registry_key.h"
+
+namespace devprep::tool {
+
+// What a unit answers. Nothing where it does not.
+struct UnitAnswers {
+  std::optional<std::string> inquiry_data;
+  std::optional<std::string> serial_number_page;
+  std::optional<std::string> world_wide_id;
+  std::optional<std::chrono::microseconds> time_to_answer;  // of the slowest, where that is known
+  std::string problem;  // why it gave no answer, or one that is not believed; empty: none
+};
+
+// The key HARDWARE. Null when this machine has none. Within a session that has hardware.
+std::shared_ptr<RegistryKey> HardwareBranch();
+
+// Asks one unit all that the library asks. Within a session that has hardware.
+UnitAnswers AskUnit(const ScsiAddress& unit);
+
+// Replaces a file, or makes it. Throws Failure; the old file is then still there.
+void SaveFile(const std::string& file_name, const std::string& text);
+
+}  // namespace devprep::tool
+
+#endif  // DEVPREP_TOOLS_MACHINE_H_

@@ -1,0 +1,86 @@
+#include "machine.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <system_error>
+#include <vector>
+
+#include "platform/hardware_map.h"
+#include "platform/registry.h"
+#include "platform/windows/registry_tree.h"
+#include "session.h"
+
+namespace devprep::tool {
+namespace {
+
+constexpr std::size_t kPageHeaderSize = 4;
+constexpr std::size_t kWorldWideIdSize = 8;
+
+// One request, with a buffer of the length that the library gives it. Nothing when the device does
+// not answer.
+std::optional<std::string> Ask(
+    std::uint32_t length,
+    const std::function<std::uint32_t(std::uint8_t* buffer, std::uint32_t length)>& request) {
+  std::vector<std::uint8_t> buffer(length);
+  if (request(buffer.data(), length) != 0) return std::nullopt;
+  return std::string(buffer.begin(), buffer.end());
+}
+
+}  // namespace
+
+// The registry has more below HARDWARE than the device map, none of it for us.
+std::shared_ptr<RegistryKey> HardwareBranch() {
+  auto branch = MakeHardwareBranch();
+  const std::string path = std::string(kHardwareKey) + '\\' + kDeviceMapPath;
+  HKEY map = nullptr;
+  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &map) != ERROR_SUCCESS) {
+    return nullptr;
+  }
+  ReadKeyTree(map, *FindPath(branch, kDeviceMapPath));
+  RegCloseKey(map);
+  return branch;
+}
+
+UnitAnswers AskUnit(const ScsiAddress& at) {
+  const auto start = std::chrono::steady_clock::now();
+  UnitAnswers answers;
+  answers.inquiry_data = Ask(kInquiryLength, [&at](auto* buffer, auto length) {
+    return ScsiInquiry(at.port, at.bus, at.target, at.lun, buffer, length);
+  });
+  answers.serial_number_page = Ask(kInquiryPageLength, [&at](auto* buffer, auto length) {
+    return ScsiInquiryPage(at.port, at.bus, at.target, at.lun, buffer, length,
+                           kUnitSerialNumberPage);
+  });
+  if (auto& page = answers.serial_number_page) {
+    const std::size_t declared = kPageHeaderSize + static_cast<std::uint8_t>((*page)[3]);
+    page->resize(std::min(page->size(), declared));
+  }
+  answers.world_wide_id = Ask(kWorldWideIdLength, [&at](auto* buffer, auto length) {
+    return ScsiGetWorldWideId(at.port, at.bus, at.target, at.lun, kWorldWideIdSelector, buffer,
+                              length);
+  });
+  if (auto& id = answers.world_wide_id) *id = id->substr(kWorldWideIdOffset, kWorldWideIdSize);
+  if (answers.inquiry_data) {
+    answers.time_to_answer = std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::steady_clock::now() - start);
+  }
+  return answers;
+}
+
+void SaveFile(const std::string& file_name, const std::string& text) {
+  const std::string written = file_name + ".devprep-new";
+  std::ofstream file(written, std::ios::binary | std::ios::trunc);
+  file << text;
+  file.close();
+  std::error_code error;
+  if (file) std::filesystem::rename(written, file_name, error);
+  if (file && !error) return;
+  std::error_code ignored;
+  std::filesystem::remove(written, ignored);
+  throw Failure(file_name + ": cannot be written" + (error ? ": " + error.message() : ""));
+}
+
+}  // namespace devprep::tool
