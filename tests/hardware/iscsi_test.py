@@ -12,11 +12,9 @@ import tempfile
 import time
 import unittest
 
-from tape_library import PREFIX, TapeLibrary, free_port
+from tape_library import PREFIX, UNCOUNTED, TapeLibrary, free_port
 
 DEVPREP = None
-# Of the serial number page the first 32 of 36 bytes count, and tgt fills it from the right.
-UNCOUNTED = "9999"
 
 
 class Run:

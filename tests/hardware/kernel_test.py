@@ -10,11 +10,10 @@ import sys
 import unittest
 
 import guest_kernel
-from tape_library import PREFIX, TapeLibrary
+from tape_library import PREFIX, UNCOUNTED, TapeLibrary
 
 DEVPREP = None
 CACHE = None
-UNCOUNTED = "9999"  # see iscsi_test.py
 
 REPORT = """
 export DEVPREP_REGISTRY=/out/registry.reg

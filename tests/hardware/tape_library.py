@@ -1,12 +1,22 @@
-"""A tape library in user space: tgt's targets with a changer and drives on a free loopback port."""
+#!/usr/bin/env python3
+"""A tape library in user space: tgt's targets with a changer and drives on a free loopback port.
+
+usage: tape_library.py DRIVES COMMAND...
+Runs a command with a library of that many drives (to 62), and its URL in DEVPREP_BENCH_LIBRARY and
+DEVPREP_HARDWARE.
+"""
 import os
 import shutil
 import socket
 import subprocess
+import sys
 import tempfile
 import time
 
 PREFIX = "iqn.2020-01.example.devprep:"
+# Of the serial number page the first 32 of 36 bytes count, and tgt fills it from the right: this is
+# to stand at the end of a serial number.
+UNCOUNTED = "9999"
 
 
 def free_port():
@@ -92,3 +102,20 @@ class TapeLibrary:
         self.admin("--mode", "account", "--op", "new", "--user", user, "--password", password)
         self.admin("--mode", "account", "--op", "bind", "--tid", self.targets[target],
                    "--user", user)
+
+
+def run_with_library(drives, command):
+    library = TapeLibrary()
+    try:
+        library.add_target("library")
+        library.add_changer("library", 1, "ROBOT001" + UNCOUNTED)
+        for drive in range(drives):
+            library.add_drive("library", 2 + drive, f"DRIVE{drive:03}" + UNCOUNTED)
+        return subprocess.run(command, env=dict(
+            os.environ, DEVPREP_BENCH_LIBRARY=library.url, DEVPREP_HARDWARE=library.url)).returncode
+    finally:
+        library.close()
+
+
+if __name__ == "__main__":
+    sys.exit(run_with_library(int(sys.argv[1]), sys.argv[2:]))
