@@ -62,9 +62,10 @@ std::vector<Warning> DoubtfulIdentities(const std::vector<AttachedUnit>& units) 
   return warnings;
 }
 
+// The answers of a capture took no time.
 std::string TimeText(const AttachedUnit& unit) {
   const auto& time = unit.answers.time_to_answer;
-  return time ? MillisecondsWord(*time) : "-";
+  return time ? MillisecondsWord(*time) : "yes";
 }
 
 std::string DescriptionOf(const AttachedUnit& unit) {

@@ -3,18 +3,21 @@ _devprep() {
   local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
   local i command= sub= options
   case $prev in
+    --timeout) COMPREPLY=(); return ;;
     --registry | --hardware) compopt -o filenames; COMPREPLY=($(compgen -f -- "$cur")); return ;;
   esac
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
-      --registry | --hardware) ((i++)) ;;
+      --registry | --hardware | --timeout) ((i++)) ;;
       -*) ;;
       *) if [[ -z $command ]]; then command=${COMP_WORDS[i]}; elif [[ -z $sub ]]; then sub=${COMP_WORDS[i]}; fi ;;
     esac
   done
   case $command in
-    '') options='configure devices tree raids raid registry --registry --hardware --version --help' ;;
+    '') options='configure devices tree hardware capture raids raid registry --registry --hardware --timeout --version --help' ;;
     configure | devices | tree | raids) options='--json --help' ;;
+    hardware) options='--tree --json --help' ;;
+    capture) compopt -o filenames; COMPREPLY=($(compgen -f -W '--redact --help' -- "$cur")); return ;;
     raid)
       case $sub in
         '') options='create remove assign release level link --help' ;;
