@@ -44,6 +44,7 @@ struct ScsiAddress {
   std::uint16_t bus = 0;
   std::uint16_t target = 0;
   std::uint16_t lun = 0;
+  // NOLINTNEXTLINE(modernize-use-nullptr): what the compiler makes of it compares with 0.
   auto operator<=>(const ScsiAddress&) const = default;
 };
 

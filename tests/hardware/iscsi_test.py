@@ -12,7 +12,7 @@ import tempfile
 import time
 import unittest
 
-from tape_library import PREFIX, UNCOUNTED, TapeLibrary, free_port
+from tape_library import PREFIX, UNCOUNTED, CuttingProxy, TapeLibrary, free_port
 
 DEVPREP = None
 
@@ -153,6 +153,25 @@ class IscsiTest(unittest.TestCase):
         self.assert_fails(self.run_tool("configure", hardware=f"{self.library.url}/nobody"),
                           "target nobody refused the login")
         self.assert_fails(self.run_tool("configure", hardware="iscsi://"), "not of the form")
+
+    def test_a_connection_that_breaks_changes_nothing(self):
+        self.add_two_libraries()
+        self.assertEqual(self.run_tool("configure").status, 0)
+        with open(self.registry) as file:
+            before = file.read()
+        # During the login, while the units are looked at, and while they are asked.
+        for most, problem in ((200, "refused the login"), (800, "closed the connection"),
+                              (1200, "closed the connection")):
+            with self.subTest(most=most):
+                proxy = CuttingProxy(self.library.port, most)
+                run = self.run_tool("configure",
+                                    hardware=f"iscsi://127.0.0.1:{proxy.port}/{PREFIX}big")
+                proxy.close()
+                self.assertEqual(run.status, 1, run.out)
+                self.assertIn(problem, run.err)
+                self.assertNotIn("0:0:0:", run.err)
+                with open(self.registry) as file:
+                    self.assertEqual(file.read(), before)
 
     def test_a_portal_that_says_nothing_takes_the_time_limit(self):
         self.add_two_libraries()

@@ -119,12 +119,17 @@ class KernelTest(unittest.TestCase):
         echo 0 >/sys/bus/pseudo/drivers/scsi_debug/opts
         rm /dev/sg1
         devprep hardware >without 2>&1
+        mkdir -p /etc
+        echo 'user:x:1000:1000::/:/bin/sh' >/etc/passwd
+        su -s /bin/sh user -c "devprep hardware" >as_user 2>&1
         """
         out = guest_kernel.run(CACHE, [DEVPREP], script)
         self.assertEqual(out["dead"].count("did not answer within 2 s"), 3, out["dead"])
         start, end = map(float, out["times"].split())
         self.assertLess(end - start, 2 * 1.1 + 0.5)  # the program's own start is slow there
         self.assertEqual(out["without"].count("cannot be opened: /dev/sg1"), 1, out["without"])
+        self.assertEqual(out["as_user"].count("may not be opened: /dev/sg"), 2, out["as_user"])
+        self.assertIn("(run as root)", out["as_user"])
 
 
 if __name__ == "__main__":

@@ -11,6 +11,7 @@ import socket
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 PREFIX = "iqn.2020-01.example.devprep:"
@@ -23,6 +24,45 @@ def free_port():
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         return probe.getsockname()[1]
+
+
+class CuttingProxy:
+    """A portal in front of another that closes its connections when so many bytes came back."""
+
+    def __init__(self, port, most):
+        self.most = most
+        self.behind = port
+        self.server = socket.create_server(("127.0.0.1", 0))
+        self.port = self.server.getsockname()[1]
+        threading.Thread(target=self.accept, daemon=True).start()
+
+    def accept(self):
+        while True:
+            try:
+                ends = self.server.accept()[0], socket.create_connection(("127.0.0.1", self.behind))
+            except OSError:
+                return
+            for source, sink, most in ((*ends, None), (*reversed(ends), self.most)):
+                threading.Thread(target=self.pump, args=(source, sink, most), daemon=True).start()
+
+    @staticmethod
+    def pump(source, sink, most):
+        passed = 0
+        with source:
+            try:
+                while data := source.recv(256):
+                    passed += len(data)
+                    if most is not None and passed > most:
+                        break
+                    sink.sendall(data)
+                for end in (source, sink):
+                    end.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass  # the other direction was faster
+
+    def close(self):
+        self.server.shutdown(socket.SHUT_RDWR)
+        self.server.close()
 
 
 class TapeLibrary:

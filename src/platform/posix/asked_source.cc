@@ -207,6 +207,7 @@ void AskedSource::Ask(std::span<const ScsiAddress> units, std::span<const Questi
     Silence(round, address, "did not answer within " + SecondsText(limit));
   }
   tell();
+  if (!machine_->Loss().empty()) return;  // says more than what became of each unit
   for (const std::string& problem : round.problems) ReportProblem(problem);
 }
 

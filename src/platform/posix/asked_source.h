@@ -50,6 +50,7 @@ class AskedSource : public HardwareSource {
   explicit AskedSource(std::unique_ptr<ScsiMachine> machine) : machine_(std::move(machine)) {}
 
   bool Renew() override;
+  std::string Loss() const override { return machine_->Loss(); }
   std::shared_ptr<RegistryKey> Branch() override { return machine_->Branch(); }
   void Announce(std::span<const ScsiAddress> units) override;
   std::optional<std::string> StandardInquiry(const ScsiAddress& address) override;

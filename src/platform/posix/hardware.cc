@@ -24,6 +24,14 @@ class HardwareChoice {
     return given_ != nullptr ? given_.get() : source_.get();
   }
 
+  bool Lost() {
+    const HardwareSource* in_use = given_ != nullptr ? given_.get() : source_.get();
+    if (!checked_ || in_use == nullptr) return false;
+    const std::string loss = in_use->Loss();
+    if (!loss.empty()) ReportProblem(loss);
+    return !loss.empty();
+  }
+
   void Give(std::unique_ptr<HardwareSource> source) {
     given_ = std::move(source);
     checked_ = false;
@@ -90,6 +98,8 @@ std::string HardwareName() {
 void HardwareMayHaveChanged() { Choice().MayHaveChanged(); }
 
 HardwareSource* CurrentHardware() { return Choice().Current(); }
+
+bool HardwareLost() { return Choice().Lost(); }
 
 void UseHardware(std::unique_ptr<HardwareSource> source) { Choice().Give(std::move(source)); }
 

@@ -25,6 +25,9 @@ void HardwareMayHaveChanged();
 // for each state of the capture.
 HardwareSource* CurrentHardware();
 
+// Whether the source in use was lost since. The reason has then gone to standard error.
+bool HardwareLost();
+
 // Puts a source in the place of the one that the environment chooses, for tests and benchmarks.
 // Null: the environment chooses again.
 void UseHardware(std::unique_ptr<HardwareSource> source);

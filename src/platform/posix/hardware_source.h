@@ -32,6 +32,9 @@ class HardwareSource {
   // is of no use any more and must be opened again.
   virtual bool Renew() { return true; }
 
+  // Why the whole source was lost while it was in use. Empty while it was not.
+  virtual std::string Loss() const { return {}; }
+
   // The key HARDWARE with "DEVICEMAP\Scsi" below it, as the operating system's device map has it.
   // Null when this machine has no such key.
   virtual std::shared_ptr<RegistryKey> Branch() = 0;

@@ -41,6 +41,9 @@ constexpr std::size_t kLunListHeader = 8;
 constexpr std::size_t kLunSize = 8;
 constexpr int kMostAttempts = 8;
 
+// Of a unit whose session has ended.
+constexpr const char* kClosed = "cannot be reached: its target closed the connection";
+
 // A peer that closes its connection must not end this process.
 class WithoutBrokenPipe {
  public:
@@ -169,6 +172,7 @@ class Session {
   }
 
   bool Broken() const { return broken_; }
+  void MarkBroken() { broken_ = true; }
   const std::map<std::string, std::string>& Targets() const { return targets_; }
   const std::vector<std::uint64_t>& Units() const { return units_; }
 
@@ -343,9 +347,19 @@ class IscsiMachine : public ScsiMachine {
   // A session that ended since makes the machine useless.
   bool Renew() override {
     const WithoutBrokenPipe guard;
+    // The first look at a closed connection makes the library notice, the second makes it tell.
     ServiceAll(Pointers(), std::chrono::milliseconds(0));
-    return std::none_of(sessions_.begin(), sessions_.end(),
-                        [](const auto& session) { return session->Broken(); });
+    ServiceAll(Pointers(), std::chrono::milliseconds(0));
+    return Loss().empty();
+  }
+
+  std::string Loss() const override {
+    for (const auto& session : sessions_) {
+      if (session->Broken()) {
+        return place_.portal + ": target " + session->Target() + " closed the connection";
+      }
+    }
+    return {};
   }
 
   std::shared_ptr<RegistryKey> Branch() override { return branch_; }
@@ -363,8 +377,7 @@ class IscsiMachine : public ScsiMachine {
     if (unit.port != kPort || unit.bus != kBus || unit.target >= sessions_.size()) {
       return "is not attached";
     }
-    return sessions_[unit.target]->Broken() ? "cannot be reached: its target closed the connection"
-                                            : "";
+    return sessions_[unit.target]->Broken() ? kClosed : "";
   }
 
   std::string Send(const ScsiAddress& unit, const InquiryCommand& command,
@@ -394,10 +407,7 @@ class IscsiMachine : public ScsiMachine {
       if (sessions_[command.unit.target]->Broken()) lost.push_back(ticket);
     }
     for (const std::uint64_t ticket : lost) {
-      finished_.push_back({ticket,
-                           CommandStatus::kUnreachable,
-                           {},
-                           "cannot be reached: its target closed the connection"});
+      finished_.push_back({ticket, CommandStatus::kUnreachable, {}, kClosed});
       Forget(ticket);
     }
     return std::exchange(finished_, {});
@@ -440,6 +450,8 @@ class IscsiMachine : public ScsiMachine {
   static void OnAnswer(iscsi_context* /*context*/, int status, void* data, void* private_data) {
     auto& command = *static_cast<UnderWay*>(private_data);
     if (command.machine == nullptr) return;
+    IscsiMachine& machine = *command.machine;
+    Session& session = *machine.sessions_[command.unit.target];
     auto* task = static_cast<scsi_task*>(data);
     FinishedCommand finished{command.ticket, CommandStatus::kRefused, {}, {}};
     if (status == SCSI_STATUS_GOOD) {
@@ -452,12 +464,15 @@ class IscsiMachine : public ScsiMachine {
       if (task->sense.key == SCSI_SENSE_UNIT_ATTENTION) {
         finished.status = CommandStatus::kUnitAttention;
       }
-    } else if (status == SCSI_STATUS_CANCELLED || status == SCSI_STATUS_ERROR ||
-               status == SCSI_STATUS_TIMEOUT) {
+    } else if (status == SCSI_STATUS_CANCELLED) {
+      // By the library, which does so with all commands of a session that ends.
+      session.MarkBroken();
       finished.status = CommandStatus::kUnreachable;
-      finished.reason = "cannot be reached: its target closed the connection";
+      finished.reason = kClosed;
+    } else if (status == SCSI_STATUS_ERROR || status == SCSI_STATUS_TIMEOUT) {
+      finished.status = CommandStatus::kUnreachable;
+      finished.reason = "cannot be reached: " + session.ErrorText();
     }
-    IscsiMachine& machine = *command.machine;
     machine.finished_.push_back(std::move(finished));
     machine.under_way_.erase(command.ticket);
     scsi_free_scsi_task(task);
@@ -517,7 +532,7 @@ std::vector<ScsiAddress> IscsiMachine::Units() const {
 }  // namespace
 
 std::string ParseIscsiPlace(std::string_view url, IscsiPlace& place) {
-  const std::string wrong = std::string(url) + ": not of the form iscsi://HOST[:PORT][/TARGET]";
+  std::string wrong = std::string(url) + ": not of the form iscsi://HOST[:PORT][/TARGET]";
   url.remove_prefix(std::min(kIscsiScheme.size(), url.size()));
   const std::string_view portal = url.substr(0, url.find('/'));
   if (portal.find('@') != std::string_view::npos) {
@@ -554,6 +569,7 @@ OpenedSource OpenIscsi(const std::string& url) {
   const std::vector<ScsiAddress> units = machine.Units();
   if (units.empty()) return {nullptr, url + ": there are no units"};
   const std::vector<std::optional<std::string>> inquiry_data = source->LookAhead(units);
+  if (std::string problem = machine.Loss(); !problem.empty()) return {nullptr, problem};
   for (std::size_t i = 0; i < units.size(); ++i) {
     if (inquiry_data[i]) machine.List(units[i], *inquiry_data[i]);
   }

@@ -131,7 +131,7 @@ class LiveMachine : public ScsiMachine {
   }
 
   std::string Open(const ScsiAddress& address) override;
-  std::string Send(const ScsiAddress& address, const InquiryCommand& command,
+  std::string Send(const ScsiAddress& address, const InquiryCommand& bytes,
                    std::uint64_t ticket) override;
   std::vector<FinishedCommand> Wait(std::chrono::milliseconds most) override;
   void Close(const ScsiAddress& address) override { open_.erase(address); }

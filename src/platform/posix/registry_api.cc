@@ -41,7 +41,8 @@ class Registry {
 
   bool Commit() {
     if (--depth_ != 0) return true;
-    if (!no_hardware_) return file_.Commit();
+    // What was learnt of half a machine is not stored.
+    if (!no_hardware_ && !HardwareLost()) return file_.Commit();
     file_.Abandon();
     return false;
   }
@@ -170,7 +171,7 @@ class Registry {
   RegistryFile file_;
   int depth_ = 0;
   LONG status_ = ERROR_SUCCESS;  // of every open in this transaction
-  bool no_hardware_ = false;     // it was asked for, and could not be had
+  bool no_hardware_ = false;     // the machine's was asked for, and could not be had
   OpenKey local_machine_{nullptr, KEY_ALL_ACCESS, false, 0};
   std::vector<OpenKey> open_;
   std::vector<std::size_t> free_;

@@ -41,6 +41,7 @@ class ScsiMachine {
   virtual bool Renew() { return true; }
 
   // See HardwareSource.
+  virtual std::string Loss() const { return {}; }
   virtual std::shared_ptr<RegistryKey> Branch() = 0;
 
   // The name of a unit for messages: its vendor and product, or empty.
