@@ -13,8 +13,6 @@
 namespace devprep::tool {
 namespace {
 
-constexpr std::size_t kSerialNumberOffset = 4;
-
 void CopyBytes(const std::string& from, std::size_t offset, void* to, std::size_t size) {
   if (offset < from.size())
     std::memcpy(to, from.data() + offset, std::min(size, from.size() - offset));
@@ -39,7 +37,7 @@ void AddAnswers(AttachedUnit& unit) {
     CopyInquiryText(reinterpret_cast<const std::uint8_t*>(data.data()), record.Description);
   }
   if (unit.answers.serial_number_page) {
-    CopyBytes(*unit.answers.serial_number_page, kSerialNumberOffset, record.SerialNumber,
+    CopyBytes(*unit.answers.serial_number_page, kPageHeaderSize, record.SerialNumber,
               sizeof record.SerialNumber);
   }
   if (unit.answers.world_wide_id) {

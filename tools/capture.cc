@@ -31,10 +31,10 @@ void Capture(const Options& options, const std::string& file_name, bool redact) 
     count = units.size();
     const auto hardware = root.FindOrAddChild(kLocalMachineName)->FindOrAddChild(kHardwareKey);
     const auto branch = HardwareBranch();
-    const auto map = branch == nullptr ? nullptr : FindPath(branch, kDeviceMapPath);
+    const auto map = branch == nullptr ? nullptr : FindPath(branch, DeviceMapPath());
     // A capture that is captured keeps what the device map does not list.
     CopyKey(*MakeHardwareBranch(), *hardware);
-    if (map != nullptr) CopyKey(*map, *FindPath(hardware, kDeviceMapPath));
+    if (map != nullptr) CopyKey(*map, *FindPath(hardware, DeviceMapPath()));
     for (const AttachedUnit& unit : units) {
       const auto key = FindUnit(hardware, unit.Address());
       SetAnswer(*key, kInquiryDataValue, unit.answers.inquiry_data);

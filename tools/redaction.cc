@@ -13,7 +13,6 @@
 namespace devprep::tool {
 namespace {
 
-constexpr std::size_t kPageHeaderSize = 4;
 constexpr std::size_t kVendorSpecificOffset = 36;  // in standard inquiry data, after the revision
 constexpr std::size_t kTellingSize = 4;
 constexpr char kFiller = 'X';
@@ -30,21 +29,26 @@ std::string Numbered(std::size_t number, std::size_t size) {
   return text;
 }
 
+// A text without the padding at both its ends.
+std::string Core(const std::string& text) {
+  const std::size_t first = text.find_first_not_of(kPadding);
+  if (first == std::string::npos) return {};
+  return text.substr(first, text.find_last_not_of(kPadding) + 1 - first);
+}
+
 // What stands for each text, and for each piece of one that a unit's other values repeat.
 class Replacements {
  public:
   // Both ends' padding stays.
   std::string Of(const std::string& text) {
-    const std::size_t first = text.find_first_not_of(kPadding);
-    if (first == std::string::npos) return text;
-    const std::size_t size = text.find_last_not_of(kPadding) + 1 - first;
-    const std::string core = text.substr(first, size);
+    const std::string core = Core(text);
+    if (core.empty()) return text;
     auto at = known_.find(core);
     if (at == known_.end()) {
-      at = known_.emplace(core, Numbered(++counts_[size], size)).first;
+      at = known_.emplace(core, Numbered(++counts_[core.size()], core.size())).first;
     }
     std::string replaced = text;
-    return replaced.replace(first, size, at->second);
+    return replaced.replace(text.find(core), core.size(), at->second);
   }
 
  private:
@@ -70,12 +74,6 @@ void ReplaceAll(std::string& text, const std::string& original, const std::strin
        at = text.find(original, at + replacement.size())) {
     text.replace(at, original.size(), replacement);
   }
-}
-
-std::string Core(const std::string& text) {
-  const std::size_t first = text.find_first_not_of(kPadding);
-  if (first == std::string::npos) return {};
-  return text.substr(first, text.find_last_not_of(kPadding) + 1 - first);
 }
 
 class Redactor {

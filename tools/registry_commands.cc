@@ -7,14 +7,13 @@
 
 #include "commands.h"
 #include "machine.h"
+#include "platform/device_map_names.h"
 #include "platform/posix/file_ops.h"
 #include "platform/posix/registry_api.h"
 #include "platform/registry_text.h"
 
 namespace devprep::tool {
 namespace {
-
-constexpr const char* kVolatileBranch = "HARDWARE";
 
 std::string FullPath(std::string key) {
   std::string top(kLocalMachineName);
@@ -52,7 +51,7 @@ void Import(const Options& options, const std::string& file_name) {
     if (root == nullptr) throw Failure("");
     ReadRegistryText(text, *root);
     const auto machine = root->FindChild(kLocalMachineName);
-    with_hardware = machine != nullptr && machine->RemoveChild(kVolatileBranch);
+    with_hardware = machine != nullptr && machine->RemoveChild(kHardwareKey);
   });
   std::cout << file_name << " imported.\n";
   if (with_hardware) {

@@ -8,6 +8,7 @@
 #include "discovery/changer_models.h"
 #include "discovery/device_cache.h"
 #include "discovery/scsi_probe.h"
+#include "platform/device_map_names.h"
 #include "platform/raw_scsi.h"
 #include "platform/registry.h"
 #include "raid/raid_records.h"
@@ -18,9 +19,7 @@
 namespace devprep {
 namespace {
 
-constexpr const char* kPortKeyFormat = "HARDWARE\\DEVICEMAP\\Scsi\\Scsi Port %d";
 constexpr std::size_t kPortKeySize = 64;
-constexpr const char* kDriverValue = "Driver";
 constexpr std::size_t kDriverSize = 128;
 
 // Host adapter drivers whose devices are fibre-attached.
@@ -29,7 +28,8 @@ constexpr const char* kFibreDrivers[] = {"hhba5000", "hhba5100", "JNI116",  "ql2
 
 bool OnFibreDriver(std::uint16_t port) {
   char path[kPortKeySize];
-  std::snprintf(path, sizeof path, kPortKeyFormat, port);
+  std::snprintf(path, sizeof path, "%s\\%s\\%s\\%s%d", kHardwareKey, kDeviceMapKey, kScsiMapKey,
+                kPortKeyPrefix, port);
   HKEY key = nullptr;
   if (RegOpenKeyA(HKEY_LOCAL_MACHINE, path, &key) != ERROR_SUCCESS) return false;
   char driver[kDriverSize] = "";

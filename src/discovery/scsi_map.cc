@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/device_map_names.h"
 #include "platform/registry.h"
 #include "store/ascii_case.h"
 
@@ -15,7 +16,7 @@ namespace {
 constexpr REGSAM kMapAccess = KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
 constexpr std::size_t kTypeSize = 30;
 constexpr std::size_t kLevelNameSize = 32;
-constexpr const char* kMapKeys[] = {"HARDWARE", "DEVICEMAP", "Scsi"};
+constexpr const char* kMapKeys[] = {kHardwareKey, kDeviceMapKey, kScsiMapKey};
 constexpr std::size_t kMapLevels = 3;
 
 // A level of the map: keys named by a prefix and a number below limit. Ports are counted instead:
@@ -24,9 +25,9 @@ struct MapLevel {
   const char* prefix;
   std::uint32_t limit;
 };
-constexpr MapLevel kPortLevel = {"Scsi Port ", 0};
+constexpr MapLevel kPortLevel = {kPortKeyPrefix, 0};
 constexpr MapLevel kUnitLevels[] = {
-    {"Scsi Bus ", 8}, {"Target Id ", 128}, {"Logical Unit Id ", 64}};
+    {kBusKeyPrefix, kBusLimit}, {kTargetKeyPrefix, kTargetLimit}, {kUnitKeyPrefix, kUnitLimit}};
 constexpr std::size_t kUnitLevelCount = 3;
 
 struct PeripheralWord {
@@ -34,12 +35,12 @@ struct PeripheralWord {
   std::uint8_t type;
 };
 constexpr PeripheralWord kPeripheralWords[] = {
-    {"DiskPeripheral", kPeripheralDisk},
-    {"TapePeripheral", kPeripheralTape},
-    {"OtherPeripheral", kPeripheralProcessor},
-    {"CdRomPeripheral", kPeripheralCdRom},
-    {"OpticalDiskPeripheral", kPeripheralOpticalMemory},
-    {"MediumChangerPeripheral", kPeripheralChanger},
+    {kDiskWord, kPeripheralDisk},
+    {kTapeWord, kPeripheralTape},
+    {kOtherWord, kPeripheralProcessor},
+    {kCdRomWord, kPeripheralCdRom},
+    {kOpticalMemoryWord, kPeripheralOpticalMemory},
+    {kChangerWord, kPeripheralChanger},
 };
 
 // Opens the key "Scsi" of the map. Returns 0, 209 or 212.
@@ -87,9 +88,9 @@ std::uint8_t PeripheralTypeOf(const char* word) {
 void ReadUnit(HKEY unit, const std::uint32_t* address, ScsiMapTable* table) {
   ScsiMapEntry entry = {address[0], address[1], address[2], address[3], {}, 0};
   char type[kTypeSize + 1] = {};
-  if (!ReadText(unit, "Identifier", entry.Identifier, sizeof entry.Identifier) ||
+  if (!ReadText(unit, kIdentifierValue, entry.Identifier, sizeof entry.Identifier) ||
       std::memchr(entry.Identifier, '\0', sizeof entry.Identifier) == nullptr ||
-      !ReadText(unit, "Type", type, kTypeSize)) {
+      !ReadText(unit, kTypeValue, type, kTypeSize)) {
     return;
   }
   entry.PeripheralType = PeripheralTypeOf(type);

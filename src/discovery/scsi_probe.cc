@@ -20,9 +20,7 @@ constexpr std::uint16_t kTypeCodes[] = {
     kTypeDirectAccess, kTypeTape,    kTypePrinter,       kTypeProcessor, kTypeWriteOnce,
     kTypeCdRom,        kTypeScanner, kTypeOpticalMemory, kTypeChanger,   kTypeCommunications};
 
-constexpr std::size_t kInquiryTextOffset = 8;
 constexpr std::size_t kInquiryTextSize = 32;
-constexpr std::size_t kSerialNumberOffset = 4;
 
 void CopyIdentifier(const char* identifier, DeviceRecord* device) {
   static_assert(kIdentifierSize == kDescriptionSize);
@@ -40,7 +38,7 @@ void ProbeDevice(const char* identifier, DeviceRecord* device) {
   std::uint8_t page[kInquiryPageLength];
   if (ScsiInquiryPage(at.Board, at.Bus, at.ScsiId, at.Lun, page, sizeof page,
                       kUnitSerialNumberPage) == 0) {
-    std::memcpy(device->SerialNumber, page + kSerialNumberOffset, kSerialNumberSize);
+    std::memcpy(device->SerialNumber, page + kPageHeaderSize, kSerialNumberSize);
   }
   std::uint8_t answer[kWorldWideIdLength];
   if (ScsiGetWorldWideId(at.Board, at.Bus, at.ScsiId, at.Lun, kWorldWideIdSelector, answer,

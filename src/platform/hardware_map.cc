@@ -7,24 +7,26 @@
 namespace devprep {
 namespace {
 
-std::string PortKeyName(std::uint16_t port) { return "Scsi Port " + std::to_string(port); }
+std::string Numbered(const char* prefix, std::uint16_t number) {
+  return prefix + std::to_string(number);
+}
 
-std::string_view TypeWordOf(std::uint8_t peripheral_type) {
+const char* TypeWordOf(std::uint8_t peripheral_type) {
   switch (peripheral_type) {
     case 0x00:  // direct access block device
     case 0x0E:  // simplified direct access
     case 0x14:  // host managed zoned
-      return "DiskPeripheral";
+      return kDiskWord;
     case 0x01:
-      return "TapePeripheral";
+      return kTapeWord;
     case 0x05:
-      return "CdRomPeripheral";
+      return kCdRomWord;
     case 0x07:
-      return "OpticalDiskPeripheral";
+      return kOpticalMemoryWord;
     case 0x08:
-      return "MediumChangerPeripheral";
+      return kChangerWord;
     default:
-      return "OtherPeripheral";
+      return kOtherWord;
   }
 }
 
@@ -51,40 +53,43 @@ std::string AddressText(const ScsiAddress& address) {
          std::to_string(address.target) + ':' + std::to_string(address.lun);
 }
 
+std::string DeviceMapPath() { return std::string(kDeviceMapKey) + '\\' + kScsiMapKey; }
+
 std::string UnitKeyPath(const ScsiAddress& address) {
-  return PortKeyName(address.port) + "\\Scsi Bus " + std::to_string(address.bus) + "\\Target Id " +
-         std::to_string(address.target) + "\\Logical Unit Id " + std::to_string(address.lun);
+  return Numbered(kPortKeyPrefix, address.port) + '\\' + Numbered(kBusKeyPrefix, address.bus) +
+         '\\' + Numbered(kTargetKeyPrefix, address.target) + '\\' +
+         Numbered(kUnitKeyPrefix, address.lun);
 }
 
 std::shared_ptr<RegistryKey> MakeHardwareBranch() {
   auto branch = std::make_shared<RegistryKey>(kHardwareKey);
-  MakePath(*branch, kDeviceMapPath);
+  MakePath(*branch, DeviceMapPath());
   return branch;
 }
 
 void AddPort(RegistryKey& branch, std::uint16_t port, std::string_view driver) {
-  const auto key = MakePath(*MakePath(branch, kDeviceMapPath), PortKeyName(port));
+  const auto key = MakePath(*MakePath(branch, DeviceMapPath()), Numbered(kPortKeyPrefix, port));
   SetText(*key, kDriverValue, driver);
 }
 
 void AddUnit(RegistryKey& branch, const ScsiAddress& address, std::string_view identifier,
              std::uint8_t peripheral_type) {
-  const auto key = MakePath(*MakePath(branch, kDeviceMapPath), UnitKeyPath(address));
+  const auto key = MakePath(*MakePath(branch, DeviceMapPath()), UnitKeyPath(address));
   SetText(*key, kIdentifierValue, identifier);
-  SetText(*key, "Type", TypeWordOf(peripheral_type));
+  SetText(*key, kTypeValue, TypeWordOf(peripheral_type));
 }
 
 std::shared_ptr<RegistryKey> FindPort(const std::shared_ptr<RegistryKey>& branch,
                                       std::uint16_t port) {
   if (branch == nullptr) return nullptr;
-  const auto map = FindPath(branch, kDeviceMapPath);
-  return map == nullptr ? nullptr : FindPath(map, PortKeyName(port));
+  const auto map = FindPath(branch, DeviceMapPath());
+  return map == nullptr ? nullptr : FindPath(map, Numbered(kPortKeyPrefix, port));
 }
 
 std::shared_ptr<RegistryKey> FindUnit(const std::shared_ptr<RegistryKey>& branch,
                                       const ScsiAddress& address) {
   if (branch == nullptr) return nullptr;
-  const auto map = FindPath(branch, kDeviceMapPath);
+  const auto map = FindPath(branch, DeviceMapPath());
   return map == nullptr ? nullptr : FindPath(map, UnitKeyPath(address));
 }
 

@@ -7,28 +7,22 @@
 #include <string>
 #include <string_view>
 
+#include "platform/device_map_names.h"
 #include "platform/raw_scsi.h"
 #include "platform/registry_key.h"
 
 namespace devprep {
-
-inline constexpr const char* kHardwareKey = "HARDWARE";
-inline constexpr const char* kDeviceMapPath = "DEVICEMAP\\Scsi";  // below HARDWARE
-inline constexpr const char* kDriverValue = "Driver";             // of a port
-inline constexpr const char* kIdentifierValue = "Identifier";     // of a unit, with "Type"
 
 // Of a unit in a capture: the device's answers, beside what a device map holds.
 inline constexpr const char* kInquiryDataValue = "InquiryData";
 inline constexpr const char* kSerialNumberPageValue = "UnitSerialNumberPage";
 inline constexpr const char* kWorldWideIdValue = "WorldWideId";
 
-// Buses, target ids and units that the device map can list: 0 up to these, less one.
-inline constexpr std::uint64_t kBusLimit = 8;
-inline constexpr std::uint64_t kTargetLimit = 128;
-inline constexpr std::uint64_t kUnitLimit = 64;
-
 // "port:bus:target:lun", for messages.
 std::string AddressText(const ScsiAddress& address);
+
+// The path of the device map below HARDWARE.
+std::string DeviceMapPath();
 
 // The path of a unit's key below the device map.
 std::string UnitKeyPath(const ScsiAddress& address);

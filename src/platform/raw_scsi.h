@@ -56,6 +56,10 @@ inline void AnnounceScsiRequests(const ScsiAddress* /*units*/, std::size_t /*cou
 void AnnounceScsiRequests(const ScsiAddress* units, std::size_t count);
 #endif
 
+inline constexpr std::size_t kInquiryTextOffset = 8;  // of the vendor
+inline constexpr std::size_t kPageHeaderSize = 4;
+inline constexpr std::size_t kWorldWideIdSize = 8;
+
 inline constexpr std::uint32_t kInquiryLength = 40;
 inline constexpr std::uint32_t kInquiryPageLength = 64;
 inline constexpr std::uint32_t kUnitSerialNumberPage = 0x80;

@@ -6,13 +6,13 @@
 #include <cstdint>
 
 #include "devprep/devprep.h"
+#include "platform/raw_scsi.h"
 
 namespace devprep {
 
 inline constexpr std::size_t kDescriptionSize = 40;  // with the terminating zero
 inline constexpr std::size_t kMaxDriveListEntries = 32;
 inline constexpr std::size_t kSerialNumberSize = 32;
-inline constexpr std::size_t kWorldWideIdSize = 8;
 inline constexpr std::uint16_t kMaxDeviceRecords = 255;
 inline constexpr std::uint16_t kNotSet = 65535;  // CleaningTapeSlot, DefaultBlockFactor
 

@@ -12,7 +12,6 @@ namespace {
 constexpr std::uint32_t kAnswered = 0;
 constexpr std::uint32_t kNoAnswer = 1;
 constexpr std::uint32_t kMostBytes = 4096;
-constexpr std::uint32_t kWorldWideIdSize = 8;
 
 struct Address {
   std::uint16_t port, bus, target, lun;

@@ -16,9 +16,6 @@
 namespace devprep::tool {
 namespace {
 
-constexpr std::size_t kPageHeaderSize = 4;
-constexpr std::size_t kWorldWideIdSize = 8;
-
 // One request, with a buffer of the length that the library gives it. Nothing when the device does
 // not answer.
 std::optional<std::string> Ask(
@@ -34,12 +31,12 @@ std::optional<std::string> Ask(
 // The registry has more below HARDWARE than the device map, none of it for us.
 std::shared_ptr<RegistryKey> HardwareBranch() {
   auto branch = MakeHardwareBranch();
-  const std::string path = std::string(kHardwareKey) + '\\' + kDeviceMapPath;
+  const std::string path = std::string(kHardwareKey) + '\\' + DeviceMapPath();
   HKEY map = nullptr;
   if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &map) != ERROR_SUCCESS) {
     return nullptr;
   }
-  ReadKeyTree(map, *FindPath(branch, kDeviceMapPath));
+  ReadKeyTree(map, *FindPath(branch, DeviceMapPath()));
   RegCloseKey(map);
   return branch;
 }

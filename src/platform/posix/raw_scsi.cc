@@ -12,10 +12,10 @@ namespace {
 using devprep::CurrentHardware;
 using devprep::HardwareSource;
 using devprep::kWorldWideIdOffset;
+using devprep::kWorldWideIdSize;
 
 constexpr std::uint32_t kAnswered = 0;
 constexpr std::uint32_t kNoAnswer = 1;
-constexpr std::size_t kWorldWideIdSize = 8;
 
 // Hands an answer to the caller, from an offset on, behind and before zeros.
 std::uint32_t Deliver(const std::optional<std::string>& answer, std::size_t offset,

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/device_map_names.h"
 #include "platform/posix/hardware.h"
 #include "platform/posix/registry_file.h"
 #include "platform/registry.h"
@@ -13,7 +14,6 @@
 namespace devprep {
 namespace {
 
-constexpr std::string_view kHardwareBranch = "HARDWARE";
 constexpr LONG kRegistryIoFailed = 1016;
 // Rights of a mask that allow changes: set value, create sub-key, create link, delete, change the
 // security, own; the last two are the generic rights to write and to do all.
@@ -111,7 +111,7 @@ class Registry {
       if (rest.front() == '\\') return FindPath(memo_key_, rest.substr(1));
     }
     const std::string_view first = path.substr(0, path.find('\\'));
-    if (from_top && CompareNames(first, kHardwareBranch) == 0) {
+    if (from_top && CompareNames(first, kHardwareKey) == 0) {
       hardware = true;
       HardwareSource* source = CurrentHardware();
       if (source == nullptr) {

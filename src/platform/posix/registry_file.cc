@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "platform/device_map_names.h"
 #include "platform/posix/problem.h"
 #include "platform/registry.h"
 #include "platform/registry_text.h"
@@ -15,8 +16,6 @@
 namespace devprep {
 namespace {
 
-// A branch that the hardware source provides; what a registry file holds of it is not used.
-constexpr const char* kVolatileBranch = "HARDWARE";
 constexpr mode_t kNewFileMode = 0644;
 constexpr mode_t kAllWriteBits = 0222;
 constexpr int kMostLinks = 40;
@@ -157,7 +156,7 @@ int RegistryFile::Refuse(const std::string& problem, int status) {
 
 void RegistryFile::UseTree(std::shared_ptr<RegistryKey> root) {
   local_machine_ = root->FindOrAddChild(kLocalMachineName);
-  local_machine_->RemoveChild(kVolatileBranch);
+  local_machine_->RemoveChild(kHardwareKey);  // the hardware source provides that branch
   if (root_ != nullptr) on_reload_(root_, root);
   root_ = std::move(root);
 }

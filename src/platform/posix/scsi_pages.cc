@@ -2,23 +2,22 @@
 
 #include <algorithm>
 
+#include "platform/raw_scsi.h"
+
 namespace devprep {
 namespace {
 
 constexpr std::uint8_t kInquiryOperation = 0x12;
 constexpr std::uint8_t kEnableVitalProductData = 0x01;
 
-constexpr std::size_t kTextOffset = 8;
 constexpr std::size_t kTextSize = 28;
 constexpr std::size_t kAdditionalLengthOffset = 4;
-constexpr std::size_t kPageHeaderSize = 4;
 
 constexpr std::size_t kDesignatorHeaderSize = 4;
 constexpr std::uint8_t kBinaryCodeSet = 1;
 constexpr std::uint8_t kOfLogicalUnit = 0;
 constexpr std::uint8_t kEui64Designator = 2;
 constexpr std::uint8_t kNaaDesignator = 3;
-constexpr std::size_t kWorldWideIdSize = 8;
 constexpr std::size_t kLongNaaSize = 16;
 
 std::uint8_t ByteAt(std::string_view bytes, std::size_t offset) {
@@ -53,11 +52,11 @@ InquiryCommand VitalProductDataCommand(std::uint8_t page) {
 }
 
 CheckedAnswer CheckStandardInquiry(std::string_view received) {
-  if (received.size() < kTextOffset + kTextSize) return Refuse("inquiry data is cut");
+  if (received.size() < kInquiryTextOffset + kTextSize) return Refuse("inquiry data is cut");
   if (!IsConnected(received)) return Refuse("no device is connected at this unit");
   const std::size_t declared =
       ByteAt(received, kAdditionalLengthOffset) + kAdditionalLengthOffset + 1;
-  if (declared < kTextOffset + kTextSize) return Refuse("inquiry data without its texts");
+  if (declared < kInquiryTextOffset + kTextSize) return Refuse("inquiry data without its texts");
   return {std::string(received.substr(0, declared)), ""};
 }
 
@@ -106,7 +105,7 @@ std::uint8_t PeripheralTypeIn(std::string_view inquiry_data) {
 }
 
 std::string InquiryTextIn(std::string_view inquiry_data) {
-  return std::string(inquiry_data.substr(kTextOffset, kTextSize));
+  return std::string(inquiry_data.substr(kInquiryTextOffset, kTextSize));
 }
 
 std::uint8_t SenseKeyIn(std::string_view sense) {
