@@ -41,23 +41,23 @@ std::shared_ptr<RegistryKey> HardwareBranch() {
   return branch;
 }
 
-UnitAnswers AskUnit(const ScsiAddress& at) {
+UnitAnswers AskUnit(const ScsiAddress& unit) {
   const auto start = std::chrono::steady_clock::now();
   UnitAnswers answers;
-  answers.inquiry_data = Ask(kInquiryLength, [&at](auto* buffer, auto length) {
-    return ScsiInquiry(at.port, at.bus, at.target, at.lun, buffer, length);
+  answers.inquiry_data = Ask(kInquiryLength, [&unit](auto* buffer, auto length) {
+    return ScsiInquiry(unit.port, unit.bus, unit.target, unit.lun, buffer, length);
   });
-  answers.serial_number_page = Ask(kInquiryPageLength, [&at](auto* buffer, auto length) {
-    return ScsiInquiryPage(at.port, at.bus, at.target, at.lun, buffer, length,
+  answers.serial_number_page = Ask(kInquiryPageLength, [&unit](auto* buffer, auto length) {
+    return ScsiInquiryPage(unit.port, unit.bus, unit.target, unit.lun, buffer, length,
                            kUnitSerialNumberPage);
   });
   if (auto& page = answers.serial_number_page) {
     const std::size_t declared = kPageHeaderSize + static_cast<std::uint8_t>((*page)[3]);
     page->resize(std::min(page->size(), declared));
   }
-  answers.world_wide_id = Ask(kWorldWideIdLength, [&at](auto* buffer, auto length) {
-    return ScsiGetWorldWideId(at.port, at.bus, at.target, at.lun, kWorldWideIdSelector, buffer,
-                              length);
+  answers.world_wide_id = Ask(kWorldWideIdLength, [&unit](auto* buffer, auto length) {
+    return ScsiGetWorldWideId(unit.port, unit.bus, unit.target, unit.lun, kWorldWideIdSelector,
+                              buffer, length);
   });
   if (auto& id = answers.world_wide_id) *id = id->substr(kWorldWideIdOffset, kWorldWideIdSize);
   if (answers.inquiry_data) {
