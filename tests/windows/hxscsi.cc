@@ -65,7 +65,7 @@ std::uint32_t HXSCSI_CALL ScsiGetWorldWideId(std::uint16_t port, std::uint16_t b
                                              std::uint32_t length) {
   if (selector != devprep::kWorldWideIdSelector) return kNoAnswer;
   return Answer({port, bus, target, lun}, "WorldWideId", devprep::kWorldWideIdOffset,
-                kWorldWideIdSize, buffer, length);
+                devprep::kWorldWideIdSize, buffer, length);
 }
 
 }  // extern "C"

@@ -161,6 +161,7 @@ int main() {
     std::printf("DEVPREP.dll: error %lu\n", GetLastError());
     return 1;
   }
+  Expect("support module loaded", GetModuleHandleA("kxtool") != nullptr ? 1 : 0, 1);
   Run(module);
   FreeLibrary(module);
   RegDeleteTreeA(HKEY_LOCAL_MACHINE, R"(SOFTWARE\Tamberline)");
