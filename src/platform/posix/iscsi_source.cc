@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <iscsi/iscsi.h>
 #include <iscsi/scsi-lowlevel.h>
+#include <netdb.h>
 #include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -105,6 +107,22 @@ std::string InitiatorName() {
   std::array<char, HOST_NAME_MAX + 1> host{};
   if (gethostname(host.data(), host.size() - 1) != 0 || host[0] == '\0') return kInitiatorPrefix;
   return std::string(kInitiatorPrefix) + host.data();
+}
+
+// "address:port" of the other end of a connection, an IPv6 address in brackets. Empty when it has
+// none.
+std::string PeerOf(int connection) {
+  sockaddr_storage peer = {};
+  socklen_t size = sizeof peer;
+  std::array<char, NI_MAXHOST> host{};
+  std::array<char, NI_MAXSERV> port{};
+  if (getpeername(connection, reinterpret_cast<sockaddr*>(&peer), &size) != 0 ||
+      getnameinfo(reinterpret_cast<sockaddr*>(&peer), size, host.data(), host.size(), port.data(),
+                  port.size(), NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
+    return {};
+  }
+  const std::string text = host.data();
+  return (peer.ss_family == AF_INET6 ? '[' + text + ']' : text) + ':' + port.data();
 }
 
 // What the two of a step's outcome are called back with.
@@ -230,11 +248,12 @@ class Session {
 
   // A target behind several portals is reached through ours where that is one of them.
   void AddTarget(const iscsi_discovery_address& found) {
+    const std::string ours = PeerOf(iscsi_get_fd(context_));
     std::string through;
     for (const auto* at = found.portals; at != nullptr; at = at->next) {
       std::string portal = at->portal;
       portal.resize(std::min(portal.find(','), portal.size()));
-      if (through.empty() || portal == portal_) through = portal;
+      if (through.empty() || portal == portal_ || portal == ours) through = portal;
     }
     targets_[found.target_name] = through.empty() ? portal_ : through;
   }
