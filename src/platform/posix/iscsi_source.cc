@@ -522,7 +522,8 @@ std::string IscsiMachine::LogIn() {
     targets[place_.target] = place_.portal;
   }
   if (targets.size() > kMostTargets) {
-    return "portal " + place_.portal + " has more than 128 targets: name one of them";
+    return "portal " + place_.portal + " has more than " + std::to_string(kMostTargets) +
+           " targets: name one of them";
   }
   for (const auto& [name, portal] : targets) {
     sessions_.push_back(std::make_unique<Session>(portal, name, credentials));
