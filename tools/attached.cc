@@ -47,10 +47,7 @@ void AddAnswers(AttachedUnit& unit) {
 
 }  // namespace
 
-ScsiAddress AttachedUnit::Address() const {
-  const DeviceAddress& at = record.Address;
-  return {at.Board, at.Bus, at.ScsiId, at.Lun};
-}
+ScsiAddress AttachedUnit::Address() const { return ScsiAddressOf(record.Address); }
 
 std::vector<AttachedUnit> AskAttachedUnits() {
   std::vector<AttachedUnit> units(static_cast<std::size_t>(CountScsiMapEntries()));

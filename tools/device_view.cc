@@ -51,8 +51,7 @@ void AnnounceInquiries(std::uint16_t count, std::optional<std::uint16_t> only) {
     DeviceRecord record = {};
     record.Number = n;
     if ((only && *only != n) || ReadDeviceRecord(&record) != kStatusOk) continue;
-    const DeviceAddress& at = record.Address;
-    if (IsProbedType(record.Type)) units.push_back({at.Board, at.Bus, at.ScsiId, at.Lun});
+    if (IsProbedType(record.Type)) units.push_back(ScsiAddressOf(record.Address));
   }
   AnnounceScsiRequests(units.data(), units.size());
 }

@@ -88,8 +88,7 @@ void AnnounceRequests(std::uint16_t ports) {
   for (std::int32_t i = 0; i < ScsiMap.Count; ++i) {
     const ScsiMapEntry& entry = ScsiMap.Entries[i];
     if (entry.Port >= ports || !IsProbedType(MapScsiDeviceType(entry.PeripheralType))) continue;
-    const DeviceAddress at = AddressOf(entry);
-    units[count++] = {at.Board, at.Bus, at.ScsiId, at.Lun};
+    units[count++] = ScsiAddressOf(AddressOf(entry));
   }
   AnnounceScsiRequests(units, count);
 }

@@ -73,6 +73,11 @@ struct DeviceRecord {
 // Whether devices of this type are asked for inquiry data, serial number and World Wide ID.
 bool IsProbedType(std::uint16_t type);
 
+// A device's address in the terms of the pass-through calls.
+inline ScsiAddress ScsiAddressOf(const DeviceAddress& at) {
+  return {at.Board, at.Bus, at.ScsiId, at.Lun};
+}
+
 // Whether the device has a World Wide ID: any of its bytes is not 0.
 bool HasWorldWideId(const DeviceRecord& record);
 
