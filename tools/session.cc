@@ -61,6 +61,8 @@ void InSession(const Options& options, Needs needs, const std::function<void()>&
     DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
   }
   work();
+  // Half a machine is no answer to what the command is for, even where nothing is to be stored.
+  if (wants_hardware && HardwareLost()) throw Failure("nothing was changed");
   transaction.Commit();
 }
 

@@ -35,6 +35,7 @@ class SimulatedMachine : public ScsiMachine {
 
   static ScsiAddress At(std::size_t n) { return {0, 0, static_cast<std::uint16_t>(n), 0}; }
 
+  std::string Loss() const override { return loss; }
   std::shared_ptr<RegistryKey> Branch() override { return branch_; }
   std::string NameOf(const ScsiAddress& /*unit*/) override { return "ACME SIMULATED"; }
   std::string Open(const ScsiAddress& unit) override {
@@ -76,6 +77,7 @@ class SimulatedMachine : public ScsiMachine {
 
   std::size_t UnderWay() const { return under_way_.size(); }
 
+  std::string loss;
   std::size_t sent = 0;
   std::size_t most_under_way = 0;
 

@@ -18,16 +18,20 @@ class HardwareChoice {
   void MayHaveChanged() { checked_ = false; }
 
   HardwareSource* Current() {
-    if (!checked_ && given_ != nullptr) given_->Renew();
-    if (!checked_ && given_ == nullptr) Check();
+    if (!checked_) {
+      if (given_ != nullptr) {
+        given_->Renew();
+      } else {
+        Check();
+      }
+    }
     checked_ = true;
-    return given_ != nullptr ? given_.get() : source_.get();
+    return InUse();
   }
 
   bool Lost() {
-    const HardwareSource* in_use = given_ != nullptr ? given_.get() : source_.get();
-    if (!checked_ || in_use == nullptr) return false;
-    const std::string loss = in_use->Loss();
+    if (!checked_ || InUse() == nullptr) return false;
+    const std::string loss = InUse()->Loss();
     if (!loss.empty()) ReportProblem(loss);
     return !loss.empty();
   }
@@ -38,6 +42,8 @@ class HardwareChoice {
   }
 
  private:
+  HardwareSource* InUse() const { return given_ != nullptr ? given_.get() : source_.get(); }
+
   void Check() {
     std::string name = HardwareName();
     const bool same_name = name == name_;

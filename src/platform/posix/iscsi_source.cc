@@ -125,7 +125,7 @@ std::string PeerOf(int connection) {
   return (peer.ss_family == AF_INET6 ? '[' + text + ']' : text) + ':' + port.data();
 }
 
-// What the two of a step's outcome are called back with.
+// How the step that a session took last stands.
 enum class Step { kUnderWay, kDone, kFailed };
 
 // One session with a portal, or with a target behind it.

@@ -41,8 +41,9 @@ class Registry {
 
   bool Commit() {
     if (--depth_ != 0) return true;
-    // What was learnt of half a machine is not stored.
-    if (!no_hardware_ && !HardwareLost()) return file_.Commit();
+    // What was learnt of half a machine is not stored. What was only read stands.
+    const bool half_known = HardwareLost() && file_.Changed();
+    if (!no_hardware_ && !half_known) return file_.Commit();
     file_.Abandon();
     return false;
   }
@@ -171,7 +172,7 @@ class Registry {
   RegistryFile file_;
   int depth_ = 0;
   LONG status_ = ERROR_SUCCESS;  // of every open in this transaction
-  bool no_hardware_ = false;     // the machine's was asked for, and could not be had
+  bool no_hardware_ = false;     // it was asked for, and could not be had
   OpenKey local_machine_{nullptr, KEY_ALL_ACCESS, false, 0};
   std::vector<OpenKey> open_;
   std::vector<std::size_t> free_;

@@ -48,6 +48,7 @@ class RegistryFile {
 
   // To be called when the tree was changed: Commit has something to store.
   void MarkChanged() { changed_ = true; }
+  bool Changed() const { return changed_; }
 
   // Stores what changed and unlocks. False when it cannot be stored: the reason has gone to
   // standard error, and the next Begin reads the old file again.

@@ -143,6 +143,28 @@ TEST(AskedSource, ThePassAsksAllUnitsAtOnceAndListsTheDeadByTheMap) {
   }
 }
 
+TEST(AskedSource, OnceLostNothingLearntIsStoredAndAListingGoesOn) {
+  World world;
+  world.Device(0, Info(0, 0, 0, 0, kTypeTape, "STORED"));
+  auto machine = std::make_unique<SimulatedMachine>(std::vector<SimulatedUnit>{{.lost = true}});
+  machine->loss = "the way is gone";
+  UseHardware(std::make_unique<AskedSource>(std::move(machine)));
+  const std::string before = world.Dump();
+  // A world's own transaction would share the exports' one.
+  RegistryCommit();
+  DeviceInfo info = {};
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(::SetUpGetDeviceInfo(0, &info), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "devprep: the way is gone\n");
+  EXPECT_STREQ(info.Description, "STORED");
+  testing::internal::CaptureStderr();
+  ::SetUpInitTapesvrConfig();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "devprep: the way is gone\n");
+  RegistryBegin();
+  UseHardware(nullptr);
+  EXPECT_EQ(world.Dump(), before);
+}
+
 TEST(AskedSource, ProgressEndsWithAllFinished) {
   Simulation simulation({{}, {.silent = true}, {milliseconds(100)}});
   std::vector<AskingProgress> told;
