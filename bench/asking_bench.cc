@@ -15,7 +15,7 @@
 
 #include "discovery/scsi_map.h"
 #include "discovery/scsi_probe.h"
-#include "platform/posix/asked_source.h"
+#include "platform/hardware/asked_source.h"
 #include "platform/posix/hardware.h"
 #include "platform/posix/iscsi_source.h"
 #include "platform/posix/registry_api.h"

@@ -6,14 +6,14 @@
 #include <memory>
 #include <string_view>
 
-#include "platform/hardware_map.h"
+#include "platform/hardware/hardware_map.h"
 #include "platform/posix/registry_api.h"
 #include "platform/registry.h"
-#include "platform/registry_text.h"
-#include "raid/address_list.h"
-#include "raid/raid_records.h"
+#include "platform/registry/registry_text.h"
+#include "records/address_list.h"
 #include "records/device_record.h"
 #include "records/group_record.h"
+#include "records/raid_records.h"
 #include "store/numbered_key.h"
 #include "store/product_paths.h"
 #include "store/registry_store.h"

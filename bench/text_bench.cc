@@ -1,7 +1,7 @@
 // Reading and writing the registry's text.
 #include <benchmark/benchmark.h>
 
-#include "platform/registry_text.h"
+#include "platform/registry/registry_text.h"
 #include "workbench.h"
 
 namespace devprep {

@@ -10,7 +10,7 @@
 #include "entry/library.h"
 #include "platform/posix/hardware.h"
 #include "platform/posix/registry_file.h"
-#include "platform/registry_text.h"
+#include "platform/registry/registry_text.h"
 
 namespace devprep {
 namespace {

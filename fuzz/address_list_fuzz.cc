@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "fuzz_target.h"
-#include "raid/address_list.h"
+#include "records/address_list.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   char list[devprep::kRaidListSize] = {};

@@ -13,7 +13,7 @@
 #include "platform/posix/hardware.h"
 #include "platform/posix/registry_api.h"
 #include "platform/posix/registry_file.h"
-#include "platform/registry_text.h"
+#include "platform/registry/registry_text.h"
 
 namespace {
 

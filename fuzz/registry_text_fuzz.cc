@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "fuzz_target.h"
-#include "platform/registry_text.h"
+#include "platform/registry/registry_text.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);

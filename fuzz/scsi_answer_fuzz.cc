@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "fuzz_target.h"
-#include "platform/posix/scsi_pages.h"
+#include "platform/hardware/scsi_pages.h"
 #include "platform/raw_scsi.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -7,7 +7,7 @@
 #include "discovery/scsi_map.h"
 #include "discovery/scsi_probe.h"
 #include "output.h"
-#include "platform/hardware_map.h"
+#include "platform/hardware/hardware_map.h"
 #include "platform/raw_scsi.h"
 
 namespace devprep::tool {

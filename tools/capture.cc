@@ -6,9 +6,9 @@
 #include "attached.h"
 #include "commands.h"
 #include "output.h"
-#include "platform/hardware_map.h"
+#include "platform/hardware/hardware_map.h"
 #include "platform/registry.h"
-#include "platform/registry_text.h"
+#include "platform/registry/registry_text.h"
 #include "redaction.h"
 
 namespace devprep::tool {

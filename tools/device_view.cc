@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "discovery/device_listing.h"
 #include "output.h"
 #include "platform/raw_scsi.h"
-#include "raid/raid_records.h"
+#include "records/raid_records.h"
+#include "setup/device_listing.h"
 #include "store/product_config.h"
 #include "store/registry_store.h"
 #include "words.h"

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "platform/raw_scsi.h"
-#include "platform/registry_key.h"
+#include "platform/registry/registry_key.h"
 
 namespace devprep::tool {
 

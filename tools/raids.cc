@@ -9,10 +9,10 @@
 
 #include "commands.h"
 #include "device_view.h"
-#include "discovery/device_cache.h"
 #include "output.h"
-#include "raid/raid_records.h"
-#include "raid/raid_setup.h"
+#include "records/device_cache.h"
+#include "records/raid_records.h"
+#include "setup/raid_setup.h"
 #include "store/registry_store.h"
 #include "words.h"
 

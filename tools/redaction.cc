@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/hardware_map.h"
+#include "platform/hardware/hardware_map.h"
 #include "platform/raw_scsi.h"
 #include "records/device_record.h"
 #include "session.h"

@@ -2,7 +2,7 @@
 #ifndef DEVPREP_TOOLS_REDACTION_H_
 #define DEVPREP_TOOLS_REDACTION_H_
 
-#include "platform/registry_key.h"
+#include "platform/registry/registry_key.h"
 
 namespace devprep::tool {
 

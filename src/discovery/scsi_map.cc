@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/device_map_names.h"
+#include "platform/hardware/device_map_names.h"
 #include "platform/registry.h"
 #include "store/ascii_case.h"
 

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <iterator>
 
+#include "discovery/library_hooks.h"
 #include "discovery/scsi_map.h"
-#include "hooks/library_hooks.h"
 #include "platform/raw_scsi.h"
 #include "store/diagnostic_log.h"
 

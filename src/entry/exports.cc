@@ -1,11 +1,11 @@
 // The doorways: each export is one registry transaction around the function that does the work.
 #include "devprep/devprep.h"
-#include "discovery/device_cache.h"
-#include "discovery/device_listing.h"
 #include "entry/library.h"
 #include "platform/registry.h"
-#include "raid/raid_records.h"
-#include "raid/raid_setup.h"
+#include "records/device_cache.h"
+#include "records/raid_records.h"
+#include "setup/device_listing.h"
+#include "setup/raid_setup.h"
 
 namespace devprep {
 namespace {

@@ -3,15 +3,15 @@
 #include <cstddef>
 #include <cstdio>
 
-#include "discovery/device_cache.h"
+#include "discovery/library_hooks.h"
 #include "discovery/scsi_map.h"
 #include "discovery/scsi_probe.h"
-#include "hooks/library_hooks.h"
 #include "platform/modules.h"
-#include "raid/raid_carry_over.h"
-#include "raid/raid_records.h"
 #include "reconfig/device_match.h"
+#include "reconfig/raid_carry_over.h"
 #include "reconfig/reconfigure.h"
+#include "records/device_cache.h"
+#include "records/raid_records.h"
 #include "store/product_config.h"
 #include "store/product_paths.h"
 

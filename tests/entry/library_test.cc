@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "raid/raid_records.h"
+#include "records/raid_records.h"
 #include "store/product_paths.h"
 #include "support/world.h"
 

@@ -10,8 +10,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/hardware_map.h"
-#include "platform/posix/scsi_machine.h"
+#include "platform/hardware/hardware_map.h"
+#include "platform/hardware/scsi_machine.h"
 
 namespace devprep {
 

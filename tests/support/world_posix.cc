@@ -8,7 +8,7 @@
 
 #include "platform/posix/hardware.h"
 #include "platform/posix/registry_file.h"
-#include "platform/registry_text.h"
+#include "platform/registry/registry_text.h"
 #include "support/world.h"
 
 namespace devprep::backing {

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/hardware_map.h"
-#include "platform/registry_text.h"
+#include "platform/hardware/hardware_map.h"
+#include "platform/registry/registry_text.h"
 #include "support/world.h"
 
 namespace devprep {

@@ -19,7 +19,7 @@
 #include "devprep/devprep.h"
 #include "platform/modules.h"
 #include "platform/registry.h"
-#include "platform/registry_text.h"
+#include "platform/registry/registry_text.h"
 
 #if defined(_WIN32)
 #include "platform/windows/registry_tree.h"

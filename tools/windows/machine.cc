@@ -8,7 +8,7 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/hardware_map.h"
+#include "platform/hardware/hardware_map.h"
 #include "platform/registry.h"
 #include "platform/windows/registry_tree.h"
 #include "session.h"

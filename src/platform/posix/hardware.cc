@@ -3,11 +3,11 @@
 #include <cstdlib>
 #include <utility>
 
-#include "platform/posix/capture_source.h"
+#include "platform/hardware/capture_source.h"
 #include "platform/posix/iscsi_source.h"
 #include "platform/posix/live_source.h"
-#include "platform/posix/problem.h"
 #include "platform/posix/watched_file.h"
+#include "platform/problem.h"
 
 namespace devprep {
 namespace {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/posix/hardware_source.h"
+#include "platform/hardware/hardware_source.h"
 
 namespace devprep {
 

@@ -19,11 +19,11 @@
 #include <utility>
 #include <vector>
 
-#include "platform/hardware_map.h"
-#include "platform/posix/asked_source.h"
+#include "platform/hardware/asked_source.h"
+#include "platform/hardware/hardware_map.h"
+#include "platform/hardware/scsi_machine.h"
 #include "platform/posix/file_ops.h"
-#include "platform/posix/problem.h"
-#include "platform/posix/scsi_machine.h"
+#include "platform/problem.h"
 
 namespace devprep {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "platform/posix/hardware_source.h"
+#include "platform/hardware/hardware_source.h"
 
 namespace devprep {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/device_map_names.h"
+#include "platform/hardware/device_map_names.h"
 #include "platform/posix/hardware.h"
 #include "platform/posix/registry_file.h"
 #include "platform/registry.h"

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "platform/registry_key.h"
+#include "platform/registry/registry_key.h"
 
 namespace devprep {
 

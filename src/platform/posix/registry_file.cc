@@ -8,10 +8,10 @@
 #include <cstdlib>
 #include <utility>
 
-#include "platform/device_map_names.h"
-#include "platform/posix/problem.h"
+#include "platform/hardware/device_map_names.h"
+#include "platform/problem.h"
 #include "platform/registry.h"
-#include "platform/registry_text.h"
+#include "platform/registry/registry_text.h"
 
 namespace devprep {
 namespace {

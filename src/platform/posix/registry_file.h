@@ -9,7 +9,7 @@
 
 #include "platform/posix/file_ops.h"
 #include "platform/posix/watched_file.h"
-#include "platform/registry_key.h"
+#include "platform/registry/registry_key.h"
 
 namespace devprep {
 

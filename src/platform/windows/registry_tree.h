@@ -3,7 +3,7 @@
 #define DEVPREP_PLATFORM_WINDOWS_REGISTRY_TREE_H_
 
 #include "platform/registry.h"
-#include "platform/registry_key.h"
+#include "platform/registry/registry_key.h"
 
 namespace devprep {
 

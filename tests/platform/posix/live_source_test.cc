@@ -7,7 +7,7 @@
 #include <fstream>
 #include <string>
 
-#include "platform/registry_text.h"
+#include "platform/registry/registry_text.h"
 
 namespace devprep {
 namespace {

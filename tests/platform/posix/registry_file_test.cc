@@ -18,8 +18,8 @@
 #include "entry/library.h"
 #include "platform/posix/hardware.h"
 #include "platform/posix/heap_fault.h"
-#include "raid/raid_records.h"
 #include "reconfig/reconfigure.h"
+#include "records/raid_records.h"
 #include "support/world.h"
 
 namespace devprep {

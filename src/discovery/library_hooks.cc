@@ -1,0 +1,92 @@
+#include "discovery/library_hooks.h"
+
+#include <cstddef>
+#include <cstdio>
+
+#include "platform/modules.h"
+#include "platform/registry.h"
+#include "store/diagnostic_log.h"
+#include "store/product_paths.h"
+
+namespace devprep {
+
+constinit IsLibraryRegular IsLibraryRegularHook = nullptr;
+
+namespace {
+
+constexpr std::size_t kModulePathSize = 256;
+constexpr std::size_t kHomeKeyPathSize = 256;
+constexpr const char* kAcslsModule = "ACSLSLNK.DLL";
+constexpr const char* kVirtualLibraryModule = "VLMLNK.DLL";
+
+using InitAcsls = void(DEVPREP_MODULE_CALL*)();
+using Initialize = std::uint32_t(DEVPREP_MODULE_CALL*)();
+using OpenHomeKey = decltype(&RegOpenKeyA);
+
+template <typename Entry>
+Entry FindEntry(HMODULE module, const char* name) {
+  return reinterpret_cast<Entry>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
+}
+
+int LastError() { return static_cast<int>(GetLastError()); }
+
+// Loads a module from the home directory. Without a home directory, or with one so long that the
+// path does not fit, the path stays empty and the load fails.
+HMODULE LoadFromHome(OpenHomeKey open_home_key, const char* module_name) {
+  char key_path[kHomeKeyPathSize];
+  std::snprintf(key_path, sizeof key_path, kHomeKeyFormat, BaseKeyPath);
+  char module_path[kModulePathSize] = "";
+  HKEY key = nullptr;
+  if (open_home_key(HKEY_LOCAL_MACHINE, key_path, &key) == ERROR_SUCCESS) {
+    char home[kHomeValueSize];
+    if (ReadHomeValue(key, home)) {
+      const int length =
+          std::snprintf(module_path, sizeof module_path, "%s\\%s", home, module_name);
+      if (length < 0 || static_cast<std::size_t>(length) >= sizeof module_path) {
+        module_path[0] = '\0';
+      }
+    }
+    RegCloseKey(key);
+  }
+  return LoadLibraryExA(module_path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+}
+
+}  // namespace
+
+void StartAcslsLink() {
+  HMODULE module = LoadFromHome(RegCreateKeyA, kAcslsModule);
+  if (module == nullptr) {
+    LogMessage("Unable to load ACSLSLNK.DLL library EC %d", LastError());
+    return;
+  }
+  const auto init = FindEntry<InitAcsls>(module, "InitACSLS");
+  if (init != nullptr) init();
+}
+
+void StartVirtualLibraryManager() {
+  HMODULE module = LoadFromHome(RegOpenKeyA, kVirtualLibraryModule);
+  if (module == nullptr) {
+    LogMessage("Unable to load VLMLNK.DLL library EC %d", LastError());
+    return;
+  }
+  const auto initialize = FindEntry<Initialize>(module, "VLMLNKInitialize");
+  if (initialize == nullptr) {
+    LogMessage("GetProcAddress Failed for VLMLNKInitialize. EC = %d", LastError());
+    FreeLibrary(module);
+    return;
+  }
+  const std::uint32_t failure = initialize();
+  if (failure != 0) {
+    FreeLibrary(module);
+    LogMessage("Failed to initialise the virtual library manager EC %d", static_cast<int>(failure));
+    return;
+  }
+  IsLibraryRegularHook = FindEntry<IsLibraryRegular>(module, "VLMLNKIsLibraryRegular");
+  if (IsLibraryRegularHook == nullptr) {
+    LogMessage("GetProcAddress Failed for VLMLNKIsLibraryRegular. EC = %d", LastError());
+  }
+}
+
+void ResetLibraryHooks() { IsLibraryRegularHook = nullptr; }
+
+}  // namespace devprep

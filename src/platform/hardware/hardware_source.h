@@ -1,0 +1,64 @@
+// What stands behind the SCSI pass-through calls and the registry branch HARDWARE: one machine's
+// devices, wherever they come from.
+#ifndef DEVPREP_PLATFORM_HARDWARE_HARDWARE_SOURCE_H_
+#define DEVPREP_PLATFORM_HARDWARE_HARDWARE_SOURCE_H_
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "platform/raw_scsi.h"
+#include "platform/registry/registry_key.h"
+
+namespace devprep {
+
+// How a unit fared when it was last asked.
+struct UnitCondition {
+  std::optional<std::chrono::microseconds> time_to_answer;  // of the slowest of its answers
+  std::string problem;  // why it gave no answer, or one that is not believed; empty: none
+};
+
+class HardwareSource {
+ public:
+  HardwareSource() = default;
+  HardwareSource(const HardwareSource&) = delete;
+  HardwareSource& operator=(const HardwareSource&) = delete;
+  virtual ~HardwareSource() = default;
+
+  // A transaction begins: what was remembered for the last one is forgotten. False when the source
+  // is of no use any more and must be opened again.
+  virtual bool Renew() { return true; }
+
+  // Why the whole source was lost while it was in use. Empty while it was not.
+  virtual std::string Loss() const { return {}; }
+
+  // The key HARDWARE with "DEVICEMAP\Scsi" below it, as the operating system's device map has it.
+  // Null when this machine has no such key.
+  virtual std::shared_ptr<RegistryKey> Branch() = 0;
+
+  // These units are about to be asked: each answer that this brings is given once, to the first
+  // request for it in this transaction.
+  virtual void Announce(std::span<const ScsiAddress> /*units*/) {}
+
+  // The device's answer in bytes, or nothing when it does not answer.
+  virtual std::optional<std::string> StandardInquiry(const ScsiAddress& address) = 0;
+  virtual std::optional<std::string> VitalProductData(const ScsiAddress& address,
+                                                      std::uint32_t page) = 0;
+  virtual std::optional<std::string> WorldWideId(const ScsiAddress& address) = 0;
+
+  // How a unit fared in this transaction.
+  virtual UnitCondition Condition(const ScsiAddress& /*address*/) const { return {}; }
+};
+
+// A source, or the reason why there is none.
+struct OpenedSource {
+  std::unique_ptr<HardwareSource> source;
+  std::string problem;
+};
+
+}  // namespace devprep
+
+#endif  // DEVPREP_PLATFORM_HARDWARE_HARDWARE_SOURCE_H_

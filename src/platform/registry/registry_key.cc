@@ -1,0 +1,112 @@
+#include "platform/registry/registry_key.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace devprep {
+namespace {
+
+constexpr unsigned char FoldCase(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte >= 'a' && byte <= 'z' ? static_cast<unsigned char>(byte - ('a' - 'A')) : byte;
+}
+
+}  // namespace
+
+int CompareNames(std::string_view a, std::string_view b) {
+  const std::size_t shared = std::min(a.size(), b.size());
+  for (std::size_t i = 0; i < shared; ++i) {
+    if (a[i] == b[i]) continue;
+    const int difference = FoldCase(a[i]) - FoldCase(b[i]);
+    if (difference != 0) return difference;
+  }
+  if (a.size() == b.size()) return 0;
+  return a.size() < b.size() ? -1 : 1;
+}
+
+std::size_t RegistryKey::LowerBound(std::string_view name) const {
+  const auto at = std::lower_bound(children_.begin(), children_.end(), name,
+                                   [](const auto& child, std::string_view wanted) {
+                                     return CompareNames(child->name_, wanted) < 0;
+                                   });
+  return static_cast<std::size_t>(at - children_.begin());
+}
+
+const std::shared_ptr<RegistryKey>* RegistryKey::FindSlot(std::string_view name) const {
+  const auto is_at = [this, name](std::size_t at) {
+    return at < children_.size() && CompareNames(children_[at]->name_, name) == 0;
+  };
+  if (!is_at(last_found_)) {
+    const std::size_t at = LowerBound(name);
+    if (!is_at(at)) return nullptr;
+    last_found_ = at;
+  }
+  return &children_[last_found_];
+}
+
+std::shared_ptr<RegistryKey> RegistryKey::FindChild(std::string_view name) const {
+  const std::shared_ptr<RegistryKey>* slot = FindSlot(name);
+  return slot != nullptr ? *slot : nullptr;
+}
+
+const RegistryValue* RegistryKey::FindValue(std::string_view name) const {
+  for (const RegistryValue& value : values_) {
+    if (value.name.size() == name.size() && CompareNames(value.name, name) == 0) return &value;
+  }
+  return nullptr;
+}
+
+std::shared_ptr<RegistryKey> RegistryKey::FindOrAddChild(std::string_view name) {
+  if (const std::shared_ptr<RegistryKey>* slot = FindSlot(name)) return *slot;
+  const std::size_t at = LowerBound(name);
+  last_found_ = at;
+  return *children_.insert(children_.begin() + static_cast<std::ptrdiff_t>(at),
+                           std::make_shared<RegistryKey>(std::string(name)));
+}
+
+bool RegistryKey::RemoveChild(std::string_view name) {
+  const std::shared_ptr<RegistryKey>* slot = FindSlot(name);
+  if (slot == nullptr) return false;
+  (*slot)->MarkDeleted();
+  children_.erase(children_.begin() + (slot - children_.data()));
+  return true;
+}
+
+void RegistryKey::MarkDeleted() {
+  deleted_ = true;
+  for (const auto& child : children_) child->MarkDeleted();
+}
+
+bool RegistryKey::SetValue(std::string_view name, std::uint32_t type, std::string_view data) {
+  for (RegistryValue& value : values_) {
+    if (CompareNames(value.name, name) != 0) continue;
+    if (value.type == type && value.data == data) return false;
+    value.type = type;
+    value.data = data;
+    return true;
+  }
+  values_.push_back({std::string(name), type, std::string(data)});
+  return true;
+}
+
+bool RegistryKey::RemoveValue(std::string_view name) {
+  const auto at = std::find_if(values_.begin(), values_.end(), [name](const RegistryValue& value) {
+    return CompareNames(value.name, name) == 0;
+  });
+  if (at == values_.end()) return false;
+  values_.erase(at);
+  return true;
+}
+
+std::shared_ptr<RegistryKey> FindPath(const std::shared_ptr<RegistryKey>& root,
+                                      std::string_view path) {
+  const std::shared_ptr<RegistryKey>* key = &root;
+  while (key != nullptr && *key != nullptr && !path.empty()) {
+    const std::size_t end = std::min(path.find('\\'), path.size());
+    key = (*key)->FindSlot(path.substr(0, end));
+    path.remove_prefix(std::min(end + 1, path.size()));
+  }
+  return key != nullptr ? *key : nullptr;
+}
+
+}  // namespace devprep

@@ -1,0 +1,72 @@
+// A tree of registry keys and values in memory.
+#ifndef DEVPREP_PLATFORM_REGISTRY_REGISTRY_KEY_H_
+#define DEVPREP_PLATFORM_REGISTRY_REGISTRY_KEY_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace devprep {
+
+// Limits of the Windows registry, in bytes; names beyond them are refused.
+inline constexpr std::size_t kMaxKeyName = 255;
+inline constexpr std::size_t kMaxValueName = 16383;
+inline constexpr std::size_t kMaxKeyDepth = 512;
+
+// Orders names without regard to ASCII case: negative, 0 or positive.
+int CompareNames(std::string_view a, std::string_view b);
+
+struct RegistryValue {
+  std::string name;  // empty: the nameless value
+  std::uint32_t type = 0;
+  std::string data;  // bytes as stored
+};
+
+class RegistryKey {
+ public:
+  explicit RegistryKey(std::string name) : name_(std::move(name)) {}
+
+  const std::string& Name() const { return name_; }
+  const std::vector<std::shared_ptr<RegistryKey>>& Children() const { return children_; }
+  const std::vector<RegistryValue>& Values() const { return values_; }
+  // True once the key was taken out of its tree; handles to it may still exist.
+  bool Deleted() const { return deleted_; }
+
+  // Null when there is no such child or value.
+  std::shared_ptr<RegistryKey> FindChild(std::string_view name) const;
+  const RegistryValue* FindValue(std::string_view name) const;
+
+  // The child of that name, made when missing.
+  std::shared_ptr<RegistryKey> FindOrAddChild(std::string_view name);
+  // Takes a child out with everything below it. False when there is none.
+  bool RemoveChild(std::string_view name);
+  // Writes a value; one that exists keeps its place and its spelling. False when nothing changed.
+  bool SetValue(std::string_view name, std::uint32_t type, std::string_view data);
+  bool RemoveValue(std::string_view name);
+
+ private:
+  std::size_t LowerBound(std::string_view name) const;
+  // Null when there is no such child.
+  const std::shared_ptr<RegistryKey>* FindSlot(std::string_view name) const;
+  void MarkDeleted();
+
+  friend std::shared_ptr<RegistryKey> FindPath(const std::shared_ptr<RegistryKey>& root,
+                                               std::string_view path);
+
+  std::string name_;
+  std::vector<std::shared_ptr<RegistryKey>> children_;  // sorted by CompareNames
+  mutable std::size_t last_found_ = 0;  // among children_: most look-ups ask for one in a row
+  std::vector<RegistryValue> values_;   // in order of creation
+  bool deleted_ = false;
+};
+
+// The key at a path of names separated by backslashes, below root. Null when a level is missing.
+std::shared_ptr<RegistryKey> FindPath(const std::shared_ptr<RegistryKey>& root,
+                                      std::string_view path);
+
+}  // namespace devprep
+
+#endif  // DEVPREP_PLATFORM_REGISTRY_REGISTRY_KEY_H_

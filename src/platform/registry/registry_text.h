@@ -1,0 +1,37 @@
+// The registry editor's text format, as docs/formats.md describes it.
+#ifndef DEVPREP_PLATFORM_REGISTRY_REGISTRY_TEXT_H_
+#define DEVPREP_PLATFORM_REGISTRY_REGISTRY_TEXT_H_
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/registry/registry_key.h"
+
+namespace devprep {
+
+// Why a text could not be read, and the line (from 1) where that shows.
+struct TextProblem {
+  std::size_t line = 0;
+  std::string reason;
+};
+
+inline constexpr std::string_view kLocalMachineName = "HKEY_LOCAL_MACHINE";
+
+// Reads a text with the first line "REGEDIT4" (single bytes) or "Windows Registry Editor Version
+// 5.00" (UTF-16LE with a byte order mark, or UTF-8) into the tree below root, whose children are
+// the editor's top keys such as HKEY_LOCAL_MACHINE. What the tree holds already stays, as with the
+// editor's import; "[-KEY]" and "name=-" remove. Texts become single bytes: a character beyond
+// U+00FF is a problem. After a problem the tree holds what stood before it.
+std::optional<TextProblem> ReadRegistryText(std::string_view text, RegistryKey& root);
+
+// The whole tree below root in the "REGEDIT4" form. ReadRegistryText gives the same tree back.
+std::string WriteRegistryText(const RegistryKey& root);
+
+// The same for one key, named by its full path, and everything below it, without the first line.
+std::string WriteKeyText(std::string_view path, const RegistryKey& key);
+
+}  // namespace devprep
+
+#endif  // DEVPREP_PLATFORM_REGISTRY_REGISTRY_TEXT_H_

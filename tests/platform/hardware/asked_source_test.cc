@@ -1,0 +1,193 @@
+#include "platform/hardware/asked_source.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "discovery/scsi_probe.h"
+#include "entry/library.h"
+#include "platform/posix/hardware.h"
+#include "support/simulated_machine.h"
+#include "support/world.h"
+
+namespace devprep {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kLimit{300};
+
+// A source of simulated units, and the machine that it owns.
+struct Simulation {
+  explicit Simulation(const std::vector<SimulatedUnit>& units)
+      : made(std::make_unique<SimulatedMachine>(units)),
+        machine(made.get()),
+        source(std::move(made)) {
+    setenv(kTimeLimitVariable, "0.3", 1);
+    for (std::size_t n = 0; n < units.size(); ++n) addresses.push_back(SimulatedMachine::At(n));
+  }
+  ~Simulation() { unsetenv(kTimeLimitVariable); }
+  Simulation(const Simulation&) = delete;
+  Simulation& operator=(const Simulation&) = delete;
+
+  // All answers of a unit: I inquiry data, S serial number, W World Wide ID.
+  std::string Answers(std::size_t n) {
+    std::string answers;
+    if (source.StandardInquiry(SimulatedMachine::At(n))) answers += 'I';
+    if (source.VitalProductData(SimulatedMachine::At(n), kUnitSerialNumberPage)) answers += 'S';
+    if (source.WorldWideId(SimulatedMachine::At(n))) answers += 'W';
+    return answers;
+  }
+  std::string Problem(std::size_t n) { return source.Condition(SimulatedMachine::At(n)).problem; }
+
+  std::unique_ptr<SimulatedMachine> made;
+  SimulatedMachine* machine;
+  AskedSource source;
+  std::vector<ScsiAddress> addresses;
+};
+
+template <typename Work>
+milliseconds TimeOf(Work work) {
+  const auto start = Clock::now();
+  work();
+  return std::chrono::duration_cast<milliseconds>(Clock::now() - start);
+}
+
+TEST(AskedSource, DeadUnitsHoldNobodyUp) {
+  std::vector<SimulatedUnit> units(64, {milliseconds(50)});
+  for (const std::size_t dead : {5U, 30U, 63U}) units[dead].silent = true;
+  Simulation simulation(units);
+  testing::internal::CaptureStderr();
+  const milliseconds took = TimeOf([&] { simulation.source.Announce(simulation.addresses); });
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "devprep: 0:0:5:0 ACME SIMULATED: did not answer within 0.3 s\n"
+            "devprep: 0:0:30:0 ACME SIMULATED: did not answer within 0.3 s\n"
+            "devprep: 0:0:63:0 ACME SIMULATED: did not answer within 0.3 s\n");
+  EXPECT_GE(took, kLimit);
+  EXPECT_LE(took, kLimit * 11 / 10);
+  EXPECT_EQ(simulation.machine->most_under_way, 64U * 3);
+  EXPECT_EQ(simulation.machine->UnderWay(), 0U);
+
+  // Until the next transaction the dead ones stay dead, and every answer is there already.
+  EXPECT_LT(TimeOf([&] {
+              for (std::size_t n = 0; n < 64; ++n) {
+                EXPECT_EQ(simulation.Answers(n), n == 5 || n == 30 || n == 63 ? "" : "IS") << n;
+              }
+            }),
+            milliseconds(30));
+}
+
+TEST(AskedSource, AnAnswerIsGivenOnceAndLaterRequestsAskAnew) {
+  Simulation simulation({{}, {}});
+  simulation.source.Announce(simulation.addresses);
+  EXPECT_EQ(simulation.machine->sent, 6U);
+  EXPECT_EQ(simulation.Answers(0), "IS");
+  EXPECT_EQ(simulation.machine->sent, 6U);
+  EXPECT_EQ(simulation.Answers(0), "IS");
+  EXPECT_EQ(simulation.machine->sent, 9U);
+  simulation.source.Renew();
+  EXPECT_EQ(simulation.Answers(1), "IS");  // what was announced went with its transaction
+  EXPECT_EQ(simulation.machine->sent, 12U);
+}
+
+TEST(AskedSource, ASilentUnitIsAskedAgainInTheNextTransactionOnly) {
+  Simulation simulation(std::vector<SimulatedUnit>{{.silent = true}});
+  EXPECT_EQ(simulation.Answers(0), "");
+  EXPECT_EQ(simulation.machine->sent, 1U);
+  simulation.source.Renew();
+  EXPECT_EQ(simulation.Problem(0), "");
+  EXPECT_EQ(simulation.Answers(0), "");
+  EXPECT_EQ(simulation.machine->sent, 2U);
+  EXPECT_EQ(simulation.Problem(0), "did not answer within 0.3 s");
+}
+
+TEST(AskedSource, UnitAttentionsAreTriedAgainAFewTimes) {
+  Simulation simulation({{.unit_attentions = 3}, {.unit_attentions = 1000}});
+  simulation.source.Announce(simulation.addresses);
+  EXPECT_EQ(simulation.Answers(0), "IS");
+  EXPECT_LT(simulation.machine->sent, 100U);
+  EXPECT_EQ(simulation.Answers(1), "");
+}
+
+TEST(AskedSource, UnitsThatCannotBeReachedAreNamedOnce) {
+  Simulation simulation({{.unopenable = true}, {.lost = true}, {}});
+  testing::internal::CaptureStderr();
+  simulation.source.Announce(simulation.addresses);
+  for (std::size_t n = 0; n < 3; ++n) simulation.Answers(n);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "devprep: 0:0:0:0 ACME SIMULATED: may not be opened\n"
+            "devprep: 0:0:1:0 ACME SIMULATED: has gone\n");
+  EXPECT_FALSE(simulation.source.StandardInquiry({3, 0, 0, 9}));
+}
+
+TEST(AskedSource, ThePassAsksAllUnitsAtOnceAndListsTheDeadByTheMap) {
+  World world;
+  std::vector<SimulatedUnit> units(20, {milliseconds(40)});
+  units[7].silent = true;
+  auto simulation = std::make_unique<AskedSource>(std::make_unique<SimulatedMachine>(units));
+  UseHardware(std::move(simulation));
+  setenv(kTimeLimitVariable, "0.3", 1);
+  const milliseconds took = TimeOf([] { ::SetUpInitTapesvrConfig(); });
+  unsetenv(kTimeLimitVariable);
+  UseHardware(nullptr);
+  EXPECT_LE(took, milliseconds(450));  // with the registry's writing
+  ASSERT_EQ(FoundDeviceCount, 20);
+  for (int n = 0; n < 20; ++n) {
+    EXPECT_STREQ(FoundDevices[n].Description, "ACME    SIMULATED       0001");
+    EXPECT_EQ(std::string(FoundDevices[n].SerialNumber, FoundDevices[n].SerialNumber + 6),
+              n == 7 ? std::string(6, '\0') : "SERIAL");
+  }
+}
+
+TEST(AskedSource, OnceLostNothingLearntIsStoredAndAListingGoesOn) {
+  World world;
+  world.Device(0, Info(0, 0, 0, 0, kTypeTape, "STORED"));
+  auto machine = std::make_unique<SimulatedMachine>(std::vector<SimulatedUnit>{{.lost = true}});
+  machine->loss = "the way is gone";
+  UseHardware(std::make_unique<AskedSource>(std::move(machine)));
+  const std::string before = world.Dump();
+  // A world's own transaction would share the exports' one.
+  RegistryCommit();
+  DeviceInfo info = {};
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(::SetUpGetDeviceInfo(0, &info), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "devprep: the way is gone\n");
+  EXPECT_STREQ(info.Description, "STORED");
+  testing::internal::CaptureStderr();
+  ::SetUpInitTapesvrConfig();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "devprep: the way is gone\n");
+  RegistryBegin();
+  UseHardware(nullptr);
+  EXPECT_EQ(world.Dump(), before);
+}
+
+TEST(AskedSource, ProgressEndsWithAllFinished) {
+  Simulation simulation({{}, {.silent = true}, {milliseconds(100)}});
+  std::vector<AskingProgress> told;
+  SetProgressListener([&told](const AskingProgress& progress) { told.push_back(progress); });
+  simulation.source.Announce(simulation.addresses);
+  simulation.source.Renew();
+  simulation.Answers(0);  // one device is no progress to tell of
+  SetProgressListener(nullptr);
+  ASSERT_GE(told.size(), 3U);
+  for (std::size_t i = 0; i < told.size(); ++i) {
+    EXPECT_EQ(told[i].units, 3U);
+    EXPECT_EQ(told[i].finished == 3, i + 1 == told.size());
+  }
+}
+
+TEST(TimeLimits, AreNumbersOfSeconds) {
+  EXPECT_EQ(ParseTimeLimit("10"), milliseconds(10'000));
+  EXPECT_EQ(ParseTimeLimit("0.25"), milliseconds(250));
+  EXPECT_EQ(ParseTimeLimit("600"), milliseconds(600'000));
+  for (const char* wrong : {"", "0", "-1", "601", "ten", "5s", "nan", "inf"}) {
+    EXPECT_FALSE(ParseTimeLimit(wrong)) << wrong;
+  }
+}
+
+}  // namespace
+}  // namespace devprep

@@ -1,0 +1,149 @@
+#include "platform/hardware/scsi_pages.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iomanip>
+#include <sstream>
+#include <string>
+
+namespace devprep {
+namespace {
+
+// A recorded answer: hexadecimal bytes, with comments from # to the end of a line.
+std::string Recorded(const std::string& name) {
+  std::ifstream file(DEVPREP_TEST_ANSWERS "/" + name + ".hex");
+  EXPECT_TRUE(file) << name;
+  std::string bytes;
+  for (std::string line; std::getline(file, line);) {
+    std::istringstream words(line.substr(0, line.find('#')));
+    for (std::string word; words >> word;) {
+      bytes += static_cast<char>(std::strtoul(word.c_str(), nullptr, 16));
+    }
+  }
+  return bytes;
+}
+
+std::string Hexadecimal(const std::string& bytes) {
+  std::ostringstream text;
+  for (const char c : bytes) {
+    text << std::hex << std::setw(2) << std::setfill('0') << static_cast<int>(c & 0xFF);
+  }
+  return text.str();
+}
+
+// Exactly the bytes that may be read, so that a sanitizer sees one too many.
+CheckedAnswer Check(const std::string& name, CheckedAnswer (*check)(std::string_view)) {
+  const std::string recorded = Recorded(name);
+  const std::vector<char> bytes(recorded.begin(), recorded.end());
+  return check({bytes.data(), bytes.size()});
+}
+
+TEST(ScsiPages, InquiryDataIsBelievedWithItsTextsWholeAndADeviceConnected) {
+  const struct {
+    const char* name;
+    int size;  // -1: not believed
+    const char* text;
+  } cases[] = {
+      {"changer_inquiry", 66, "ACME    ROBOT-40        R100"},
+      {"inquiry_long_length", 36, "ACME    OLDTIMER        9.0 "},
+      {"inquiry_surplus", 36, "ACME    OLDTIMER        9.0 "},
+      {"inquiry_cut", -1, ""},
+      {"inquiry_short_length", -1, ""},
+      {"inquiry_not_connected", -1, ""},
+      {"inquiry_disconnected", -1, ""},
+  };
+  for (const auto& c : cases) {
+    const CheckedAnswer answer = Check(c.name, CheckStandardInquiry);
+    EXPECT_EQ(answer.bytes ? static_cast<int>(answer.bytes->size()) : -1, c.size) << c.name;
+    EXPECT_EQ(answer.bytes ? InquiryTextIn(*answer.bytes) : "", c.text) << c.name;
+    EXPECT_EQ(answer.bytes.has_value(), *answer.problem == '\0') << c.name;
+  }
+}
+
+TEST(ScsiPages, ASerialNumberPageIsThePageAskedForAndAsLongAsItSays) {
+  const struct {
+    const char* name;
+    const char* serial;  // null: not believed
+  } cases[] = {
+      {"changer_serial", "                           LIBSN0001"},
+      {"serial_surplus", "4000"},
+      {"serial_empty", ""},
+      {"serial_cut", nullptr},
+      {"serial_header_cut", nullptr},
+      {"serial_wrong_page", nullptr},
+      {"serial_not_connected", nullptr},
+      {"identification_is_inquiry", nullptr},  // its second byte happens to be 80h
+  };
+  for (const auto& c : cases) {
+    const CheckedAnswer page =
+        Check(c.name, [](std::string_view bytes) { return CheckVitalProductData(bytes, 0x80); });
+    ASSERT_EQ(page.bytes.has_value(), c.serial != nullptr) << c.name;
+    if (page.bytes) {
+      EXPECT_EQ(page.bytes->substr(4), c.serial) << c.name;
+    }
+  }
+}
+
+TEST(ScsiPages, TheWorldWideIdIsTheUnitsOwnAndTheBestOfIts) {
+  const struct {
+    const char* name;
+    const char* id;  // empty: none
+  } cases[] = {
+      {"changer_identification", "3000000100000003"},
+      {"ports_and_unit_identification", "3333333000000fa0"},
+      {"identification_port_first", "5555555555555555"},
+      {"identification_eui64", "0044444444444444"},
+      {"identification_long_naa", "6333333333333331"},
+      {"identification_broken_off", "5555555555555555"},
+      {"identification_zeros", "0000000000000000"},
+      {"identification_text_only", ""},
+      {"identification_lying_designator", ""},
+      {"identification_cut_header", ""},
+      {"identification_cut", ""},
+      {"identification_wrong_page", ""},
+      {"identification_is_inquiry", ""},
+  };
+  for (const auto& c : cases) {
+    const CheckedAnswer id = Check(c.name, [](std::string_view bytes) {
+      const CheckedAnswer page = CheckVitalProductData(bytes, kDeviceIdentificationPage);
+      return page.bytes ? WorldWideIdIn(*page.bytes) : page;
+    });
+    EXPECT_EQ(Hexadecimal(id.bytes.value_or("")), c.id) << c.name;
+    EXPECT_EQ(id.bytes.has_value(), *id.problem == '\0') << c.name;
+  }
+}
+
+TEST(ScsiPages, NoBeginningOfAnAnswerIsTakenForMoreThanItIs) {
+  for (const char* name : {"changer_inquiry", "changer_serial", "changer_identification"}) {
+    const std::string whole = Recorded(name);
+    for (std::size_t size = 0; size <= whole.size(); ++size) {
+      const std::vector<char> part(whole.begin(),
+                                   whole.begin() + static_cast<std::ptrdiff_t>(size));
+      const std::string_view bytes(part.data(), part.size());
+      // A page whose fifth byte passes for a length cannot be told from inquiry data.
+      if (name == std::string("changer_inquiry")) {
+        EXPECT_EQ(CheckStandardInquiry(bytes).bytes.has_value(), size >= 36) << size;
+      }
+      for (const std::uint8_t page : {std::uint8_t{0x80}, kDeviceIdentificationPage}) {
+        const CheckedAnswer answer = CheckVitalProductData(bytes, page);
+        EXPECT_TRUE(!answer.bytes || size == whole.size()) << name << ' ' << size;
+        if (answer.bytes && page == kDeviceIdentificationPage) WorldWideIdIn(*answer.bytes);
+      }
+    }
+  }
+}
+
+TEST(ScsiPages, SenseKeysOfBothFormats) {
+  using namespace std::string_literals;
+  EXPECT_EQ(SenseKeyIn("\x70\x00\x06\x00\x00\x00\x00\x0a\x00\x00\x00\x00\x29\x00"s), 6);
+  EXPECT_EQ(SenseKeyIn("\xf0\x00\x65"s), 5);
+  EXPECT_EQ(SenseKeyIn("\x72\x06\x29\x00"s), 6);
+  EXPECT_EQ(SenseKeyIn("\x70\x00"s), 0);
+  EXPECT_EQ(SenseKeyIn("\x00\x06\x06"s), 0);
+  EXPECT_EQ(SenseKeyIn(""), 0);
+}
+
+}  // namespace
+}  // namespace devprep

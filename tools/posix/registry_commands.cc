@@ -1,0 +1,87 @@
+// devprep registry: looking into the registry file, and exchanging it with other machines.
+#include <fcntl.h>
+
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "commands.h"
+#include "machine.h"
+#include "platform/hardware/device_map_names.h"
+#include "platform/posix/file_ops.h"
+#include "platform/posix/registry_api.h"
+#include "platform/registry/registry_text.h"
+
+namespace devprep::tool {
+namespace {
+
+std::string FullPath(std::string key) {
+  std::string top(kLocalMachineName);
+  while (key.ends_with('\\')) key.pop_back();
+  if (key.empty()) return top;
+  if (CompareNames(key.substr(0, key.find('\\')), top) == 0) return key;
+  return top.append("\\").append(key);
+}
+
+void Show(const Options& options, const std::string& key) {
+  std::string text;
+  InSession(options, Needs::kRegistry, [&] {
+    const std::string path = FullPath(key);
+    const auto found = FindPath(RegistryRoot(), path);
+    if (found == nullptr) throw Failure("there is no key " + path);
+    text = WriteKeyText(path, *found);
+  });
+  std::cout << text.substr(text.find_first_not_of('\n'));
+}
+
+void Import(const Options& options, const std::string& file_name) {
+  const FileHandle file = OpenFile(file_name, O_RDONLY);
+  std::string text;
+  if (!file.IsOpen() || !ReadAll(file, text)) {
+    throw Failure(file_name + ": " + LastErrorText());
+  }
+  // Read it by itself first: what cannot be read whole is not imported in part.
+  RegistryKey scratch("");
+  if (const auto problem = ReadRegistryText(text, scratch)) {
+    throw Failure(file_name + ":" + std::to_string(problem->line) + ": " + problem->reason);
+  }
+  bool with_hardware = false;
+  InSession(options, Needs::kRegistryToChange, [&] {
+    const auto root = RegistryRootForChange();
+    if (root == nullptr) throw Failure("");
+    ReadRegistryText(text, *root);
+    const auto machine = root->FindChild(kLocalMachineName);
+    with_hardware = machine != nullptr && machine->RemoveChild(kHardwareKey);
+  });
+  std::cout << file_name << " imported.\n";
+  if (with_hardware) {
+    std::cout << "Its branch HARDWARE was left out: hardware is chosen with --hardware.\n";
+  }
+}
+
+void Export(const Options& options, const std::string& file_name) {
+  InSession(options, Needs::kRegistry,
+            [&] { SaveFile(file_name, WriteRegistryText(*RegistryRoot())); });
+  std::cout << "The registry was written to " << file_name << ".\n";
+}
+
+}  // namespace
+
+void AddRegistryCommands(CLI::App& app, const Options& options) {
+  CLI::App* registry = app.add_subcommand("registry", "Show, import and export the registry");
+  registry->require_subcommand(1);
+  const auto argument = std::make_shared<std::string>();
+  CLI::App* show = registry->add_subcommand("show", "Print a key and all below it");
+  show->add_option("key", *argument, "Key, such as SOFTWARE\\Tamberline (all)")->option_text("KEY");
+  show->callback([&options, argument] { Show(options, *argument); });
+  CLI::App* import_command = registry->add_subcommand(
+      "import", "Add what a registry editor's file holds (REGEDIT4 or version 5.00)");
+  import_command->add_option("file", *argument, "File to read")->required()->option_text("FILE");
+  import_command->callback([&options, argument] { Import(options, *argument); });
+  CLI::App* export_command =
+      registry->add_subcommand("export", "Write the whole registry to a file (REGEDIT4)");
+  export_command->add_option("file", *argument, "File to write")->required()->option_text("FILE");
+  export_command->callback([&options, argument] { Export(options, *argument); });
+}  // namespace devprep::tool
+
+}  // namespace devprep::tool
