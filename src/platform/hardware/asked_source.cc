@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "platform/hardware/hardware_map.h"
-#include "platform/problem.h"
+#include "platform/messages.h"
 
 namespace devprep {
 namespace {
@@ -78,9 +78,9 @@ std::chrono::milliseconds TimeLimit() {
   const auto limit = ParseTimeLimit(text);
   static bool reported = false;
   if (!limit && !std::exchange(reported, true)) {
-    ReportProblem(std::string(kTimeLimitVariable) + ": '" + text +
-                  "' is no number of seconds above 0, up to 600; " +
-                  SecondsText(kDefaultTimeLimit) + " are used");
+    ReportMessage(Severity::kWarning, std::string(kTimeLimitVariable) + ": '" + text +
+                                          "' is no number of seconds above 0, up to 600; " +
+                                          SecondsText(kDefaultTimeLimit) + " are used");
   }
   return limit.value_or(kDefaultTimeLimit);
 }
@@ -208,7 +208,7 @@ void AskedSource::Ask(std::span<const ScsiAddress> units, std::span<const Questi
   }
   tell();
   if (!machine_->Loss().empty()) return;  // says more than what became of each unit
-  for (const std::string& problem : round.problems) ReportProblem(problem);
+  for (const std::string& problem : round.problems) ReportMessage(Severity::kError, problem);
 }
 
 void AskedSource::Announce(std::span<const ScsiAddress> units) { Ask(units, kAllQuestions); }

@@ -4,10 +4,10 @@
 #include <utility>
 
 #include "platform/hardware/capture_source.h"
+#include "platform/messages.h"
 #include "platform/posix/iscsi_source.h"
 #include "platform/posix/live_source.h"
 #include "platform/posix/watched_file.h"
-#include "platform/problem.h"
 
 namespace devprep {
 namespace {
@@ -32,7 +32,7 @@ class HardwareChoice {
   bool Lost() {
     if (!checked_ || InUse() == nullptr) return false;
     const std::string loss = InUse()->Loss();
-    if (!loss.empty()) ReportProblem(loss);
+    if (!loss.empty()) ReportMessage(Severity::kError, loss);
     return !loss.empty();
   }
 
@@ -77,7 +77,8 @@ class HardwareChoice {
 
   void Use(OpenedSource opened) {
     source_ = std::move(opened.source);
-    if (source_ == nullptr && opened.problem != reported_) ReportProblem(opened.problem);
+    if (source_ == nullptr && opened.problem != reported_)
+      ReportMessage(Severity::kError, opened.problem);
     reported_ = opened.problem;
   }
 

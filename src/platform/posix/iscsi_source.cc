@@ -22,8 +22,8 @@
 #include "platform/hardware/asked_source.h"
 #include "platform/hardware/hardware_map.h"
 #include "platform/hardware/scsi_machine.h"
+#include "platform/messages.h"
 #include "platform/posix/file_ops.h"
-#include "platform/problem.h"
 
 namespace devprep {
 namespace {
@@ -286,8 +286,8 @@ class Session {
       if (one_level && byte(at) >> 6 < 2 && number < kUnitLimit) {
         units_.push_back(number);
       } else {
-        ReportProblem("note: a unit of target " + target_ +
-                      " is left out: units go up to 63, in one level");
+        ReportMessage(Severity::kNote, "a unit of target " + target_ +
+                                           " is left out: units go up to 63, in one level");
       }
     }
     std::sort(units_.begin(), units_.end());
@@ -543,7 +543,7 @@ std::vector<ScsiAddress> IscsiMachine::Units() const {
           {kPort, kBus, static_cast<std::uint16_t>(target), static_cast<std::uint16_t>(lun)});
     }
     if (sessions_[target]->Units().empty()) {
-      ReportProblem("note: target " + sessions_[target]->Target() + " has no units");
+      ReportMessage(Severity::kNote, "target " + sessions_[target]->Target() + " has no units");
     }
   }
   return units;

@@ -19,8 +19,8 @@
 #include "platform/hardware/asked_source.h"
 #include "platform/hardware/hardware_map.h"
 #include "platform/hardware/scsi_machine.h"
+#include "platform/messages.h"
 #include "platform/posix/file_ops.h"
-#include "platform/problem.h"
 
 namespace devprep {
 namespace {
@@ -206,8 +206,9 @@ void LiveMachine::AddKernelUnit(const std::string& name,
   if (port == ports.end() || !vendor || !product || !revision || !type) return;
   if (channel >= kBusLimit || target >= kTargetLimit || lun >= kUnitLimit) {
     if (left_out_.insert(*kernel_address).second) {
-      ReportProblem("note: unit " + name + " (" + Trimmed(Trimmed(*vendor) + ' ' + *product) +
-                    ") is left out: channels go up to 7, targets to 127, units to 63");
+      ReportMessage(Severity::kNote,
+                    "unit " + name + " (" + Trimmed(Trimmed(*vendor) + ' ' + *product) +
+                        ") is left out: channels go up to 7, targets to 127, units to 63");
     }
     return;
   }

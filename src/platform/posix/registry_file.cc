@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "platform/hardware/device_map_names.h"
-#include "platform/problem.h"
+#include "platform/messages.h"
 #include "platform/registry.h"
 #include "platform/registry/registry_text.h"
 
@@ -98,7 +98,7 @@ std::string ReplaceFile(const std::string& path, const std::string& text) {
   const FileHandle directory = OpenFile(folder, O_RDONLY | O_DIRECTORY);
   if (!directory.IsOpen() || !SyncFile(directory)) {
     // The new file is in its place; only a power cut right now could still bring the old one back.
-    ReportProblem("warning: " + folder + " could not be synced: " + LastErrorText());
+    ReportMessage(Severity::kWarning, folder + " could not be synced: " + LastErrorText());
   }
   return {};
 }
@@ -148,7 +148,7 @@ int RegistryFile::Load() {
 }
 
 int RegistryFile::Refuse(const std::string& problem, int status) {
-  if (problem != refusal_) ReportProblem(problem);
+  if (problem != refusal_) ReportMessage(Severity::kError, problem);
   refusal_ = problem;
   load_status_ = status;
   return status;
@@ -175,7 +175,7 @@ bool RegistryFile::LookWhetherWritable() const {
 bool RegistryFile::PrepareChange() {
   if (!lock_.IsOpen()) {
     if (!MakeFolders(folder_) || !LockFolder()) {
-      ReportProblem(folder_ + ": cannot be made: " + LastErrorText());
+      ReportMessage(Severity::kError, folder_ + ": cannot be made: " + LastErrorText());
       return false;
     }
     // Another process may have made the folder and its registry since the transaction began.
@@ -199,7 +199,7 @@ bool RegistryFile::Commit() {
     }
   }
   if (!problem.empty()) {
-    ReportProblem(path_ + ": not stored: " + problem);
+    ReportMessage(Severity::kError, path_ + ": not stored: " + problem);
     Abandon();
     return false;
   }
