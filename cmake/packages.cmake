@@ -8,10 +8,11 @@ if(WIN32)
     COMMAND ${CMAKE_COMMAND} -E make_directory ${package_folder}/devprep
     COMMAND ${CMAKE_COMMAND} -E copy
       $<TARGET_FILE:devprep_shared> $<TARGET_FILE:devprep_tool>
-      $<TARGET_LINKER_FILE:devprep_shared> ${PROJECT_SOURCE_DIR}/src/platform/windows/devprep.def
+      $<TARGET_LINKER_FILE:devprep_shared> ${export_definitions}
       ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/LICENCE ${package_folder}
     COMMAND ${CMAKE_COMMAND} -E copy
-      ${PROJECT_SOURCE_DIR}/include/devprep/devprep.h ${package_folder}/devprep
+      ${PROJECT_SOURCE_DIR}/include/devprep/devprep.h ${PROJECT_BINARY_DIR}/include/devprep/version.h
+      ${package_folder}/devprep
     COMMAND ${CMAKE_COMMAND} -E chdir ${PROJECT_BINARY_DIR}/package
       ${CMAKE_COMMAND} -E tar cf ${PROJECT_BINARY_DIR}/${package_name}.zip --format=zip
       ${package_name}

@@ -5,8 +5,8 @@
 #include <iostream>
 
 #include "commands.h"
+#include "devprep/version.h"
 #include "session.h"
-#include "tool_version.h"
 
 namespace {
 
@@ -36,7 +36,7 @@ int Run(int argc, char** argv) {
                  "Time limit for each request to a device (DEVPREP_TIMEOUT; 10)")
       ->option_text("SECONDS")
       ->check(devprep::tool::CheckTimeLimit);
-  app.set_version_flag("--version", DEVPREP_TOOL_VERSION);
+  app.set_version_flag("--version", "devprep " DEVPREP_VERSION);
   app.footer(kFooter);
   app.require_subcommand(1);
   app.fallthrough();
