@@ -18,7 +18,7 @@
 #include "platform/hardware/asked_source.h"
 #include "platform/posix/hardware.h"
 #include "platform/posix/iscsi_source.h"
-#include "platform/posix/registry_api.h"
+#include "platform/posix/process_registry.h"
 #include "platform/registry.h"
 #include "support/simulated_machine.h"
 #include "workbench.h"

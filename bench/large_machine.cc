@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "platform/hardware/hardware_map.h"
-#include "platform/posix/registry_api.h"
+#include "platform/posix/process_registry.h"
 #include "platform/registry.h"
 #include "platform/registry/registry_text.h"
 #include "records/address_list.h"

@@ -9,7 +9,7 @@
 
 #include "entry/library.h"
 #include "platform/posix/hardware.h"
-#include "platform/posix/registry_api.h"
+#include "platform/posix/process_registry.h"
 #include "platform/registry.h"
 #include "workbench.h"
 

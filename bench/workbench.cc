@@ -50,7 +50,7 @@ double ProcessorSeconds() {
 double ReadAndWriteSeconds(const std::string& text) {
   return Seconds([&text] {
     RegistryKey root("");
-    ReadRegistryText(text, root);
+    if (!ReadRegistryText(text, root)) std::abort();
     benchmark::DoNotOptimize(WriteRegistryText(root));
   });
 }

@@ -11,7 +11,7 @@
 #include "entry/library.h"
 #include "fuzz_target.h"
 #include "platform/posix/hardware.h"
-#include "platform/posix/registry_api.h"
+#include "platform/posix/process_registry.h"
 #include "platform/posix/registry_file.h"
 #include "platform/registry/registry_text.h"
 
@@ -103,9 +103,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   devprep::RegistryBegin();
   const auto text_size = static_cast<std::size_t>(cut - data);
   const auto root = devprep::RegistryRootForChange();
-  const bool readable = !devprep::ReadRegistryText(
+  const auto read = devprep::ReadRegistryText(
       Expand(std::string_view(reinterpret_cast<const char*>(data), text_size)), *root);
-  if (readable) {
+  if (read) {
     DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
     for (const std::uint8_t* call = cut + 1; call + 4 <= data + size; call += 4) Call(call);
   }

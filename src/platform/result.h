@@ -12,8 +12,12 @@ namespace devprep {
 // Why something could not be done, in words for the person at the machine.
 struct Error {
   std::string message;
-  std::string file;      // that the message is about; empty: none
-  std::size_t line = 0;  // of that file, from 1; 0: the file as a whole
+  std::string file = {};  // that the message is about; empty: none
+  std::size_t line = 0;   // of that file, from 1; 0: the file as a whole
+  int system_error = 0;   // the errno behind it; 0: none
+
+  // The same error as one of the file at path.
+  Error In(std::string path) const { return {message, std::move(path), line, system_error}; }
 
   // "FILE:LINE: MESSAGE", with what there is of it.
   std::string Text() const {
@@ -34,8 +38,9 @@ class [[nodiscard]] Result {
   explicit operator bool() const { return outcome_.index() == 0; }
 
   // To be called when there is a value.
-  T& operator*() { return *std::get_if<0>(&outcome_); }
-  const T& operator*() const { return *std::get_if<0>(&outcome_); }
+  T& operator*() & { return *std::get_if<0>(&outcome_); }
+  T&& operator*() && { return std::move(*std::get_if<0>(&outcome_)); }
+  const T& operator*() const& { return *std::get_if<0>(&outcome_); }
   T* operator->() { return std::get_if<0>(&outcome_); }
   const T* operator->() const { return std::get_if<0>(&outcome_); }
 

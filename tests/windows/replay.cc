@@ -49,6 +49,11 @@ std::string ReadFile(const std::string& name) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+// Reads a registry text; what cannot be read is a fault of the comparison itself.
+void ReadText(const std::string& name, RegistryKey& root) {
+  if (!devprep::ReadRegistryText(ReadFile(name), root)) std::abort();
+}
+
 // A machine's registry, local machine only: brought in whole, and the vendor's part taken out.
 #if defined(_WIN32)
 
@@ -100,7 +105,7 @@ void BringIn(const std::string& folder, const Tree& software, const Tree& hardwa
 
 Tree TakeOut(const std::string& folder) {
   RegistryKey root("");
-  devprep::ReadRegistryText(ReadFile(folder + "/registry.reg"), root);
+  ReadText(folder + "/registry.reg", root);
   return root.FindOrAddChild(devprep::kLocalMachineName);
 }
 
@@ -190,7 +195,7 @@ Tree Pass(const Settings& settings, const Tree& software, const Tree& hardware) 
 
 Tree FromFile(const std::filesystem::path& file) {
   RegistryKey root("");
-  devprep::ReadRegistryText(ReadFile(file.string()), root);
+  ReadText(file.string(), root);
   return root.FindOrAddChild(devprep::kLocalMachineName);
 }
 

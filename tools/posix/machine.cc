@@ -21,8 +21,9 @@ UnitAnswers AskUnit(const ScsiAddress& unit) {
 }
 
 void SaveFile(const std::string& file_name, const std::string& text) {
-  const std::string problem = ReplaceFile(file_name, text);
-  if (!problem.empty()) throw Failure(problem);
+  if (const Result<> replaced = ReplaceFile(file_name, text); !replaced) {
+    throw Failure(replaced.Failure().Text());
+  }
 }
 
 }  // namespace devprep::tool

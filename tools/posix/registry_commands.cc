@@ -1,6 +1,4 @@
 // devprep registry: looking into the registry file, and exchanging it with other machines.
-#include <fcntl.h>
-
 #include <iostream>
 #include <memory>
 #include <string>
@@ -9,7 +7,7 @@
 #include "machine.h"
 #include "platform/hardware/device_map_names.h"
 #include "platform/posix/file_ops.h"
-#include "platform/posix/registry_api.h"
+#include "platform/posix/process_registry.h"
 #include "platform/registry/registry_text.h"
 
 namespace devprep::tool {
@@ -35,21 +33,18 @@ void Show(const Options& options, const std::string& key) {
 }
 
 void Import(const Options& options, const std::string& file_name) {
-  const FileHandle file = OpenFile(file_name, O_RDONLY);
-  std::string text;
-  if (!file.IsOpen() || !ReadAll(file, text)) {
-    throw Failure(file_name + ": " + LastErrorText());
-  }
+  const Result<std::string> text = ReadFile(file_name);
+  if (!text) throw Failure(text.Failure().Text());
   // Read it by itself first: what cannot be read whole is not imported in part.
   RegistryKey scratch("");
-  if (const auto problem = ReadRegistryText(text, scratch)) {
-    throw Failure(file_name + ":" + std::to_string(problem->line) + ": " + problem->reason);
+  if (const Result<> read = ReadRegistryText(*text, scratch); !read) {
+    throw Failure(read.Failure().In(file_name).Text());
   }
   bool with_hardware = false;
   InSession(options, Needs::kRegistryToChange, [&] {
     const auto root = RegistryRootForChange();
     if (root == nullptr) throw Failure("");
-    ReadRegistryText(text, *root);
+    if (!ReadRegistryText(*text, *root)) throw Failure("");
     const auto machine = root->FindChild(kLocalMachineName);
     with_hardware = machine != nullptr && machine->RemoveChild(kHardwareKey);
   });

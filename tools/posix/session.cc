@@ -5,7 +5,7 @@
 #include "entry/library.h"
 #include "platform/hardware/asked_source.h"
 #include "platform/posix/hardware.h"
-#include "platform/posix/registry_api.h"
+#include "platform/posix/process_registry.h"
 #include "platform/posix/registry_file.h"
 #include "platform/registry.h"
 #include "posix/progress.h"

@@ -48,8 +48,8 @@ class CaptureSource : public HardwareSource {
 
 OpenedSource OpenCapture(const std::string& path, const std::string& text) {
   const auto root = std::make_shared<RegistryKey>("");
-  if (const auto problem = ReadRegistryText(text, *root)) {
-    return {nullptr, path + ":" + std::to_string(problem->line) + ": " + problem->reason};
+  if (const Result<> read = ReadRegistryText(text, *root); !read) {
+    return {nullptr, read.Failure().In(path).Text()};
   }
   return {std::make_unique<CaptureSource>(
               FindPath(root, std::string(kLocalMachineName) + "\\" + kHardwareKey)),

@@ -4,7 +4,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <system_error>
@@ -13,20 +13,27 @@
 namespace devprep {
 namespace {
 
+constexpr std::size_t kReadStep = 65536;
+
 constinit FileFault current_fault = nullptr;
 
-bool Fails(const char* call) {
-  const int error = current_fault == nullptr ? 0 : current_fault(call);
-  if (error != 0) errno = error;
-  return error != 0;
-}
-
-// Makes a call again while a signal interrupts it.
+// Makes a call, and again while a signal interrupts it. A negative result is an error.
 template <typename Call>
-auto Insist(Call call) {
+auto RetryOnInterrupt(const char* name, Call call) -> decltype(call()) {
+  const int error = current_fault == nullptr ? 0 : current_fault(name);
+  if (error != 0) {
+    errno = error;
+    return -1;
+  }
   auto result = call();
   while (result < 0 && errno == EINTR) result = call();
   return result;
+}
+
+template <typename Call>
+Result<> Do(const char* name, Call call) {
+  if (RetryOnInterrupt(name, call) < 0) return SystemError();
+  return {};
 }
 
 }  // namespace
@@ -44,63 +51,92 @@ FileHandle::~FileHandle() {
 
 int FileHandle::Release() { return std::exchange(fd_, -1); }
 
-FileHandle OpenFile(const std::string& path, int flags, mode_t mode) {
-  if (Fails("open")) return {};
-  return FileHandle(Insist([&] { return ::open(path.c_str(), flags | O_CLOEXEC, mode); }));
+Result<FileHandle> OpenFile(const std::string& path, int flags, mode_t mode) {
+  FileHandle file(
+      RetryOnInterrupt("open", [&] { return ::open(path.c_str(), flags | O_CLOEXEC, mode); }));
+  if (!file.IsOpen()) return SystemError(path);
+  return file;
 }
 
-bool ReadAll(const FileHandle& file, std::string& out) {
-  out.clear();
-  if (Fails("read")) return false;
+Result<std::string> ReadAll(const FileHandle& file, std::size_t max_size) {
   struct stat status {};
-  if (::fstat(file.Get(), &status) == 0 && status.st_size > 0) {
-    out.reserve(static_cast<std::size_t>(status.st_size) + 1);
+  std::size_t size = 0;
+  if (::fstat(file.Get(), &status) == 0 && S_ISREG(status.st_mode)) {
+    size = static_cast<std::size_t>(status.st_size);
   }
-  std::array<char, 65536> block{};
-  off_t at = 0;
-  while (true) {
-    const ssize_t got = Insist([&] { return ::pread(file.Get(), block.data(), block.size(), at); });
-    if (got < 0) return false;
-    if (got == 0) return true;
-    out.append(block.data(), static_cast<std::size_t>(got));
-    at += got;
+  std::string bytes;
+  std::size_t done = 0;
+  while (done <= max_size) {
+    // One byte beyond the file's size shows its end without a second buffer.
+    if (done == bytes.size()) {
+      const std::size_t room = done == 0 && size != 0 ? size + 1 : done + std::max(done, kReadStep);
+      bytes.resize(std::min(room, max_size + 1));
+    }
+    const ssize_t got = RetryOnInterrupt(
+        "read", [&] { return ::read(file.Get(), bytes.data() + done, bytes.size() - done); });
+    if (got < 0) return SystemError();
+    if (got == 0) {
+      bytes.resize(done);
+      return bytes;
+    }
+    done += static_cast<std::size_t>(got);
   }
+  errno = EFBIG;
+  return SystemError();
 }
 
-bool WriteAll(const FileHandle& file, std::string_view bytes) {
+Result<> WriteAll(const FileHandle& file, std::string_view bytes) {
   while (!bytes.empty()) {
-    if (Fails("write")) return false;
-    const ssize_t done = Insist([&] { return ::write(file.Get(), bytes.data(), bytes.size()); });
-    if (done < 0) return false;
+    const ssize_t done =
+        RetryOnInterrupt("write", [&] { return ::write(file.Get(), bytes.data(), bytes.size()); });
+    if (done < 0) return SystemError();
     bytes.remove_prefix(static_cast<std::size_t>(done));
   }
-  return true;
+  return {};
 }
 
-bool SyncFile(const FileHandle& file) { return !Fails("fsync") && ::fsync(file.Get()) == 0; }
-
-bool CloseFile(FileHandle file) {
-  if (Fails("close")) return false;
-  return ::close(file.Release()) == 0;
+Result<> SyncFile(const FileHandle& file) {
+  return Do("fsync", [&] { return ::fsync(file.Get()); });
 }
 
-bool RenameFile(const std::string& from, const std::string& to) {
-  return !Fails("rename") && std::rename(from.c_str(), to.c_str()) == 0;
+Result<> CloseFile(FileHandle file) {
+  // Linux closes the descriptor even where the call is interrupted: it is not made again.
+  return Do("close", [&] {
+    const int closed = ::close(file.Release());
+    return closed < 0 && errno == EINTR ? 0 : closed;
+  });
 }
 
-bool LockExclusively(const FileHandle& file) {
-  return !Fails("flock") && Insist([&] { return ::flock(file.Get(), LOCK_EX); }) == 0;
+Result<> RenameFile(const std::string& from, const std::string& to) {
+  return Do("rename", [&] { return std::rename(from.c_str(), to.c_str()); });
 }
 
-bool MakeFolder(const std::string& path) {
-  if (Fails("mkdir")) return false;
-  return ::mkdir(path.c_str(), 0755) == 0 || errno == EEXIST;
+Result<> LockExclusively(const FileHandle& file) {
+  return Do("flock", [&] { return ::flock(file.Get(), LOCK_EX); });
 }
 
-bool SetMode(const FileHandle& file, mode_t mode) {
-  return !Fails("fchmod") && ::fchmod(file.Get(), mode) == 0;
+Result<> MakeFolder(const std::string& path) {
+  return Do("mkdir", [&] {
+    const int made = ::mkdir(path.c_str(), 0755);
+    return made < 0 && errno == EEXIST ? 0 : made;
+  });
 }
 
-std::string LastErrorText() { return std::generic_category().message(errno); }
+Result<> SetMode(const FileHandle& file, mode_t mode) {
+  return Do("fchmod", [&] { return ::fchmod(file.Get(), mode); });
+}
+
+Result<std::string> ReadFile(const std::string& path, std::size_t max_size) {
+  const Result<FileHandle> file = OpenFile(path, O_RDONLY);
+  if (!file) return file.Failure();
+  Result<std::string> bytes = ReadAll(*file, max_size);
+  if (!bytes) return bytes.Failure().In(path);
+  return bytes;
+}
+
+Error SystemError(std::string file) {
+  const int error = errno;
+  return {std::generic_category().message(error), std::move(file), 0, error};
+}
 
 }  // namespace devprep

@@ -5,10 +5,17 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
+#include "platform/result.h"
+
 namespace devprep {
+
+// The largest file that is read. Registries and captures have some hundred kilobytes; what is
+// beyond this is neither.
+inline constexpr std::size_t kMaxFileSize = std::size_t{64} * 1024 * 1024;
 
 // Asked before every call below, by its name. Returns 0 to let it happen, or the errno that it
 // fails with. Null outside tests.
@@ -34,20 +41,25 @@ class FileHandle {
   int fd_ = -1;
 };
 
-// Each sets errno and returns false, or a handle that is not open, when the call fails. Interrupted
-// calls are made again.
-FileHandle OpenFile(const std::string& path, int flags, mode_t mode = 0);
-bool ReadAll(const FileHandle& file, std::string& out);
-bool WriteAll(const FileHandle& file, std::string_view bytes);
-bool SyncFile(const FileHandle& file);
-bool CloseFile(FileHandle file);
-bool RenameFile(const std::string& from, const std::string& to);
-bool LockExclusively(const FileHandle& file);
-bool MakeFolder(const std::string& path);
-bool SetMode(const FileHandle& file, mode_t mode);
+// Errors of the calls below are SystemError(). They name the file where the call takes a path.
+// Interrupted calls are made again.
+Result<FileHandle> OpenFile(const std::string& path, int flags, mode_t mode = 0);
+// All that is left to read, of a pipe, too. More than max_size bytes are an error (EFBIG).
+Result<std::string> ReadAll(const FileHandle& file, std::size_t max_size = kMaxFileSize);
+Result<> WriteAll(const FileHandle& file, std::string_view bytes);
+Result<> SyncFile(const FileHandle& file);
+Result<> CloseFile(FileHandle file);
+Result<> RenameFile(const std::string& from, const std::string& to);
+Result<> LockExclusively(const FileHandle& file);
+// A folder that is there already is as good.
+Result<> MakeFolder(const std::string& path);
+Result<> SetMode(const FileHandle& file, mode_t mode);
 
-// The last error as text, such as "No space left on device".
-std::string LastErrorText();
+// What is in the file at path.
+Result<std::string> ReadFile(const std::string& path, std::size_t max_size = kMaxFileSize);
+
+// The last error of the operating system, such as "No space left on device", with its number.
+Error SystemError(std::string file = {});
 
 }  // namespace devprep
 

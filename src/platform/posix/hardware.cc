@@ -59,7 +59,12 @@ class HardwareChoice {
   }
 
   void CheckCapture(bool same_name) {
-    switch (capture_.Refresh(name_)) {
+    const Result<WatchedFile::State> state = capture_.Refresh(name_);
+    if (!state) {
+      Use({nullptr, state.Failure().Text()});
+      return;
+    }
+    switch (*state) {
       case WatchedFile::State::kUnchanged:
         if (!same_name) Use(OpenCapture(name_, capture_.Text()));
         break;
@@ -68,9 +73,6 @@ class HardwareChoice {
         break;
       case WatchedFile::State::kMissing:
         Use({nullptr, name_ + ": there is no such hardware capture"});
-        break;
-      case WatchedFile::State::kUnreadable:
-        Use({nullptr, name_ + ": " + capture_.Problem()});
         break;
     }
   }

@@ -93,10 +93,9 @@ std::string ReadCredentials(Credentials& credentials) {
   credentials = {Environment(kIscsiUserVariable), Environment(kIscsiPasswordVariable)};
   const std::string file_name = Environment(kIscsiCredentialsVariable);
   if (!credentials.user.empty() || file_name.empty()) return {};
-  const FileHandle file = OpenFile(file_name, O_RDONLY | O_CLOEXEC);
-  std::string text;
-  if (!file.IsOpen() || !ReadAll(file, text)) return file_name + ": " + LastErrorText();
-  std::string_view rest = text;
+  const Result<std::string> text = ReadFile(file_name);
+  if (!text) return text.Failure().Text();
+  std::string_view rest = *text;
   credentials.user = NextLine(rest);
   credentials.password = NextLine(rest);
   if (credentials.user.empty()) return file_name + ": its first line is to hold the user's name";

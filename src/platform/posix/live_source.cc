@@ -90,11 +90,10 @@ std::vector<std::string> NamesIn(const std::string& folder) {
 
 // An attribute of one line. Nothing when it cannot be read: the device has just gone.
 std::optional<std::string> ReadAttribute(const std::string& path) {
-  const FileHandle file = OpenFile(path, O_RDONLY | O_CLOEXEC);
-  std::string text;
-  if (!file.IsOpen() || !ReadAll(file, text)) return std::nullopt;
-  if (text.ends_with('\n')) text.pop_back();
-  return text;
+  Result<std::string> text = ReadFile(path);
+  if (!text) return std::nullopt;
+  if (text->ends_with('\n')) text->pop_back();
+  return *std::move(text);
 }
 
 std::string Padded(std::string text, std::size_t width) {
@@ -231,14 +230,15 @@ std::string LiveMachine::Open(const ScsiAddress& address) {
     return "cannot be asked: it has no SCSI generic node (is the kernel module sg loaded?)";
   }
   const std::string path = devices_ + '/' + unit->node;
-  FileHandle file = OpenFile(path, O_RDWR | O_NONBLOCK | O_CLOEXEC);
-  if (!file.IsOpen()) {
-    if (errno == ENXIO || errno == ENODEV) return "has gone";
-    const bool refused = errno == EACCES || errno == EPERM;
-    return (refused ? "may not be opened: " : "cannot be opened: ") + path + ": " +
-           LastErrorText() + (refused && geteuid() != 0 ? " (run as root)" : "");
+  Result<FileHandle> file = OpenFile(path, O_RDWR | O_NONBLOCK);
+  if (!file) {
+    const int error = file.Failure().system_error;
+    if (error == ENXIO || error == ENODEV) return "has gone";
+    const bool refused = error == EACCES || error == EPERM;
+    return (refused ? "may not be opened: " : "cannot be opened: ") + file.Failure().Text() +
+           (refused && geteuid() != 0 ? " (run as root)" : "");
   }
-  open_[address] = {std::move(file), {}};
+  open_[address] = {*std::move(file), {}};
   return {};
 }
 
@@ -265,7 +265,7 @@ std::string LiveMachine::Send(const ScsiAddress& address, const InquiryCommand& 
   } while (written < 0 && errno == EINTR);
   if (written < 0) {
     return errno == ENODEV || errno == ENXIO ? "has gone"
-                                             : "cannot be sent a command: " + LastErrorText();
+                                             : "cannot be sent a command: " + SystemError().message;
   }
   node.commands[ticket] = std::move(command);
   return {};
@@ -285,7 +285,8 @@ void LiveMachine::Receive(OpenNode& node, std::vector<FinishedCommand>& finished
   header.pack_id = -1;
   if (read(node.file.Get(), &header, sizeof header) < 0) {
     if (errno != EAGAIN && errno != EINTR) {
-      Fail(node, errno == ENODEV ? "has gone" : "gives no answer: " + LastErrorText(), finished);
+      Fail(node, errno == ENODEV ? "has gone" : "gives no answer: " + SystemError().message,
+           finished);
     }
     return;
   }
@@ -341,7 +342,7 @@ std::vector<FinishedCommand> LiveMachine::Wait(std::chrono::milliseconds most) {
 
 OpenedSource OpenLive(const std::string& sysfs, const std::string& devices) {
   if (access((sysfs + "/bus").c_str(), R_OK | X_OK) != 0) {
-    return {nullptr, sysfs + ": this machine's devices cannot be listed: " + LastErrorText()};
+    return {nullptr, sysfs + ": this machine's devices cannot be listed: " + SystemError().message};
   }
   return {std::make_unique<AskedSource>(std::make_unique<LiveMachine>(sysfs, devices)), {}};
 }

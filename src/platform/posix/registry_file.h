@@ -10,6 +10,7 @@
 #include "platform/posix/file_ops.h"
 #include "platform/posix/watched_file.h"
 #include "platform/registry/registry_key.h"
+#include "platform/result.h"
 
 namespace devprep {
 
@@ -21,9 +22,9 @@ inline constexpr const char* kDefaultRegistry = "/var/lib/devprep/registry.reg";
 std::string RegistryFilePath();
 
 // Replaces the file at path: a new file in the same folder, written, synced, read back and renamed
-// over the old one, whose mode and owner it gets. An empty text when done, else the reason; the old
-// file is then still there. The caller keeps other writers out.
-std::string ReplaceFile(const std::string& path, const std::string& text);
+// over the old one, whose mode and owner it gets. After an error the old file is still there. The
+// caller keeps other writers out.
+Result<> ReplaceFile(const std::string& path, const std::string& text);
 
 class RegistryFile {
  public:
@@ -63,8 +64,9 @@ class RegistryFile {
 
  private:
   int Load();
-  int Refuse(const std::string& problem, int status);
-  bool LockFolder();
+  int Refuse(const Error& error, int status);
+  Result<> LockFolder();
+  Result<> Store();
   bool LookWhetherWritable() const;
   void UseTree(std::shared_ptr<RegistryKey> root);
 

@@ -14,8 +14,6 @@ namespace {
 // A file changed twice within one tick of the clock shows the same times; beyond this age that
 // cannot happen unseen.
 constexpr std::time_t kSettledSeconds = 2;
-// A registry is some hundred kilobytes; what is beyond this is not one.
-constexpr off_t kLargestFile = 256L * 1024 * 1024;
 
 bool SameTime(const timespec& a, const timespec& b) {
   return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
@@ -28,40 +26,34 @@ bool SameFile(const struct stat& a, const struct stat& b) {
 
 }  // namespace
 
-WatchedFile::State WatchedFile::Refresh(const std::string& path) {
+Result<WatchedFile::State> WatchedFile::Refresh(const std::string& path) {
   if (path != path_) {
     path_ = path;
     known_ = false;
   }
   struct stat now {};
-  FileHandle file;
   if (::stat(path.c_str(), &now) == 0) {
     if (known_ && settled_ && SameFile(now, status_)) return State::kUnchanged;
     if (!S_ISREG(now.st_mode)) {
       known_ = false;
-      problem_ = "not a regular file";
-      return State::kUnreadable;
+      return Error{"not a regular file", path};
     }
-    file = OpenFile(path, O_RDONLY);
   }
-  std::string text;
-  bool good = file.IsOpen() && ::fstat(file.Get(), &now) == 0;
-  if (good && now.st_size > kLargestFile) {
-    errno = EFBIG;
-    good = false;
+  const bool was_known = std::exchange(known_, false);
+  const Result<FileHandle> file = OpenFile(path, O_RDONLY);
+  if (!file) {
+    const int error = file.Failure().system_error;
+    if (error == ENOENT || error == ENOTDIR) return State::kMissing;
+    return file.Failure();
   }
-  if (!good || !ReadAll(file, text)) {
-    known_ = false;
-    if (errno == ENOENT || errno == ENOTDIR) return State::kMissing;
-    problem_ = LastErrorText();
-    return State::kUnreadable;
-  }
-  const bool same = known_ && text == text_;
+  if (::fstat(file->Get(), &now) != 0) return SystemError(path);
+  Result<std::string> text = ReadAll(*file);
+  if (!text) return text.Failure().In(path);
   known_ = true;
   settled_ = std::time(nullptr) - now.st_ctim.tv_sec > kSettledSeconds;
   status_ = now;
-  if (same) return State::kUnchanged;
-  text_ = std::move(text);
+  if (was_known && *text == text_) return State::kUnchanged;
+  text_ = *std::move(text);
   return State::kChanged;
 }
 

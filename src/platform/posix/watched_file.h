@@ -6,18 +6,19 @@
 
 #include <string>
 
+#include "platform/result.h"
+
 namespace devprep {
 
 class WatchedFile {
  public:
-  enum class State { kUnchanged, kChanged, kMissing, kUnreadable };
+  enum class State { kUnchanged, kChanged, kMissing };
 
-  // Looks at the file at path. kChanged: Text() is new, or the file has just appeared. kUnreadable:
-  // Problem() says why.
-  State Refresh(const std::string& path);
+  // Looks at the file at path. kChanged: Text() is new, or the file has just appeared. The error,
+  // when the file cannot be read, names it.
+  Result<State> Refresh(const std::string& path);
 
   const std::string& Text() const { return text_; }
-  const std::string& Problem() const { return problem_; }
   // What the last Refresh saw; meaningless after kMissing.
   const struct stat& Status() const { return status_; }
 
@@ -29,7 +30,6 @@ class WatchedFile {
   bool settled_ = false;  // the file was old enough then that a change must show in its times
   std::string path_;
   std::string text_;
-  std::string problem_;
   struct stat status_ {};
 };
 

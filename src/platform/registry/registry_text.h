@@ -2,20 +2,17 @@
 #ifndef DEVPREP_PLATFORM_REGISTRY_REGISTRY_TEXT_H_
 #define DEVPREP_PLATFORM_REGISTRY_REGISTRY_TEXT_H_
 
-#include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/registry/registry_key.h"
+#include "platform/result.h"
 
 namespace devprep {
 
-// Why a text could not be read, and the line (from 1) where that shows.
-struct TextProblem {
-  std::size_t line = 0;
-  std::string reason;
-};
+// The first lines of the editor's two formats.
+inline constexpr std::string_view kHeaderBytes = "REGEDIT4";
+inline constexpr std::string_view kHeaderUnicode = "Windows Registry Editor Version 5.00";
 
 inline constexpr std::string_view kLocalMachineName = "HKEY_LOCAL_MACHINE";
 
@@ -23,8 +20,9 @@ inline constexpr std::string_view kLocalMachineName = "HKEY_LOCAL_MACHINE";
 // 5.00" (UTF-16LE with a byte order mark, or UTF-8) into the tree below root, whose children are
 // the editor's top keys such as HKEY_LOCAL_MACHINE. What the tree holds already stays, as with the
 // editor's import; "[-KEY]" and "name=-" remove. Texts become single bytes: a character beyond
-// U+00FF is a problem. After a problem the tree holds what stood before it.
-std::optional<TextProblem> ReadRegistryText(std::string_view text, RegistryKey& root);
+// U+00FF is an error. The error names the line (from 1), no file; the tree then holds what stood
+// before it.
+Result<> ReadRegistryText(std::string_view text, RegistryKey& root);
 
 // The whole tree below root in the "REGEDIT4" form. ReadRegistryText gives the same tree back.
 std::string WriteRegistryText(const RegistryKey& root);

@@ -11,12 +11,12 @@ namespace {
 // What is written for the tree that a text gives, without first line and top key; or the problem.
 std::string Read(const std::string& text) {
   RegistryKey root("");
-  if (const auto problem = ReadRegistryText(text, root)) {
-    return std::to_string(problem->line) + ": " + problem->reason;
+  if (const Result<> read = ReadRegistryText(text, root); !read) {
+    return std::to_string(read.Failure().line) + ": " + read.Failure().message;
   }
   const std::string written = WriteRegistryText(root);
   RegistryKey again("");
-  EXPECT_FALSE(ReadRegistryText(written, again)) << written;
+  EXPECT_TRUE(ReadRegistryText(written, again)) << written;
   EXPECT_EQ(WriteRegistryText(again), written);
   const std::string head = "REGEDIT4\n\n[HKEY_LOCAL_MACHINE]\n";
   EXPECT_EQ(written.substr(0, head.size()), head.substr(0, written.size()));
@@ -142,7 +142,7 @@ TEST(RegistryText, WritesAnyTreeSoThatItReadsBackInLinesOfTheEditorsWidth) {
   narrow->SetValue("Info", 3, all);
   const std::string text = WriteRegistryText(root);
   RegistryKey again("");
-  ASSERT_FALSE(ReadRegistryText(text, again));
+  ASSERT_TRUE(ReadRegistryText(text, again));
   ASSERT_EQ(again.Children()[0]->Values().size(), key->Values().size());
   for (std::size_t i = 0; i < key->Values().size(); ++i) {
     EXPECT_EQ(again.Children()[0]->Values()[i].name, key->Values()[i].name);
@@ -158,7 +158,7 @@ TEST(RegistryText, RefusesTooManyLevels) {
   for (int level = 1; level < 512; ++level) path += "\\k";
   EXPECT_EQ(Read("REGEDIT4\n[" + path + "\\k]"), "2: more than 512 levels of keys");
   RegistryKey root("");
-  EXPECT_FALSE(ReadRegistryText("REGEDIT4\n[" + path + "]", root));
+  EXPECT_TRUE(ReadRegistryText("REGEDIT4\n[" + path + "]", root));
 }
 
 }  // namespace

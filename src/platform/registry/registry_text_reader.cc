@@ -1,26 +1,22 @@
-#include "platform/registry/registry_text.h"
-
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "platform/registry.h"
+#include "platform/registry/registry_text.h"
+#include "platform/registry/text_decoding.h"
 
 namespace devprep {
 namespace {
 
-constexpr std::string_view kHeaderBytes = "REGEDIT4";
-constexpr std::string_view kHeaderUnicode = "Windows Registry Editor Version 5.00";
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr std::string_view kUtf16Mark = "\xFF\xFE";
 constexpr std::array<std::string_view, 5> kTopKeys = {kLocalMachineName, "HKEY_CLASSES_ROOT",
                                                       "HKEY_CURRENT_USER", "HKEY_USERS",
                                                       "HKEY_CURRENT_CONFIG"};
-// Column after which the editor breaks a line of hex digits.
-constexpr std::size_t kHexLineWidth = 77;
-constexpr char32_t kLastSingleByte = 0xFF;
 
 std::optional<unsigned> HexDigit(char c) {
   if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
@@ -33,100 +29,22 @@ bool IsTextType(std::uint32_t type) {
   return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
 }
 
-// Collects the characters of a Unicode text as single bytes. Comments may hold any character, since
-// they are not kept.
-class SingleByteText {
- public:
-  // False when the character has no single-byte form where one is needed.
-  bool Append(char32_t c) {
-    if (c == U'\n') {
-      ++line_;
-      at_line_start_ = true;
-      in_comment_ = false;
-    } else if (at_line_start_ && c != U' ' && c != U'\t') {
-      at_line_start_ = false;
-      in_comment_ = c == U';';
-    }
-    if (c > kLastSingleByte && !in_comment_) return false;
-    text_.push_back(c > kLastSingleByte ? '?' : static_cast<char>(c));
-    return true;
-  }
-  std::size_t Line() const { return line_; }
-  std::string Take() { return std::move(text_); }
-
- private:
-  std::string text_;
-  std::size_t line_ = 1;
-  bool at_line_start_ = true;
-  bool in_comment_ = false;
-};
-
-std::string NoSingleByteForm(char32_t c) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string text = "character U+";
-  for (int shift = c > 0xFFFFF ? 20 : c > 0xFFFF ? 16 : 12; shift >= 0; shift -= 4) {
-    text.push_back(kDigits[(c >> shift) & 0xF]);
-  }
-  return text.append(" has no single-byte form");
-}
-
-std::optional<TextProblem> DecodeUtf16(std::string_view bytes, std::string& out) {
-  SingleByteText text;
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    const auto unit = static_cast<char32_t>(static_cast<unsigned char>(bytes[i]) |
-                                            static_cast<unsigned char>(bytes[i + 1]) << 8);
-    if (!text.Append(unit)) return TextProblem{text.Line(), NoSingleByteForm(unit)};
-  }
-  if (bytes.size() % 2 != 0) {
-    return TextProblem{text.Line(), "the text ends in the middle of a character"};
-  }
-  out = text.Take();
-  return std::nullopt;
-}
-
-std::optional<TextProblem> DecodeUtf8(std::string_view bytes, std::string& out) {
-  SingleByteText text;
-  for (std::size_t i = 0; i < bytes.size();) {
-    const auto lead = static_cast<unsigned char>(bytes[i]);
-    const std::size_t length = lead < 0x80                    ? 1
-                               : lead >= 0xC2 && lead <= 0xDF ? 2
-                               : lead >= 0xE0 && lead <= 0xEF ? 3
-                               : lead >= 0xF0 && lead <= 0xF4 ? 4
-                                                              : 0;
-    bool good = length != 0 && i + length <= bytes.size();
-    char32_t c = length <= 1 ? lead : lead & (0x7FU >> length);
-    for (std::size_t k = 1; good && k < length; ++k) {
-      const auto next = static_cast<unsigned char>(bytes[i + k]);
-      good = (next & 0xC0U) == 0x80;
-      c = c << 6 | (next & 0x3FU);
-    }
-    if (!good) return TextProblem{text.Line(), "the text is not valid UTF-8"};
-    if (!text.Append(c)) return TextProblem{text.Line(), NoSingleByteForm(c)};
-    i += length;
-  }
-  out = text.Take();
-  return std::nullopt;
-}
-
 class Reader {
  public:
   Reader(std::string_view text, RegistryKey& root) : text_(text), root_(root) {}
 
-  std::optional<TextProblem> Read() {
-    if (!ReadHeader()) return problem_;
+  Result<> Read() {
+    if (!ReadHeader()) return error_;
     while (at_ < text_.size()) {
-      if (!ReadLine()) return problem_;
+      if (!ReadLine()) return error_;
     }
-    return std::nullopt;
+    return {};
   }
 
  private:
-  bool Fail(std::string reason) {
-    problem_ = {line_, std::move(reason)};
-    return false;
-  }
-  bool FailAt(std::size_t line, std::string reason) {
-    problem_ = {line, std::move(reason)};
+  bool Fail(std::string message) { return FailAt(line_, std::move(message)); }
+  bool FailAt(std::size_t line, std::string message) {
+    error_ = {std::move(message), {}, line};
     return false;
   }
 
@@ -153,20 +71,18 @@ class Reader {
     NextLine();
     return true;
   }
-  bool Accept(std::string_view word) {
-    if (CompareNames(text_.substr(at_, word.size()), word) != 0) return false;
-    at_ += word.size();
+  bool Accept(std::string_view keyword) {
+    if (CompareNames(text_.substr(at_, keyword.size()), keyword) != 0) return false;
+    at_ += keyword.size();
     return true;
   }
 
   bool ReadHeader() {
     if (text_.starts_with(kUtf16Mark)) {
-      if (auto bad = DecodeUtf16(text_.substr(kUtf16Mark.size()), decoded_)) return Adopt(*bad);
-      text_ = decoded_;
+      if (!Decode(DecodeUtf16(text_.substr(kUtf16Mark.size())))) return false;
     } else if (text_.starts_with(kUtf8Mark) || text_.starts_with(kHeaderUnicode)) {
       if (text_.starts_with(kUtf8Mark)) text_.remove_prefix(kUtf8Mark.size());
-      if (auto bad = DecodeUtf8(text_, decoded_)) return Adopt(*bad);
-      text_ = decoded_;
+      if (!Decode(DecodeUtf8(text_))) return false;
     }
     std::string_view first = text_.substr(0, text_.find('\n'));
     while (!first.empty() && (first.back() == '\r' || first.back() == ' ')) first.remove_suffix(1);
@@ -177,7 +93,12 @@ class Reader {
     NextLine();
     return true;
   }
-  bool Adopt(const TextProblem& problem) { return FailAt(problem.line, problem.reason); }
+  bool Decode(Result<std::string> decoded) {
+    if (!decoded) return FailAt(decoded.Failure().line, decoded.Failure().message);
+    decoded_ = *std::move(decoded);
+    text_ = decoded_;
+    return true;
+  }
 
   bool ReadLine() {
     SkipBlanks();
@@ -370,11 +291,9 @@ class Reader {
 
   // A text stored as UTF-16LE bytes; half a character at its end is no character.
   bool NarrowText(std::string& data) {
-    std::string narrow;
-    if (auto bad = DecodeUtf16(std::string_view(data).substr(0, data.size() / 2 * 2), narrow)) {
-      return Fail(bad->reason);
-    }
-    data = std::move(narrow);
+    Result<std::string> narrow = DecodeUtf16(std::string_view(data).substr(0, data.size() / 2 * 2));
+    if (!narrow) return Fail(narrow.Failure().message);
+    data = *std::move(narrow);
     return true;
   }
 
@@ -385,119 +304,13 @@ class Reader {
   std::size_t at_ = 0;
   std::size_t line_ = 1;
   bool unicode_ = false;
-  TextProblem problem_;
-};
-
-class Writer {
- public:
-  void Key(std::string& path, const RegistryKey& key) {
-    out_ += "\n[";
-    out_ += path;
-    out_ += "]\n";
-    for (const RegistryValue& value : key.Values()) Value(value);
-    Children(path, key);
-  }
-
-  void Children(std::string& path, const RegistryKey& key) {
-    const std::size_t length = path.size();
-    for (const auto& child : key.Children()) {
-      if (length != 0) path += '\\';
-      path += child->Name();
-      Key(path, *child);
-      path.resize(length);
-    }
-  }
-
-  std::string& Text() { return out_; }
-
- private:
-  void Value(const RegistryValue& value) {
-    line_start_ = out_.size();
-    if (value.name.empty()) {
-      out_ += '@';
-    } else {
-      Quoted(value.name);
-    }
-    out_ += '=';
-    if (IsPlainText(value)) {
-      Quoted(std::string_view(value.data).substr(0, value.data.size() - 1));
-    } else if (value.type == REG_DWORD && value.data.size() == 4) {
-      out_ += "dword:";
-      for (std::size_t i = 4; i-- > 0;) Byte(value.data[i]);
-    } else {
-      Hex(value);
-    }
-    out_ += '\n';
-  }
-
-  static bool IsPlainText(const RegistryValue& value) {
-    if (value.type != REG_SZ || value.data.empty() || value.data.back() != '\0') return false;
-    return std::all_of(value.data.begin(), value.data.end() - 1,
-                       [](char c) { return c >= ' ' && c <= '~'; });
-  }
-
-  void Quoted(std::string_view text) {
-    out_ += '"';
-    for (const char c : text) {
-      if (c == '"' || c == '\\') out_ += '\\';
-      out_ += c;
-    }
-    out_ += '"';
-  }
-
-  void Byte(char byte) {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    const auto bits = static_cast<unsigned char>(byte);
-    out_ += kDigits[bits >> 4];
-    out_ += kDigits[bits & 0xF];
-  }
-
-  void Hex(const RegistryValue& value) {
-    out_ += "hex";
-    if (value.type != REG_BINARY) {
-      static constexpr char kDigits[] = "0123456789abcdef";
-      int shift = 28;
-      while (shift > 0 && value.type >> shift == 0) shift -= 4;
-      out_ += '(';
-      for (; shift >= 0; shift -= 4) out_ += kDigits[value.type >> shift & 0xF];
-      out_ += ')';
-    }
-    out_ += ':';
-    for (std::size_t i = 0; i < value.data.size(); ++i) {
-      Byte(value.data[i]);
-      if (i + 1 == value.data.size()) break;
-      out_ += ',';
-      if (out_.size() - line_start_ > kHexLineWidth - 2) {
-        out_ += "\\\n";
-        line_start_ = out_.size();
-        out_ += "  ";
-      }
-    }
-  }
-
-  std::string out_;
-  std::size_t line_start_ = 0;
+  Error error_;
 };
 
 }  // namespace
 
-std::optional<TextProblem> ReadRegistryText(std::string_view text, RegistryKey& root) {
+Result<> ReadRegistryText(std::string_view text, RegistryKey& root) {
   return Reader(text, root).Read();
-}
-
-std::string WriteRegistryText(const RegistryKey& root) {
-  Writer writer;
-  writer.Text() = std::string(kHeaderBytes) + "\n";
-  std::string path;
-  writer.Children(path, root);
-  return std::move(writer.Text());
-}
-
-std::string WriteKeyText(std::string_view path, const RegistryKey& key) {
-  Writer writer;
-  std::string full(path);
-  writer.Key(full, key);
-  return std::move(writer.Text());
 }
 
 }  // namespace devprep

@@ -1,14 +1,9 @@
-#include "platform/posix/registry_api.h"
-
 #include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "platform/hardware/device_map_names.h"
-#include "platform/posix/hardware.h"
-#include "platform/posix/registry_file.h"
+#include "platform/posix/process_registry.h"
 #include "platform/registry.h"
 
 namespace devprep {
@@ -19,174 +14,6 @@ constexpr LONG kRegistryIoFailed = 1016;
 // security, own; the last two are the generic rights to write and to do all.
 constexpr REGSAM kWriteRights =
     0x0002 | 0x0004 | 0x0020 | 0x00010000 | 0x00040000 | 0x00080000 | 0x40000000 | 0x10000000;
-
-struct OpenKey {
-  std::shared_ptr<RegistryKey> key;
-  REGSAM access = 0;
-  bool hardware = false;      // in the branch of the hardware source
-  std::uintptr_t handle = 0;  // 0: the slot is free
-};
-
-// Owner of the registry of this process: the file's tree, the open handles and the transaction.
-class Registry {
- public:
-  Registry() : file_([this](const auto& from, const auto& to) { MoveHandles(from, to); }) {}
-
-  void Begin() {
-    if (depth_++ != 0) return;
-    HardwareMayHaveChanged();
-    no_hardware_ = false;
-    status_ = file_.Begin();
-  }
-
-  bool Commit() {
-    if (--depth_ != 0) return true;
-    // What was learnt of half a machine is not stored. What was only read stands.
-    const bool half_known = HardwareLost() && file_.Changed();
-    if (!no_hardware_ && !half_known) return file_.Commit();
-    file_.Abandon();
-    return false;
-  }
-
-  void Abandon() {
-    if (--depth_ == 0) file_.Abandon();
-  }
-
-  LONG Status() const { return status_; }
-  bool Writable() { return file_.Writable(); }
-  bool PrepareChange() { return file_.PrepareChange(); }
-  void MarkChanged() { file_.MarkChanged(); }
-  const std::shared_ptr<RegistryKey>& Root() const { return file_.Root(); }
-
-  // The open key behind a handle. Null for a handle that is not open.
-  OpenKey* Find(HKEY handle) {
-    if (handle == HKEY_LOCAL_MACHINE) {
-      local_machine_.key = file_.LocalMachine();
-      return &local_machine_;
-    }
-    const auto number = reinterpret_cast<std::uintptr_t>(handle);
-    const std::size_t slot = (number / kHandleStep) % kMostHandles;
-    if (number == 0 || slot >= open_.size() || open_[slot].handle != number) return nullptr;
-    return &open_[slot];
-  }
-
-  HKEY Add(std::shared_ptr<RegistryKey> key, REGSAM access, bool hardware) {
-    std::size_t slot = 0;
-    if (!free_.empty()) {
-      slot = free_.back();
-      free_.pop_back();
-    } else if (open_.size() == kMostHandles) {
-      return nullptr;
-    } else {
-      slot = open_.size();
-      open_.emplace_back();
-    }
-    // A slot's next handle differs from the last, so that a handle used after close is noticed. The
-    // serial number begins at 1: no handle is 0.
-    serial_ = serial_ % kSerials + 1;
-    const std::uintptr_t number = (serial_ * kMostHandles + slot) * kHandleStep;
-    open_[slot] = {std::move(key), access, hardware, number};
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): handles are opaque numbers.
-    return reinterpret_cast<HKEY>(number);
-  }
-
-  bool Close(HKEY handle) {
-    if (handle == HKEY_LOCAL_MACHINE) return true;
-    OpenKey* open = Find(handle);
-    if (open == nullptr) return false;
-    free_.push_back(static_cast<std::size_t>(open - open_.data()));
-    *open = {};
-    return true;
-  }
-
-  // The key at path below an open key. status tells why it is null. hardware: whether it lies in
-  // the branch of the hardware source.
-  std::shared_ptr<RegistryKey> Walk(const OpenKey& from, std::string_view path, bool& hardware,
-                                    LONG& status) {
-    status = ERROR_FILE_NOT_FOUND;
-    hardware = from.hardware;
-    const bool from_top = from.key == file_.LocalMachine();
-    if (from_top && memo_key_ != nullptr && path.starts_with(memo_path_) && !memo_key_->Deleted()) {
-      const std::string_view rest = path.substr(memo_path_.size());
-      if (rest.empty()) return memo_key_;
-      if (rest.front() == '\\') return FindPath(memo_key_, rest.substr(1));
-    }
-    const std::string_view first = path.substr(0, path.find('\\'));
-    if (from_top && CompareNames(first, kHardwareKey) == 0) {
-      hardware = true;
-      HardwareSource* source = CurrentHardware();
-      if (source == nullptr) {
-        // To go on as if nothing were attached would empty the configuration.
-        no_hardware_ = true;
-        status_ = ERROR_BADDB;
-        status = status_;
-        return nullptr;
-      }
-      const auto branch = source->Branch();
-      if (branch == nullptr) return nullptr;
-      return FindPath(branch, path.substr(std::min(first.size() + 1, path.size())));
-    }
-    auto key = FindPath(from.key, path);
-    if (key != nullptr && from_top && first.size() != path.size()) {
-      memo_path_ = path;
-      memo_key_ = key;
-    }
-    return key;
-  }
-
- private:
-  static constexpr std::uintptr_t kHandleStep = 4;  // never the number of a predefined key
-  static constexpr std::size_t kMostHandles = 4096;
-  static constexpr std::uintptr_t kSerials = 0x10000;
-
-  // Handles outlive a reload of the file: each goes on with the key that is now at its path.
-  void MoveHandles(const std::shared_ptr<RegistryKey>& from,
-                   const std::shared_ptr<RegistryKey>& to) {
-    memo_key_ = nullptr;
-    for (OpenKey& open : open_) {
-      if (open.handle == 0 || open.hardware) continue;
-      std::string path;
-      auto moved = PathOf(*from, *open.key, path) ? FindPath(to, path) : nullptr;
-      if (moved != nullptr) {
-        open.key = std::move(moved);
-      } else {
-        // A key of its own that counts as deleted.
-        auto parent = std::make_shared<RegistryKey>("");
-        open.key = parent->FindOrAddChild(open.key->Name());
-        parent->RemoveChild(open.key->Name());
-      }
-    }
-  }
-
-  static bool PathOf(const RegistryKey& top, const RegistryKey& wanted, std::string& path) {
-    for (const auto& child : top.Children()) {
-      const std::size_t length = path.size();
-      if (length != 0) path += '\\';
-      path += child->Name();
-      if (child.get() == &wanted || PathOf(*child, wanted, path)) return true;
-      path.resize(length);
-    }
-    return false;
-  }
-
-  RegistryFile file_;
-  int depth_ = 0;
-  LONG status_ = ERROR_SUCCESS;  // of every open in this transaction
-  bool no_hardware_ = false;     // it was asked for, and could not be had
-  OpenKey local_machine_{nullptr, KEY_ALL_ACCESS, false, 0};
-  std::vector<OpenKey> open_;
-  std::vector<std::size_t> free_;
-  std::uintptr_t serial_ = 0;
-  // The last key that was reached over several levels from the top, but for those below the one
-  // before: nearly every operation starts at the tape engine key.
-  std::string memo_path_;
-  std::shared_ptr<RegistryKey> memo_key_;
-};
-
-Registry& TheRegistry() {
-  static Registry registry;
-  return registry;
-}
 
 // A registry call: the transaction around it, and the open key that it starts from.
 class Call {
@@ -216,8 +43,8 @@ class Call {
 
   // To be called before a change. Afterwards From() is up to date.
   LONG PrepareChange() const {
-    if (from_->hardware || !TheRegistry().Writable()) return ERROR_ACCESS_DENIED;
-    if (!TheRegistry().PrepareChange()) return ERROR_ACCESS_DENIED;
+    if (from_->hardware || !TheRegistry().File().Writable()) return ERROR_ACCESS_DENIED;
+    if (!TheRegistry().File().PrepareChange()) return ERROR_ACCESS_DENIED;
     if (from_->handle == 0) TheRegistry().Find(HKEY_LOCAL_MACHINE);
     return from_->key->Deleted() ? ERROR_KEY_DELETED : ERROR_SUCCESS;
   }
@@ -225,7 +52,7 @@ class Call {
   // Ends the transaction of a call that may have changed something.
   LONG Finish(LONG status, bool changed = true) {
     finished_ = true;
-    if (changed) TheRegistry().MarkChanged();
+    if (changed) TheRegistry().File().MarkChanged();
     return TheRegistry().Commit() ? status : kRegistryIoFailed;
   }
 
@@ -259,7 +86,7 @@ LONG CheckPath(std::string_view path) {
 REGSAM Grant(REGSAM wanted, bool hardware) {
   const bool as_much_as_possible = (wanted & MAXIMUM_ALLOWED) != 0;
   const bool writable = ((wanted & kWriteRights) == 0 && !as_much_as_possible) ||
-                        (!hardware && TheRegistry().Writable());
+                        (!hardware && TheRegistry().File().Writable());
   if (as_much_as_possible) return writable ? KEY_ALL_ACCESS : KEY_READ;
   return writable ? wanted : 0;
 }
@@ -304,24 +131,6 @@ void StoreLongest(DWORD* where, const Items& items, Length length) {
 }
 
 }  // namespace
-
-void RegistryAbandon() { TheRegistry().Abandon(); }
-
-void RegistryBegin() { TheRegistry().Begin(); }
-bool RegistryCommit() { return TheRegistry().Commit(); }
-
-bool RegistryReadable() { return TheRegistry().Status() == ERROR_SUCCESS; }
-bool RegistryWritable() { return TheRegistry().Writable(); }
-
-std::shared_ptr<RegistryKey> RegistryRoot() {
-  return RegistryReadable() ? TheRegistry().Root() : nullptr;
-}
-
-std::shared_ptr<RegistryKey> RegistryRootForChange() {
-  if (!RegistryReadable() || !RegistryWritable() || !TheRegistry().PrepareChange()) return nullptr;
-  TheRegistry().MarkChanged();
-  return TheRegistry().Root();
-}
 
 }  // namespace devprep
 
