@@ -15,7 +15,6 @@
 #include "records/group_record.h"
 #include "records/raid_records.h"
 #include "store/numbered_key.h"
-#include "store/product_paths.h"
 #include "store/registry_store.h"
 
 namespace devprep {
@@ -132,12 +131,13 @@ void WriteRaid(std::uint16_t number, std::uint16_t units, Cabling cabling) {
     FormatAddress(OldDevice(changer, units, cabling).Address, element);
     AppendElement(&changers, element);
   }
-  const NumberedKey key(kRaidKeyPrefix, number);
-  StoreSetString(key.name, kRaidInfoValue, tapes.text);
-  StoreSetDword(key.name, kRaidLevelValue, 5);
-  StoreSetDword(key.name, kRaidStripeSizeValue, 4);
-  StoreSetDword(key.name, kRaidLinkPositionValue, 1);
-  StoreSetString(key.name, kRaidChangersValue, changers.text);
+  KeyHandle key;
+  StoreCreateSubkey(NumberedKey(kRaidKeyPrefix, number).name, &key);
+  StoreSetString(key, kRaidInfoValue, tapes.text);
+  StoreSetDword(key, kRaidLevelValue, 5);
+  StoreSetDword(key, kRaidStripeSizeValue, 4);
+  StoreSetDword(key, kRaidLinkPositionValue, 1);
+  StoreSetString(key, kRaidChangersValue, changers.text);
 }
 
 void SetText(RegistryKey* key, std::string_view name, std::string_view text) {
@@ -187,7 +187,6 @@ Machine BuildMachine(std::uint16_t units, std::uint16_t raids, Cabling cabling) 
   Machine machine;
   machine.hardware = BuildCapture(units);
   RegistryBegin();
-  SetBasePaths();
   for (std::uint16_t n = 0; n < devices; ++n) {
     const DeviceRecord record = OldDevice(n, devices, cabling);
     WriteDeviceRecord(&record);

@@ -205,10 +205,10 @@ Members RaidMembers(std::uint16_t raid, const char* value_name, const std::uint1
   Members members;
   for (std::uint16_t i = 0; i < count; ++i) {
     std::uint16_t became = new_devices[i];
-    if (became != kMemberGone) {
+    if (became != kDeviceGone) {
       char element[kAddressElementSize];
       FormatAddress(FoundDevices[became].Address, element);
-      if (std::strstr(list, element) == nullptr) became = kMemberGone;
+      if (std::strstr(list, element) == nullptr) became = kDeviceGone;
     }
     members.push_back({old_devices[i], became});
   }

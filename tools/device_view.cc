@@ -1,7 +1,5 @@
 #include "device_view.h"
 
-#include <algorithm>
-
 #include "output.h"
 #include "platform/raw_scsi.h"
 #include "records/raid_records.h"
@@ -12,10 +10,6 @@
 
 namespace devprep::tool {
 namespace {
-
-bool Holds(const std::uint16_t* numbers, std::uint16_t count, std::uint16_t wanted) {
-  return std::find(numbers, numbers + count, wanted) != numbers + count;
-}
 
 std::vector<RaidInfo> ReadRaids() {
   std::vector<RaidInfo> raids;
@@ -36,8 +30,8 @@ std::uint16_t View(std::uint16_t number, const std::vector<RaidInfo>& raids, Dev
     device.masked = true;
   }
   for (const RaidInfo& raid : raids) {
-    if (Holds(raid.TapeDevices, raid.TapeCount, number) ||
-        Holds(raid.ChangerDevices, raid.ChangerCount, number)) {
+    if (HoldsDevice(raid.TapeDevices, raid.TapeCount, number) ||
+        HoldsDevice(raid.ChangerDevices, raid.ChangerCount, number)) {
       device.raids.push_back(raid.RaidNumber);
     }
   }
@@ -106,10 +100,6 @@ std::string ExplainNoDevice(std::uint16_t number, const DeviceViews& views) {
   return name + " cannot be read (" + std::to_string(views.unreadable.front().status) +
          "): its stored record is " +
          (views.unreadable.front().status == DEVPREP_NO_DEVICE ? "missing" : "malformed");
-}
-
-bool IsDriveDisabled(const DeviceInfo& info, std::uint16_t i) {
-  return i < 32 && (info.DisabledDrives >> i & 1U) != 0;
 }
 
 }  // namespace devprep::tool

@@ -45,9 +45,6 @@ DeviceViews ViewDevices(std::optional<std::uint16_t> only = std::nullopt);
 // Why a device is not in the view.
 std::string ExplainNoDevice(std::uint16_t number, const DeviceViews& views);
 
-// Whether entry i of the reserved drives is disabled.
-bool IsDriveDisabled(const DeviceInfo& info, std::uint16_t i);
-
 }  // namespace devprep::tool
 
 #endif  // DEVPREP_TOOLS_DEVICE_VIEW_H_

@@ -18,7 +18,8 @@ namespace {
 Json DrivesJson(const DeviceInfo& info) {
   Json drives = Json::array();
   for (std::uint16_t i = 0; i < info.ReservedDriveCount; ++i) {
-    drives.push_back({{"number", info.ReservedDrives[i]}, {"disabled", IsDriveDisabled(info, i)}});
+    drives.push_back({{"number", info.ReservedDrives[i]},
+                      {"disabled", IsDriveDisabled(info.DisabledDrives, i)}});
   }
   return drives;
 }
@@ -49,7 +50,7 @@ std::string DrivesText(const DeviceInfo& info) {
   for (std::uint16_t i = 0; i < info.ReservedDriveCount; ++i) {
     if (!text.empty()) text += ", ";
     text += std::to_string(info.ReservedDrives[i]);
-    if (IsDriveDisabled(info, i)) text += " (disabled)";
+    if (IsDriveDisabled(info.DisabledDrives, i)) text += " (disabled)";
   }
   return text;
 }

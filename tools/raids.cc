@@ -10,16 +10,12 @@
 #include "commands.h"
 #include "device_view.h"
 #include "output.h"
-#include "records/device_cache.h"
 #include "records/raid_records.h"
 #include "setup/raid_setup.h"
-#include "store/registry_store.h"
 #include "words.h"
 
 namespace devprep::tool {
 namespace {
-
-constexpr std::uint16_t kDefaultRaidLevel = 5;
 
 std::string Named(const char* noun, std::uint16_t number) {
   return std::string(noun) + " " + std::to_string(number);
@@ -105,116 +101,68 @@ void ListRaids(const Options& options, std::optional<std::uint16_t> number, bool
   PrintJson({{"raids", raids}});
 }
 
-bool RaidExists(std::uint16_t number) {
-  HKEY key = OpenRaidKey(number);
-  if (key == nullptr) return false;
-  RegCloseKey(key);
-  return true;
-}
-
-// The device, or why its record cannot be had.
-std::string ReadDevice(std::uint16_t number, DeviceRecord& record) {
-  record.Number = number;
-  const std::uint16_t status = GetDeviceRecord(&record);
-  if (status == kStatusOk) return {};
-  return Named("device", number) +
-         (status == DEVPREP_NO_DEVICE ? " is not configured" : " has a malformed stored record");
-}
-
-std::string ExplainModel(const RaidInfo& raid, const DeviceRecord& device) {
-  const bool changer = device.Type == kTypeChanger;
-  if ((changer ? raid.ChangerCount : raid.TapeCount) == 0) return {};
-  DeviceRecord first = {};
-  first.Number = changer ? raid.ChangerDevices[0] : raid.TapeDevices[0];
-  if (GetDeviceRecord(&first) != kStatusOk || IsSameModel(first, device)) return {};
-  return Named("device", device.Number) + " is not of the model of " +
-         Named("device", first.Number) + ", the first member of its kind";
-}
-
-std::string ExplainRefusedChanger(const RaidInfo& raid, const DeviceRecord& changer) {
-  const std::string name = Named("changer", changer.Number);
-  const std::string tapes =
-      Named("RAID", raid.RaidNumber) + " has " + Count(raid.TapeCount, "tape");
-  if (changer.ReservedDriveCount == 0) {
-    return tapes + ", but " + name + " has no reserved drives to share them with";
-  }
-  if (raid.TapeCount % changer.ReservedDriveCount != 0 && !IsChangerInRaid(raid, changer.Number)) {
-    return tapes + ", which is no multiple of the " + Count(changer.ReservedDriveCount, "drive") +
-           " reserved to " + name;
-  }
-  return tapes + " that belong to no changer; a changer can only join it while it is empty";
-}
-
-std::string ExplainRefusedDrive(const RaidInfo& raid, std::uint16_t drive) {
-  const std::string name = Named("drive", drive);
-  std::uint16_t own = 0;
-  if (!FindChangerOfDrive(drive, &own)) {
-    return name + " is reserved to no changer, but this RAID is backed by changers";
-  }
-  std::uint16_t incomplete = 0;
-  if (!FindIncompleteChanger(raid, &incomplete)) {
-    return "every changer of this RAID has all its drives in it already";
-  }
-  return name + " belongs to " + Named("changer", own) + ", but " + Named("changer", incomplete) +
-         " of this RAID still has free drives";
-}
-
-std::string ExplainRefusal(const RaidInfo& raid, const DeviceRecord& device, bool strict) {
-  std::string reason = strict ? ExplainModel(raid, device) : "";
-  if (!reason.empty()) return reason;
-  return device.Type == kTypeChanger ? ExplainRefusedChanger(raid, device)
-                                     : ExplainRefusedDrive(raid, device.Number);
-}
-
-std::string ExplainLimit(const RaidInfo& raid, const DeviceRecord& device) {
+// Why an edit of a RAID was refused, in a sentence.
+std::string ExplainRefusal(const RaidEdit& edit, std::uint16_t number) {
+  const std::string raid = Named("RAID", number);
+  const std::string device = Named("device", edit.device);
+  const std::string drive = Named("drive", edit.device);
+  const std::string changer = Named("changer", edit.device);
+  const std::string tapes = raid + " has " + Count(edit.tapes, "tape");
   const std::string limit = Count(kMaxRaidMembers, "tape drive") + " over all RAIDs";
-  if (RaidMemberTotal >= kMaxRaidMembers) return "there are " + limit + ", and no more are allowed";
-  if (raid.Level == 1 && raid.TapeCount >= 2) {
-    return "a RAID of level 1 takes two tapes, and " + Named("RAID", raid.RaidNumber) + " has them";
+  switch (edit.refusal) {
+    case RaidRefusal::kNone:
+      break;
+    case RaidRefusal::kNoRaid:
+      return "there is no " + raid;
+    case RaidRefusal::kRaidNotReadable:
+      return raid + " cannot be read";
+    case RaidRefusal::kRaidNotStored:
+      return raid + " cannot be stored";
+    case RaidRefusal::kRaidLimit:
+      return "there are " + std::to_string(kMaxRaids) + " RAIDs, and no more are allowed";
+    case RaidRefusal::kNoTapeEngineKey:
+      return "there must be a configuration first (devprep configure)";
+    case RaidRefusal::kNoDevice:
+      return device + " is not configured";
+    case RaidRefusal::kDeviceNotReadable:
+      return device + " has a malformed stored record";
+    case RaidRefusal::kAlreadyMember:
+      return device + " is in " + raid + " already";
+    case RaidRefusal::kNotAMember:
+      return device + " is not in " + raid;
+    case RaidRefusal::kLastDriveNotAMember:
+      return "the last of the enabled drives of " + changer + " was not in " + raid +
+             "; what was, has been taken out";
+    case RaidRefusal::kFirstNotReadable:
+      return "the first member, whose model is asked for, cannot be read";
+    case RaidRefusal::kOtherModel:
+      return device + " is not of the model of " + Named("device", edit.other) +
+             ", the first member of its kind";
+    case RaidRefusal::kMemberLimit:
+      return "there are " + limit + ", and no more are allowed";
+    case RaidRefusal::kDrivesAboveLimit:
+      return "with the free drives of " + changer + " there would be more than " + limit;
+    case RaidRefusal::kMirrorFull:
+      return "a RAID of level " + std::to_string(kMirrorLevel) + " takes " +
+             Count(kMaxMirrorTapes, "tape") + ", and " + raid + " has them";
+    case RaidRefusal::kListFull:
+      return "the list of " + raid + " is full";
+    case RaidRefusal::kNothingToShare:
+      return tapes + ", but " + changer + " has no reserved drives to share them with";
+    case RaidRefusal::kUnevenShare:
+      return tapes + ", which is no multiple of the " + Count(edit.drives, "drive") +
+             " reserved to " + changer;
+    case RaidRefusal::kTapesWithoutChanger:
+      return tapes + " that belong to no changer; a changer can only join it while it is empty";
+    case RaidRefusal::kDriveWithoutChanger:
+      return drive + " is reserved to no changer, but " + raid + " is backed by changers";
+    case RaidRefusal::kChangersComplete:
+      return "every changer of " + raid + " has all its drives in it already";
+    case RaidRefusal::kOtherChangersTurn:
+      return drive + " belongs to " + Named("changer", edit.other) + ", but " +
+             Named("changer", edit.next) + " of this RAID still has free drives";
   }
-  if (raid.TapeCount >= kMaxRaidListEntries) return "the RAID's list is full";
-  return "with the free drives of " + Named("changer", device.Number) +
-         " there would be more than " + limit;
-}
-
-std::string ExplainAssignment(std::uint16_t status, std::uint16_t number, std::uint16_t device,
-                              bool strict) {
-  DeviceRecord record = {};
-  std::string no_device = ReadDevice(device, record);
-  RaidInfo raid = {};
-  const bool readable = devprep::RaidSetUpGetRaidInfo(number, &raid) == DEVPREP_OK;
-  if (!readable && status != DEVPREP_MEMBER_LIMIT) {
-    return RaidExists(number) ? Named("RAID", number) + " cannot be read"
-                              : "there is no " + Named("RAID", number);
-  }
-  if (!no_device.empty()) return no_device;
-  switch (status) {
-    case DEVPREP_DEVICE_REFUSED:
-      return ExplainRefusal(raid, record, strict);
-    case DEVPREP_ALREADY_MEMBER:
-      return Named("device", device) + " is in " + Named("RAID", number) + " already";
-    case DEVPREP_MEMBER_LIMIT:
-      return ExplainLimit(raid, record);
-    case DEVPREP_RAID_STORE_FAILED:
-      return "the lists of " + Named("RAID", number) + " cannot be stored";
-    default:
-      return strict ? "the first member, whose model is asked for, cannot be read"
-                    : "a device record cannot be read";
-  }
-}
-
-std::string ExplainRelease(std::uint16_t status, std::uint16_t number, std::uint16_t device) {
-  DeviceRecord record = {};
-  std::string no_device = ReadDevice(device, record);
-  if (!no_device.empty()) return no_device;
-  if (!RaidExists(number)) return "there is no " + Named("RAID", number);
-  if (status == DEVPREP_NOT_A_MEMBER) {
-    return record.Type == kTypeChanger
-               ? "the last of the enabled drives of " + Named("changer", device) + " was not in " +
-                     Named("RAID", number) + "; what was, has been taken out"
-               : Named("device", device) + " is not in " + Named("RAID", number);
-  }
-  return "the lists of " + Named("RAID", number) + " cannot be read or stored";
+  return {};
 }
 
 // Runs an edit in a session with the members counted, as they are after a configuration pass. The
@@ -222,65 +170,50 @@ std::string ExplainRelease(std::uint16_t status, std::uint16_t number, std::uint
 void Edit(const Options& options, const std::function<std::string()>& edit) {
   std::string refusal;
   InSession(options, Needs::kEngineAndHardware, [&] {
-    CountRaidMembers(&RaidMemberTotal);
+    CountRaidMembers();
     refusal = edit();
   });
   if (!refusal.empty()) throw Failure(refusal);
 }
 
-std::string Refused(std::uint16_t status, const std::string& reason) {
-  return "refused (" + std::to_string(status) + "): " + reason;
+std::string Refused(const RaidEdit& edit, std::uint16_t number) {
+  return "refused (" + std::to_string(edit.status) + "): " + ExplainRefusal(edit, number);
 }
 
 std::string Create(std::uint16_t level) {
   std::uint16_t number = 0;
-  const std::uint16_t status = ::RaidSetUpCreateRaid(level, 0, &number);
-  if (status == DEVPREP_RAID_LIMIT)
-    return Refused(status, "there are 8 RAIDs, and no more are allowed");
-  if (status != DEVPREP_OK) {
-    return Refused(status,
-                   "the RAID's key cannot be made; there must be a configuration first (devprep "
-                   "configure)");
-  }
+  const RaidEdit edit = CreateRaid(level, &number);
+  if (edit.status != DEVPREP_OK) return Refused(edit, number);
   std::cout << "RAID " << number << " created with level " << level << ".\n";
   return {};
 }
 
 std::string Remove(std::uint16_t number) {
-  const bool exists = RaidExists(number);
-  const std::uint16_t status = ::RaidSetUpRemoveRaid(number);
-  if (status != DEVPREP_OK) {
-    return Refused(status, exists ? Named("RAID", number) + " cannot be deleted"
-                                  : "there is no " + Named("RAID", number));
-  }
+  const RaidEdit edit = RemoveRaid(number);
+  if (edit.status != DEVPREP_OK) return Refused(edit, number);
   std::cout << "RAID " << number << " removed. RAIDs with higher numbers have moved down by one.\n";
   return {};
 }
 
 std::string Assign(std::uint16_t number, std::uint16_t device, bool strict) {
-  const std::uint16_t before = RaidMemberTotal;
-  const std::uint16_t status =
-      ::RaidSetUpAssignDeviceToRaid(number, device, strict ? kStrictMatch : 0);
-  if (status != DEVPREP_OK) {
-    return Refused(status, ExplainAssignment(status, number, device, strict));
-  }
+  const RaidEdit edit = AssignDeviceToRaid(number, device, strict ? kStrictMatch : 0);
+  if (edit.status != DEVPREP_OK) return Refused(edit, number);
   std::cout << "Device " << device << " assigned to RAID " << number << ": "
-            << Count(static_cast<std::size_t>(RaidMemberTotal - before), "tape") << " added.\n";
+            << Count(edit.tapes, "tape") << " added.\n";
   return {};
 }
 
 std::string Release(std::uint16_t number, std::uint16_t device) {
-  const std::uint16_t before = RaidMemberTotal;
-  const std::uint16_t status = ::RaidSetUpRemoveDeviceFromRaid(number, device);
-  if (status != DEVPREP_OK) return Refused(status, ExplainRelease(status, number, device));
+  const RaidEdit edit = RemoveDeviceFromRaid(number, device);
+  if (edit.status != DEVPREP_OK) return Refused(edit, number);
   std::cout << "Device " << device << " released from RAID " << number << ": "
-            << Count(static_cast<std::size_t>(before - RaidMemberTotal), "tape") << " taken out.\n";
+            << Count(edit.tapes, "tape") << " taken out.\n";
   return {};
 }
 
 // The library would make a RAID's key that is not there, with this one value in it.
 std::string SetNumber(std::uint16_t number, const char* what, std::uint16_t value,
-                      std::uint16_t (*set)(std::uint16_t, std::uint16_t)) {
+                      void (*set)(std::uint16_t, std::uint16_t)) {
   if (!RaidExists(number)) return "there is no " + Named("RAID", number);
   set(number, value);
   std::cout << "RAID " << number << " has " << what << ' ' << value << " now.\n";
@@ -343,16 +276,14 @@ void AddRaidCommands(CLI::App& app, const Options& options) {
   CLI::App* level = AddRaidCommand(raid, "level", "Set a RAID's level", &a->number);
   level->add_option("level", a->value, "Level")->required()->option_text("L");
   level->callback([&options, arguments] {
-    Edit(options, [&] {
-      return SetNumber(arguments->number, "level", arguments->value, ::RaidSetUpSetRaidLevel);
-    });
+    Edit(options,
+         [&] { return SetNumber(arguments->number, "level", arguments->value, SetRaidLevel); });
   });
   CLI::App* link = AddRaidCommand(raid, "link", "Set a RAID's link position", &a->number);
   link->add_option("position", a->value, "Link position")->required()->option_text("P");
   link->callback([&options, arguments] {
     Edit(options, [&] {
-      return SetNumber(arguments->number, "link position", arguments->value,
-                       ::RaidSetUpSetLinkPosition);
+      return SetNumber(arguments->number, "link position", arguments->value, SetRaidLinkPosition);
     });
   });
 }

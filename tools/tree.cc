@@ -41,7 +41,8 @@ Ports BuildTree(const DeviceViews& views) {
       const DeviceView* drive = FindDevice(views, info.ReservedDrives[i]);
       if (drive == nullptr || drive == &changer || drive->info.ReservedDriveCount != 0) continue;
       held.insert(drive->info.Number);
-      drives_of[info.Number].push_back({drive, IsDriveDisabled(info, i) ? "disabled" : "", {}});
+      drives_of[info.Number].push_back(
+          {drive, IsDriveDisabled(info.DisabledDrives, i) ? "disabled" : "", {}});
     }
   }
   Ports ports;

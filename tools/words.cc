@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "platform/hardware/hardware_map.h"
 #include "reconfig/reconfigure.h"
 #include "records/group_record.h"
 
@@ -47,11 +48,7 @@ std::string TypeWord(std::uint16_t type) {
 }
 
 std::string AddressWord(const DeviceAddress& address) {
-  std::string text = std::to_string(address.Board);
-  for (const std::uint16_t part : {address.Bus, address.ScsiId, address.Lun}) {
-    text.append(":").append(std::to_string(part));
-  }
-  return text;
+  return AddressText(ScsiAddressOf(address));
 }
 
 std::string CriterionWord(MatchCriterion criterion) {

@@ -4,8 +4,8 @@
 #include <cstdio>
 
 #include "platform/modules.h"
-#include "platform/registry.h"
 #include "store/diagnostic_log.h"
+#include "store/key_handle.h"
 #include "store/product_paths.h"
 
 namespace devprep {
@@ -15,13 +15,12 @@ constinit IsLibraryRegular IsLibraryRegularHook = nullptr;
 namespace {
 
 constexpr std::size_t kModulePathSize = 256;
-constexpr std::size_t kHomeKeyPathSize = 256;
 constexpr const char* kAcslsModule = "ACSLSLNK.DLL";
 constexpr const char* kVirtualLibraryModule = "VLMLNK.DLL";
 
 using InitAcsls = void(DEVPREP_MODULE_CALL*)();
 using Initialize = std::uint32_t(DEVPREP_MODULE_CALL*)();
-using OpenHomeKey = decltype(&RegOpenKeyA);
+using OpenHomeKey = decltype(&KeyHandle::Open);
 
 template <typename Entry>
 Entry FindEntry(HMODULE module, const char* name) {
@@ -33,20 +32,18 @@ int LastError() { return static_cast<int>(GetLastError()); }
 // Loads a module from the home directory. Without a home directory, or with one so long that the
 // path does not fit, the path stays empty and the load fails.
 HMODULE LoadFromHome(OpenHomeKey open_home_key, const char* module_name) {
-  char key_path[kHomeKeyPathSize];
-  std::snprintf(key_path, sizeof key_path, kHomeKeyFormat, BaseKeyPath);
   char module_path[kModulePathSize] = "";
-  HKEY key = nullptr;
-  if (open_home_key(HKEY_LOCAL_MACHINE, key_path, &key) == ERROR_SUCCESS) {
-    char home[kHomeValueSize];
-    if (ReadHomeValue(key, home)) {
+  KeyHandle key;
+  if ((key.*open_home_key)(HKEY_LOCAL_MACHINE, kHomeKeyPath.text, MAXIMUM_ALLOWED) ==
+      ERROR_SUCCESS) {
+    char home[kHomePathSize];
+    if (ReadHomeValue(key.Get(), home)) {
       const int length =
           std::snprintf(module_path, sizeof module_path, "%s\\%s", home, module_name);
       if (length < 0 || static_cast<std::size_t>(length) >= sizeof module_path) {
         module_path[0] = '\0';
       }
     }
-    RegCloseKey(key);
   }
   return LoadLibraryExA(module_path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
 }
@@ -54,7 +51,7 @@ HMODULE LoadFromHome(OpenHomeKey open_home_key, const char* module_name) {
 }  // namespace
 
 void StartAcslsLink() {
-  HMODULE module = LoadFromHome(RegCreateKeyA, kAcslsModule);
+  HMODULE module = LoadFromHome(&KeyHandle::Create, kAcslsModule);
   if (module == nullptr) {
     LogMessage("Unable to load ACSLSLNK.DLL library EC %d", LastError());
     return;
@@ -64,7 +61,7 @@ void StartAcslsLink() {
 }
 
 void StartVirtualLibraryManager() {
-  HMODULE module = LoadFromHome(RegOpenKeyA, kVirtualLibraryModule);
+  HMODULE module = LoadFromHome(&KeyHandle::Open, kVirtualLibraryModule);
   if (module == nullptr) {
     LogMessage("Unable to load VLMLNK.DLL library EC %d", LastError());
     return;

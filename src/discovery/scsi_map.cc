@@ -2,10 +2,11 @@
 
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "platform/hardware/device_map_names.h"
-#include "platform/registry.h"
 #include "store/ascii_case.h"
+#include "store/key_handle.h"
 
 namespace devprep {
 
@@ -17,7 +18,6 @@ constexpr REGSAM kMapAccess = KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
 constexpr std::size_t kTypeSize = 30;
 constexpr std::size_t kLevelNameSize = 32;
 constexpr const char* kMapKeys[] = {kHardwareKey, kDeviceMapKey, kScsiMapKey};
-constexpr std::size_t kMapLevels = 3;
 
 // A level of the map: keys named by a prefix and a number below limit. Ports are counted instead:
 // they are taken to run densely from 0.
@@ -25,7 +25,6 @@ struct MapLevel {
   const char* prefix;
   std::uint32_t limit;
 };
-constexpr MapLevel kPortLevel = {kPortKeyPrefix, 0};
 constexpr MapLevel kUnitLevels[] = {
     {kBusKeyPrefix, kBusLimit}, {kTargetKeyPrefix, kTargetLimit}, {kUnitKeyPrefix, kUnitLimit}};
 constexpr std::size_t kUnitLevelCount = 3;
@@ -44,37 +43,35 @@ constexpr PeripheralWord kPeripheralWords[] = {
 };
 
 // Opens the key "Scsi" of the map. Returns 0, 209 or 212.
-std::uint16_t OpenMap(HKEY* scsi) {
-  HKEY parent = HKEY_LOCAL_MACHINE;
-  for (std::size_t level = 0; level < kMapLevels; ++level) {
-    HKEY key = nullptr;
-    const LONG status = RegOpenKeyExA(parent, kMapKeys[level], 0, kMapAccess, &key);
-    if (level != 0) RegCloseKey(parent);
-    if (status != ERROR_SUCCESS) return level == 0 ? kMapHardwareNotOpened : kMapNotOpened;
-    parent = key;
+std::uint16_t OpenMap(KeyHandle* scsi) {
+  for (const char* name : kMapKeys) {
+    KeyHandle key;
+    if (key.Open(*scsi ? scsi->Get() : HKEY_LOCAL_MACHINE, name, kMapAccess) != ERROR_SUCCESS) {
+      return *scsi ? kMapNotOpened : kMapHardwareNotOpened;
+    }
+    *scsi = std::move(key);
   }
-  *scsi = parent;
   return 0;
 }
 
-bool CountSubkeys(HKEY key, DWORD* count) {
-  return RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, count, nullptr, nullptr, nullptr, nullptr,
-                          nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+bool CountSubkeys(const KeyHandle& key, DWORD* count) {
+  return RegQueryInfoKeyA(key.Get(), nullptr, nullptr, nullptr, count, nullptr, nullptr, nullptr,
+                          nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
 }
 
-HKEY OpenNumbered(HKEY parent, const char* prefix, std::uint32_t number) {
+KeyHandle OpenNumbered(const KeyHandle& parent, const char* prefix, std::uint32_t number) {
   char name[kLevelNameSize];
   std::snprintf(name, sizeof name, "%s%u", prefix, static_cast<unsigned>(number));
-  HKEY key = nullptr;
-  if (RegOpenKeyExA(parent, name, 0, kMapAccess, &key) != ERROR_SUCCESS) return nullptr;
+  KeyHandle key;
+  key.Open(parent.Get(), name, kMapAccess);
   return key;
 }
 
 // Reads a text value that must fit, with its NUL, into size bytes.
-bool ReadText(HKEY key, const char* value_name, char* text, std::size_t size) {
+bool ReadText(const KeyHandle& key, const char* value_name, char* text, std::size_t size) {
   std::memset(text, 0, size);
   auto read = static_cast<DWORD>(size);
-  return RegQueryValueExA(key, value_name, nullptr, nullptr, reinterpret_cast<BYTE*>(text),
+  return RegQueryValueExA(key.Get(), value_name, nullptr, nullptr, reinterpret_cast<BYTE*>(text),
                           &read) == ERROR_SUCCESS;
 }
 
@@ -85,7 +82,7 @@ std::uint8_t PeripheralTypeOf(const char* word) {
   return kPeripheralDisk;
 }
 
-void ReadUnit(HKEY unit, const std::uint32_t* address, ScsiMapTable* table) {
+void ReadUnit(const KeyHandle& unit, const std::uint32_t* address, ScsiMapTable* table) {
   ScsiMapEntry entry = {address[0], address[1], address[2], address[3], {}, 0};
   char type[kTypeSize + 1] = {};
   if (!ReadText(unit, kIdentifierValue, entry.Identifier, sizeof entry.Identifier) ||
@@ -103,13 +100,14 @@ void ReadUnit(HKEY unit, const std::uint32_t* address, ScsiMapTable* table) {
 
 // Visits the keys of one level in ascending order. Once as many were found as parent has sub-keys,
 // no further number needs to be tried.
-void ScanLevel(HKEY parent, std::size_t level, std::uint32_t* address, ScsiMapTable* table) {
+void ScanLevel(const KeyHandle& parent, std::size_t level, std::uint32_t* address,
+               ScsiMapTable* table) {
   DWORD subkeys = 0;
   const bool counted = CountSubkeys(parent, &subkeys);
   DWORD found = 0;
   for (std::uint32_t n = 0; n < kUnitLevels[level].limit && !(counted && found == subkeys); ++n) {
-    HKEY key = OpenNumbered(parent, kUnitLevels[level].prefix, n);
-    if (key == nullptr) continue;
+    const KeyHandle key = OpenNumbered(parent, kUnitLevels[level].prefix, n);
+    if (!key) continue;
     ++found;
     address[level + 1] = n;
     if (level + 1 == kUnitLevelCount) {
@@ -117,25 +115,23 @@ void ScanLevel(HKEY parent, std::size_t level, std::uint32_t* address, ScsiMapTa
     } else {
       ScanLevel(key, level + 1, address, table);
     }
-    RegCloseKey(key);
   }
 }
 
 }  // namespace
 
 std::uint16_t CountScsiPorts(std::uint16_t* count) {
-  HKEY scsi = nullptr;
+  KeyHandle scsi;
   const std::uint16_t status = OpenMap(&scsi);
   if (status != 0) return status;
   DWORD ports = 0;
   const bool counted = CountSubkeys(scsi, &ports);
-  RegCloseKey(scsi);
   *count = counted ? static_cast<std::uint16_t>(ports) : 0;
   return counted ? 0 : kMapNoKeyInformation;
 }
 
 std::uint16_t ScanScsiDeviceMap(ScsiMapTable* table) {
-  HKEY scsi = nullptr;
+  KeyHandle scsi;
   const std::uint16_t status = OpenMap(&scsi);
   if (status != 0) return status;
   table->Count = 0;
@@ -143,13 +139,11 @@ std::uint16_t ScanScsiDeviceMap(ScsiMapTable* table) {
   DWORD ports = 0;
   if (!CountSubkeys(scsi, &ports)) ports = 0;
   for (DWORD port = 0; port < ports; ++port) {
-    HKEY key = OpenNumbered(scsi, kPortLevel.prefix, port);
-    if (key == nullptr) continue;
+    const KeyHandle key = OpenNumbered(scsi, kPortKeyPrefix, port);
+    if (!key) continue;
     std::uint32_t address[kUnitLevelCount + 1] = {port, 0, 0, 0};
     ScanLevel(key, 0, address, table);
-    RegCloseKey(key);
   }
-  RegCloseKey(scsi);
   return 0;
 }
 

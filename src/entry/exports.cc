@@ -3,6 +3,7 @@
 #include "entry/library.h"
 #include "platform/registry.h"
 #include "records/device_cache.h"
+#include "records/raid_member_total.h"
 #include "records/raid_records.h"
 #include "setup/device_listing.h"
 #include "setup/raid_setup.h"
@@ -15,10 +16,10 @@ namespace {
 template <typename Operation>
 std::uint16_t AsTransaction(Operation operation) {
   RegistryBegin();
-  const std::uint16_t members_before = RaidMemberTotal;
+  const std::uint16_t members_before = RaidMemberTotal();
   const std::uint16_t status = operation();
   if (RegistryCommit()) return status;
-  RaidMemberTotal = members_before;
+  SetRaidMemberTotal(members_before);
   ResetDeviceCache();
   return DEVPREP_FAILED;
 }
@@ -54,28 +55,34 @@ std::uint16_t RaidSetUpGetRaidInfo(std::uint16_t number, RaidInfo* info) {
 std::uint16_t RaidSetUpAssignDeviceToRaid(std::uint16_t raid, std::uint16_t device,
                                           std::uint8_t strict_match) {
   return AsTransaction(
-      [=] { return devprep::RaidSetUpAssignDeviceToRaid(raid, device, strict_match); });
+      [=] { return devprep::AssignDeviceToRaid(raid, device, strict_match).status; });
 }
 
 std::uint16_t RaidSetUpRemoveDeviceFromRaid(std::uint16_t raid, std::uint16_t device) {
-  return AsTransaction([=] { return devprep::RaidSetUpRemoveDeviceFromRaid(raid, device); });
+  return AsTransaction([=] { return devprep::RemoveDeviceFromRaid(raid, device).status; });
 }
 
-std::uint16_t RaidSetUpCreateRaid(std::uint16_t level, std::uint32_t unused,
+std::uint16_t RaidSetUpCreateRaid(std::uint16_t level, std::uint32_t /*unused*/,
                                   std::uint16_t* number) {
-  return AsTransaction([=] { return devprep::RaidSetUpCreateRaid(level, unused, number); });
+  return AsTransaction([=] { return devprep::CreateRaid(level, number).status; });
 }
 
 std::uint16_t RaidSetUpRemoveRaid(std::uint16_t raid) {
-  return AsTransaction([=] { return devprep::RaidSetUpRemoveRaid(raid); });
+  return AsTransaction([=] { return devprep::RemoveRaid(raid).status; });
 }
 
 std::uint16_t RaidSetUpSetRaidLevel(std::uint16_t raid, std::uint16_t level) {
-  AsTransaction([=] { return devprep::RaidSetUpSetRaidLevel(raid, level); });
+  AsTransaction([=] {
+    devprep::SetRaidLevel(raid, level);
+    return DEVPREP_OK;
+  });
   return DEVPREP_OK;
 }
 
 std::uint16_t RaidSetUpSetLinkPosition(std::uint16_t raid, std::uint16_t position) {
-  AsTransaction([=] { return devprep::RaidSetUpSetLinkPosition(raid, position); });
+  AsTransaction([=] {
+    devprep::SetRaidLinkPosition(raid, position);
+    return DEVPREP_OK;
+  });
   return DEVPREP_OK;
 }

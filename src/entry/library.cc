@@ -1,8 +1,5 @@
 #include "entry/library.h"
 
-#include <cstddef>
-#include <cstdio>
-
 #include "discovery/library_hooks.h"
 #include "discovery/scsi_map.h"
 #include "discovery/scsi_probe.h"
@@ -11,7 +8,9 @@
 #include "reconfig/raid_carry_over.h"
 #include "reconfig/reconfigure.h"
 #include "records/device_cache.h"
+#include "records/raid_member_total.h"
 #include "records/raid_records.h"
+#include "store/key_handle.h"
 #include "store/product_config.h"
 #include "store/product_paths.h"
 
@@ -21,19 +20,11 @@ namespace {
 constinit std::uint16_t AttachCount = 0;
 constinit std::uint16_t FirstPassPending = 1;
 
-constexpr std::size_t kSimKeyPathSize = 256;
-
 }  // namespace
 
 bool SimKeyExists() {
-  char path[kSimKeyPathSize];
-  std::snprintf(path, sizeof path, "%s\\TapeEngine\\Sim", BaseKeyPath);
-  HKEY key = nullptr;
-  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path, 0, KEY_ALL_ACCESS, &key) != ERROR_SUCCESS) {
-    return false;
-  }
-  RegCloseKey(key);
-  return true;
+  KeyHandle key;
+  return key.Open(HKEY_LOCAL_MACHINE, kSimKeyPath.text, KEY_ALL_ACCESS) == ERROR_SUCCESS;
 }
 
 std::uint16_t SetUpInitTapesvrConfig() {
@@ -48,14 +39,14 @@ std::uint16_t SetUpInitTapesvrConfig() {
     ResetDeviceCache();
     ReconfigureDevices();
   }
-  CountRaidMembers(&RaidMemberTotal);
+  CountRaidMembers();
   return 0;
 }
 
 void ResetProcessState() {
   AttachCount = 0;
   FirstPassPending = 1;
-  ResetProductPaths();
+  ResetHomePath();
   ResetProductConfig();
   ResetLibraryHooks();
   ResetScsiMap();
@@ -63,7 +54,7 @@ void ResetProcessState() {
   ResetDeviceCache();
   ResetDeviceMatch();
   ResetReconfigure();
-  ResetRaidRecords();
+  SetRaidMemberTotal(0);
   ResetRaidCarryOver();
 }
 
@@ -73,7 +64,6 @@ int APIENTRY DllMain(HINSTANCE /*module*/, DWORD reason, void* /*reserved*/) {
   if (reason == DLL_PROCESS_ATTACH) {
     if (devprep::AttachCount == 0) {
       devprep::LoadSupportModule();
-      devprep::SetBasePaths();
       devprep::ReadHomePath();
     }
     ++devprep::AttachCount;

@@ -25,7 +25,7 @@ void CarryOverList(std::uint16_t raid, const char* value_name, std::uint16_t* de
     DeviceRecord old_record = {};
     old_record.Number = devices[i];
     ReadDeviceRecord(&old_record);
-    devices[i] = kMemberGone;
+    devices[i] = kDeviceGone;
     std::uint16_t found = 0;
     if (MatchDevice(&old_record, &found) != kMatched) continue;
     moved = moved || found != old_record.Number;

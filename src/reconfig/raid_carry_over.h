@@ -9,10 +9,8 @@
 
 namespace devprep {
 
-inline constexpr std::uint16_t kMemberGone = 65535;
-
 // What became of one RAID's members in the last carry-over: entry i of a New list is the found
-// device that entry i of the Old list was paired with, or kMemberGone.
+// device that entry i of the Old list was paired with, or kDeviceGone.
 struct CarriedRaid {
   bool Read;  // false: there was no such RAID, or it could not be read
   RaidInfo Old;
@@ -25,7 +23,7 @@ extern CarriedRaid CarriedRaids[kMaxRaids];
 // clear on return. Returns 0.
 std::uint16_t CarryOverRaids();
 
-// The same for one RAID, whose device numbers in info become the new ones, or kMemberGone. Returns
+// The same for one RAID, whose device numbers in info become the new ones, or kDeviceGone. Returns
 // 0.
 std::uint16_t CarryOverRaid(RaidInfo* info);
 

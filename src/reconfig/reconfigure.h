@@ -9,7 +9,6 @@
 
 namespace devprep {
 
-inline constexpr std::uint16_t kDeviceGone = 65535;
 inline constexpr std::uint32_t kNoWorkingStorage = 63570;
 inline constexpr std::uint16_t kNumberNotMapped = 65535;
 

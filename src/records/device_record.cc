@@ -43,16 +43,16 @@ constexpr Setting kDeviceSettings[] = {
     {"CleaningTapeSlot", &DeviceRecord::CleaningTapeSlot, kNotSet},
     {"DefaultBlockFactor", &DeviceRecord::DefaultBlockFactor, kNotSet},
 };
+constexpr std::uint16_t kDisabledDrivesBits = 32;
 constexpr const char* kDisabledDrivesValue = "DisabledDrives";
+
+constexpr const char* kReservedDrivesValue = "ReservedDrives";
+constexpr const char* kUnReservedDrivesValue = "UnReservedDrives";
 
 NumberedKey DeviceKey(std::uint16_t number) { return {kDeviceKeyPrefix, number}; }
 
-const char* DriveListValue(bool reserved) {
-  return reserved ? "ReservedDrives" : "UnReservedDrives";
-}
-
 template <std::size_t N>
-void ReadSettings(const char* key, const Setting (&settings)[N], DeviceRecord* record) {
+void ReadSettings(const KeyHandle& key, const Setting (&settings)[N], DeviceRecord* record) {
   for (const Setting& setting : settings) {
     record->*setting.field =
         static_cast<std::uint16_t>(StoreGetDword(key, setting.name, setting.default_value));
@@ -60,7 +60,7 @@ void ReadSettings(const char* key, const Setting (&settings)[N], DeviceRecord* r
 }
 
 template <std::size_t N>
-void WriteSettings(const char* key, const Setting (&settings)[N], const DeviceRecord* record) {
+void WriteSettings(const KeyHandle& key, const Setting (&settings)[N], const DeviceRecord* record) {
   for (const Setting& setting : settings) {
     const std::uint16_t value = record->*setting.field;
     if (value != setting.default_value) StoreSetDword(key, setting.name, value);
@@ -68,11 +68,35 @@ void WriteSettings(const char* key, const Setting (&settings)[N], const DeviceRe
 }
 
 // The first size bytes of a value, whatever its type; zeros where it has none.
-void ReadBytes(const char* key, const char* value_name, std::uint8_t* bytes, std::size_t size) {
+void ReadBytes(const KeyHandle& key, const char* value_name, std::uint8_t* bytes,
+               std::size_t size) {
   std::uint8_t data[kBinaryBufferSize] = {};
-  DWORD read = sizeof data;
-  StoreGetBinary(key, value_name, data, &read);
+  StoreGetBytes(key, value_name, data, sizeof data);
   std::memcpy(bytes, data, size);
+}
+
+// Loads a list of a changer's drives: up to kMaxDriveListEntries entries. An item without a number
+// counts, its entry stays as it was.
+void ReadDriveList(const KeyHandle& key, const char* value_name, std::uint16_t* entries,
+                   std::uint16_t* count) {
+  char list[kDriveListSize];
+  StoreGetString(key, value_name, "", list, sizeof list);
+  ParseDriveList(list, entries, count);
+}
+
+// Stores the first count entries, if any. What does not fit into the 99 characters that can be read
+// back is left out, entries whole.
+void WriteDriveList(const KeyHandle& key, const char* value_name, const std::uint16_t* entries,
+                    std::uint16_t count) {
+  if (count == 0) return;
+  char list[kDriveListSize] = "";
+  std::size_t length = 0;
+  for (std::uint16_t i = 0; i < std::min<std::size_t>(count, kMaxDriveListEntries); ++i) {
+    char entry[8];
+    std::snprintf(entry, sizeof entry, i == 0 ? "%d" : ",%d", entries[i]);
+    if (!AppendText(list, sizeof list, &length, entry)) break;
+  }
+  StoreSetString(key, value_name, list);
 }
 
 // Accepts the literal text and the number behind it.
@@ -84,6 +108,14 @@ bool ScanField(const char** at, const char* literal, std::uint16_t* number) {
 }
 
 }  // namespace
+
+bool HoldsDevice(const std::uint16_t* devices, std::uint16_t count, std::uint16_t number) {
+  return std::find(devices, devices + count, number) != devices + count;
+}
+
+bool IsDriveDisabled(std::uint32_t disabled_drives, std::uint16_t position) {
+  return position < kDisabledDrivesBits && (disabled_drives >> position & 1U) != 0;
+}
 
 bool IsProbedType(std::uint16_t type) {
   return type == kTypeTape || type == kTypeChanger || type == kTypeTapeEngine;
@@ -119,48 +151,50 @@ std::uint16_t ParseDeviceInfo(char* info, DeviceRecord* record) {
 }
 
 std::uint16_t ReadDeviceRecord(DeviceRecord* record) {
-  const NumberedKey key = DeviceKey(record->Number);
+  const KeyHandle key = StoreOpenSubkey(DeviceKey(record->Number).name, KEY_QUERY_VALUE);
   char info[kInfoSize];
-  StoreGetString(key.name, kInfoValue, kNoInfo, info, sizeof info);
+  StoreGetString(key, kInfoValue, kNoInfo, info, sizeof info);
   if (std::strcmp(info, kNoInfo) == 0) return kDeviceNotConfigured;
   const std::uint16_t status = ParseDeviceInfo(info, record);
   if (status != kStatusOk) return status;
   if (record->Type == kTypeChanger) {
-    ReadDriveList(record->Number, record->ReservedDrives, &record->ReservedDriveCount, true);
-    ReadDriveList(record->Number, record->UnReservedDrives, &record->UnReservedDriveCount, false);
-    record->DisabledDrives = StoreGetDword(key.name, kDisabledDrivesValue, 0);
-    ReadSettings(key.name, kChangerSettings, record);
+    ReadDriveList(key, kReservedDrivesValue, record->ReservedDrives, &record->ReservedDriveCount);
+    ReadDriveList(key, kUnReservedDrivesValue, record->UnReservedDrives,
+                  &record->UnReservedDriveCount);
+    record->DisabledDrives = StoreGetDword(key, kDisabledDrivesValue, 0);
+    ReadSettings(key, kChangerSettings, record);
   }
-  ReadSettings(key.name, kDeviceSettings, record);
-  ReadBytes(key.name, kSerialNumberValue, record->SerialNumber, sizeof record->SerialNumber);
-  ReadBytes(key.name, kWorldWideIdValue, record->WorldWideID, sizeof record->WorldWideID);
+  ReadSettings(key, kDeviceSettings, record);
+  ReadBytes(key, kSerialNumberValue, record->SerialNumber, sizeof record->SerialNumber);
+  ReadBytes(key, kWorldWideIdValue, record->WorldWideID, sizeof record->WorldWideID);
   return kStatusOk;
 }
 
 std::uint16_t WriteDeviceRecord(const DeviceRecord* record) {
-  const NumberedKey key = DeviceKey(record->Number);
-  StoreDeleteValue(key.name, kInfoValue);
+  KeyHandle key;
+  if (StoreCreateSubkey(DeviceKey(record->Number).name, &key) != kStatusOk) {
+    return kRecordNotWritten;
+  }
+  // Written anew, "Info" stands behind the values that stay.
+  RegDeleteValueA(key.Get(), kInfoValue);
   char info[kInfoSize];
   const DeviceAddress& address = record->Address;
   std::snprintf(info, sizeof info, kInfoFormat, address.Board, address.Bus, address.ScsiId,
                 address.Lun, record->Type, static_cast<int>(kDescriptionSize - 1),
                 record->Description);
-  if (StoreSetString(key.name, kInfoValue, info) != kStatusOk) return kRecordNotWritten;
+  if (StoreSetString(key, kInfoValue, info) != kStatusOk) return kRecordNotWritten;
   if (record->Type == kTypeChanger) {
-    if (record->ReservedDriveCount != 0) {
-      WriteDriveList(record->Number, record->ReservedDrives, record->ReservedDriveCount, true);
-    }
-    if (record->UnReservedDriveCount != 0) {
-      WriteDriveList(record->Number, record->UnReservedDrives, record->UnReservedDriveCount, false);
-    }
+    WriteDriveList(key, kReservedDrivesValue, record->ReservedDrives, record->ReservedDriveCount);
+    WriteDriveList(key, kUnReservedDrivesValue, record->UnReservedDrives,
+                   record->UnReservedDriveCount);
     if (record->DisabledDrives != 0) {
-      StoreSetDword(key.name, kDisabledDrivesValue, record->DisabledDrives);
+      StoreSetDword(key, kDisabledDrivesValue, record->DisabledDrives);
     }
-    WriteSettings(key.name, kChangerSettings, record);
+    WriteSettings(key, kChangerSettings, record);
   }
-  WriteSettings(key.name, kDeviceSettings, record);
-  StoreSetBinary(key.name, kSerialNumberValue, record->SerialNumber, sizeof record->SerialNumber);
-  StoreSetBinary(key.name, kWorldWideIdValue, record->WorldWideID, sizeof record->WorldWideID);
+  WriteSettings(key, kDeviceSettings, record);
+  StoreSetBinary(key, kSerialNumberValue, record->SerialNumber, sizeof record->SerialNumber);
+  StoreSetBinary(key, kWorldWideIdValue, record->WorldWideID, sizeof record->WorldWideID);
   return kStatusOk;
 }
 
@@ -177,38 +211,13 @@ void ParseDriveList(char* list, std::uint16_t* entries, std::uint16_t* count) {
   }
 }
 
-std::uint16_t ReadDriveList(std::uint16_t number, std::uint16_t* entries, std::uint16_t* count,
-                            bool reserved) {
-  char list[kDriveListSize];
-  StoreGetString(DeviceKey(number).name, DriveListValue(reserved), "", list, sizeof list);
-  ParseDriveList(list, entries, count);
-  return kStatusOk;
-}
-
-std::uint16_t WriteDriveList(std::uint16_t number, const std::uint16_t* entries,
-                             std::uint16_t count, bool reserved) {
-  char list[kDriveListSize] = "";
-  std::size_t length = 0;
-  for (std::uint16_t i = 0; i < std::min<std::size_t>(count, kMaxDriveListEntries); ++i) {
-    char entry[8];
-    std::snprintf(entry, sizeof entry, i == 0 ? "%d" : ",%d", entries[i]);
-    if (!AppendText(list, sizeof list, &length, entry)) break;
-  }
-  StoreSetString(DeviceKey(number).name, DriveListValue(reserved), list);
-  return kStatusOk;
-}
-
 std::uint16_t DeleteDeviceRecord(std::uint16_t number) {
   return StoreDeleteSubkey(DeviceKey(number).name);
 }
 
 std::uint16_t CountDeviceRecords(std::uint16_t* count) {
-  std::uint16_t values = 0;
   *count = 0;
-  while (*count < kMaxDeviceRecords &&
-         StoreCountValues(DeviceKey(*count).name, &values) == kStatusOk) {
-    ++*count;
-  }
+  while (*count < kMaxDeviceRecords && StoreSubkeyExists(DeviceKey(*count).name)) ++*count;
   return kStatusOk;
 }
 

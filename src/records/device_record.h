@@ -14,7 +14,8 @@ inline constexpr std::size_t kDescriptionSize = 40;  // with the terminating zer
 inline constexpr std::size_t kMaxDriveListEntries = 32;
 inline constexpr std::size_t kSerialNumberSize = 32;
 inline constexpr std::uint16_t kMaxDeviceRecords = 255;
-inline constexpr std::uint16_t kNotSet = 65535;  // CleaningTapeSlot, DefaultBlockFactor
+inline constexpr std::uint16_t kDeviceGone = 65535;  // a device number in whose place there is none
+inline constexpr std::uint16_t kNotSet = 65535;      // CleaningTapeSlot, DefaultBlockFactor
 
 // Device type codes. They follow from the SCSI peripheral device type (SPC-4); kTypeTapeEngine is
 // the tape engine's own, probed like tape drives and changers.
@@ -70,6 +71,13 @@ struct DeviceRecord {
   std::uint8_t WorldWideID[kWorldWideIdSize];    // all zero: none
 };
 
+// Whether a list of device numbers holds one.
+bool HoldsDevice(const std::uint16_t* devices, std::uint16_t count, std::uint16_t number);
+
+// Whether the entry at a position of a changer's reserved drives is disabled, by its
+// DisabledDrives. Positions from 32 on have no bit and are enabled.
+bool IsDriveDisabled(std::uint32_t disabled_drives, std::uint16_t position);
+
 // Whether devices of this type are asked for inquiry data, serial number and World Wide ID.
 bool IsProbedType(std::uint16_t type);
 
@@ -84,23 +92,16 @@ bool HasWorldWideId(const DeviceRecord& record);
 // Whether the device has a serial number: one that begins with ten zero bytes counts as none.
 bool HasSerialNumber(const DeviceRecord& record);
 
-// Loads the record from the key "DEVICE%d" of its Number. Returns 0; 3 no key or no "Info"; 219
+// Loads the record from the key "DEVICE%d" of its Number. An entry of a drive list that is no
+// number counts and stays as it was. Returns 0; 3 no key or no "Info"; 219
 // "Info" malformed, the items before the break are then filled.
 std::uint16_t ReadDeviceRecord(DeviceRecord* record);
 
-// Stores the record, creating its key if needed. Values at their defaults are not written; one that
-// is stored already then stays. Returns 0; 214 "Info" cannot be written, nothing more is then.
+// Stores the record, creating its key if needed. Values at their defaults and empty drive lists are
+// not written; what is stored of them already then stays. Of a drive list the entries that fit
+// whole into the 99 characters that can be read back are stored. Returns 0; 214 "Info" cannot be
+// written, nothing more is then.
 std::uint16_t WriteDeviceRecord(const DeviceRecord* record);
-
-// Loads the reserved or unreserved drives of a changer: up to kMaxDriveListEntries entries. An item
-// without a number counts, its entry stays as it was. Returns 0.
-std::uint16_t ReadDriveList(std::uint16_t number, std::uint16_t* entries, std::uint16_t* count,
-                            bool reserved);
-
-// Stores the first count entries. What does not fit into the 99 characters that can be read back is
-// left out, entries whole. Returns 0 whatever the store reports.
-std::uint16_t WriteDriveList(std::uint16_t number, const std::uint16_t* entries,
-                             std::uint16_t count, bool reserved);
 
 // Deletes the key. Returns 0, 209 or 217 (store).
 std::uint16_t DeleteDeviceRecord(std::uint16_t number);

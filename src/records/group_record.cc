@@ -113,11 +113,8 @@ void FormatGroupText(const GroupRecord* record, GroupText* out) {
 }  // namespace
 
 std::uint16_t CountGroups(std::uint16_t* count) {
-  std::uint16_t values = 0;
   *count = 0;
-  while (*count < kMaxGroups && StoreCountValues(GroupKey(*count).name, &values) == kStatusOk) {
-    ++*count;
-  }
+  while (*count < kMaxGroups && StoreSubkeyExists(GroupKey(*count).name)) ++*count;
   return kStatusOk;
 }
 
@@ -141,13 +138,12 @@ void ParseGroupText(char* text, GroupRecord* record) {
 }
 
 std::uint16_t ReadGroupRecord(GroupRecord* record) {
-  const NumberedKey key = GroupKey(record->Number);
+  const KeyHandle key = StoreOpenSubkey(GroupKey(record->Number).name, KEY_ALL_ACCESS);
   char name[kGroupValueNameSize] = "";
   char text[kGroupTextSize] = "";
   DWORD name_size = sizeof name;
   DWORD text_size = sizeof text;
-  DWORD type = REG_NONE;
-  if (StoreGetFirstValue(key.name, name, &name_size, &type, text, &text_size) != kStatusOk) {
+  if (StoreGetFirstValue(key, name, &name_size, text, &text_size) != kStatusOk) {
     return kGroupNotRead;
   }
   text[sizeof text - 1] = '\0';
@@ -156,18 +152,20 @@ std::uint16_t ReadGroupRecord(GroupRecord* record) {
   std::snprintf(record->Name, sizeof record->Name, "%.*s", static_cast<int>(kGroupNameSize - 1),
                 name);
   if (text[0] == '\0') return kStatusOk;
-  record->Attribute = StoreGetDword(key.name, kAttributeValue, 0);
+  record->Attribute = StoreGetDword(key, kAttributeValue, 0);
   ParseGroupText(text, record);
   return kStatusOk;
 }
 
 std::uint16_t WriteGroupRecord(const GroupRecord* record) {
-  const NumberedKey key = GroupKey(record->Number);
-  StoreDeleteSubkey(key.name);
+  const NumberedKey name = GroupKey(record->Number);
+  StoreDeleteSubkey(name.name);
   GroupText text;
   FormatGroupText(record, &text);
-  if (StoreSetString(key.name, record->Name, text.text) != kStatusOk) return kRecordNotWritten;
-  StoreSetDword(key.name, kAttributeValue, record->Attribute);
+  KeyHandle key;
+  StoreCreateSubkey(name.name, &key);
+  if (StoreSetString(key, record->Name, text.text) != kStatusOk) return kRecordNotWritten;
+  StoreSetDword(key, kAttributeValue, record->Attribute);
   return kStatusOk;
 }
 

@@ -4,23 +4,17 @@
 #include <cstring>
 
 #include "records/device_cache.h"
+#include "records/raid_member_total.h"
 #include "store/numbered_key.h"
 #include "store/product_paths.h"
 #include "store/registry_store.h"
 
 namespace devprep {
-
-constinit std::uint16_t RaidMemberTotal = 0;
-
 namespace {
 
-constexpr std::size_t kRaidKeyPathSize = 256;
 constexpr std::size_t kChangerListSize = 300;
-constexpr std::uint32_t kDefaultLevel = 5;
-constexpr std::uint32_t kDefaultStripeSize = 4;
-constexpr std::uint32_t kDefaultLinkPosition = 0;
 
-std::uint8_t ReadNumber(const char* key, const char* value_name, std::uint32_t default_value) {
+std::uint8_t ReadNumber(const KeyHandle& key, const char* value_name, std::uint32_t default_value) {
   const std::uint32_t value = StoreGetDword(key, value_name, kNoRaidNumber);
   return static_cast<std::uint8_t>(value == kNoRaidNumber ? default_value : value);
 }
@@ -58,12 +52,12 @@ bool SharesItsChanger(std::uint16_t number, const RaidInfo& info) {
 }
 
 // Removes an element from the list under value_name of an open RAID key.
-std::uint16_t RemoveElement(HKEY raid, const char* value_name, const char* element,
+std::uint16_t RemoveElement(const KeyHandle& raid, const char* value_name, const char* element,
                             bool delete_when_empty) {
   char list[kRaidListSize];
   if (!ReadRaidList(raid, value_name, list)) return DEVPREP_RAID_STORE_FAILED;
   if (delete_when_empty && list[0] == '\0') {
-    RegDeleteValueA(raid, value_name);
+    RegDeleteValueA(raid.Get(), value_name);
     return DEVPREP_OK;
   }
   if (std::strstr(list, element) == nullptr) return DEVPREP_NOT_A_MEMBER;
@@ -73,36 +67,37 @@ std::uint16_t RemoveElement(HKEY raid, const char* value_name, const char* eleme
   while (NextAddressElement(&rest, &piece)) {
     if (std::strcmp(piece.text, element) != 0) AppendElement(&rebuilt, piece.text);
   }
-  return WriteRaidList(raid, value_name, rebuilt.text) ? DEVPREP_OK : DEVPREP_RAID_STORE_FAILED;
+  return StoreSetString(raid, value_name, rebuilt.text) == kStatusOk ? DEVPREP_OK
+                                                                     : DEVPREP_RAID_STORE_FAILED;
 }
 
 std::uint16_t OpenAndRemoveElement(std::uint16_t number, const char* value_name,
                                    const char* element, bool delete_when_empty) {
-  HKEY raid = OpenRaidKey(number);
-  if (raid == nullptr) return DEVPREP_RAID_NOT_OPEN;
-  const std::uint16_t status = RemoveElement(raid, value_name, element, delete_when_empty);
-  RegCloseKey(raid);
-  return status;
+  const KeyHandle raid = OpenRaidKey(number);
+  return raid ? RemoveElement(raid, value_name, element, delete_when_empty)
+              : std::uint16_t{DEVPREP_RAID_NOT_OPEN};
 }
 
 }  // namespace
 
-HKEY OpenRaidKey(std::uint16_t number) {
-  char path[kRaidKeyPathSize];
-  std::snprintf(path, sizeof path, "%s\\TapeEngine\\%s", BaseKeyPath,
+KeyHandle OpenRaidKey(std::uint16_t number) {
+  char path[sizeof kTapeEngineKeyPath.text + sizeof(NumberedKey::name)];
+  std::snprintf(path, sizeof path, "%s\\%s", kTapeEngineKeyPath.text,
                 NumberedKey(kRaidKeyPrefix, number).name);
-  HKEY key = nullptr;
-  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path, 0, KEY_ALL_ACCESS, &key) != ERROR_SUCCESS) {
-    return nullptr;
-  }
-  return key;
+  KeyHandle raid;
+  raid.Open(HKEY_LOCAL_MACHINE, path, KEY_ALL_ACCESS);
+  return raid;
 }
 
-bool ReadRaidList(HKEY raid, const char* value_name, char* list) {
+bool RaidExists(std::uint16_t number) {
+  return StoreSubkeyExists(NumberedKey(kRaidKeyPrefix, number).name);
+}
+
+bool ReadRaidList(const KeyHandle& raid, const char* value_name, char* list) {
   std::memset(list, 0, kRaidListSize);
   DWORD size = kRaidListSize;
-  if (RegQueryValueExA(raid, value_name, nullptr, nullptr, reinterpret_cast<BYTE*>(list), &size) !=
-      ERROR_SUCCESS) {
+  if (RegQueryValueExA(raid.Get(), value_name, nullptr, nullptr, reinterpret_cast<BYTE*>(list),
+                       &size) != ERROR_SUCCESS) {
     list[0] = '\0';
     return false;
   }
@@ -110,18 +105,10 @@ bool ReadRaidList(HKEY raid, const char* value_name, char* list) {
   return true;
 }
 
-bool WriteRaidList(HKEY raid, const char* value_name, const char* list) {
-  return RegSetValueExA(raid, value_name, 0, REG_SZ, reinterpret_cast<const BYTE*>(list),
-                        static_cast<DWORD>(std::strlen(list) + 1)) == ERROR_SUCCESS;
-}
-
 std::uint16_t RaidSetUpGetNoOfRaids(std::uint16_t* count) {
   *count = 0;
   for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
-    HKEY raid = OpenRaidKey(n);
-    if (raid == nullptr) continue;
-    RegCloseKey(raid);
-    ++*count;
+    if (OpenRaidKey(n)) ++*count;
   }
   return DEVPREP_OK;
 }
@@ -141,25 +128,19 @@ std::uint16_t FindDeviceByAddress(const char* element, std::uint16_t* device) {
 std::uint16_t ReadRaidRecord(std::uint16_t number, RaidInfo* info) {
   if (number >= kMaxRaids) return DEVPREP_FAILED;
   std::memset(info, 0, sizeof *info);
-  HKEY raid = OpenRaidKey(number);
-  if (raid == nullptr) return DEVPREP_FAILED;
+  const KeyHandle raid = OpenRaidKey(number);
   char list[kRaidListSize];
-  if (!ReadRaidList(raid, kRaidInfoValue, list)) {
-    RegCloseKey(raid);
-    return DEVPREP_FAILED;
-  }
+  if (!raid || !ReadRaidList(raid, kRaidInfoValue, list)) return DEVPREP_FAILED;
   ListPiece unresolved;
   if (ResolveList(list, info->TapeDevices, &info->TapeCount, &unresolved) != kStatusOk) {
     RemoveTapeElement(number, unresolved.text);
   }
   info->RaidNumber = number;
-  RegCloseKey(raid);
-  const NumberedKey key(kRaidKeyPrefix, number);
-  info->Level = ReadNumber(key.name, kRaidLevelValue, kDefaultLevel);
-  info->StripeSize = ReadNumber(key.name, kRaidStripeSizeValue, kDefaultStripeSize);
-  info->LinkPosition = ReadNumber(key.name, kRaidLinkPositionValue, kDefaultLinkPosition);
+  info->Level = ReadNumber(raid, kRaidLevelValue, kDefaultRaidLevel);
+  info->StripeSize = ReadNumber(raid, kRaidStripeSizeValue, kDefaultStripeSize);
+  info->LinkPosition = ReadNumber(raid, kRaidLinkPositionValue, kDefaultLinkPosition);
   char changers[kChangerListSize];
-  StoreGetString(key.name, kRaidChangersValue, "", changers, sizeof changers);
+  StoreGetString(raid, kRaidChangersValue, "", changers, sizeof changers);
   const std::uint16_t status =
       ResolveList(changers, info->ChangerDevices, &info->ChangerCount, &unresolved);
   if (status != kStatusOk) RemoveChangerElement(number, unresolved.text);
@@ -184,7 +165,7 @@ std::uint16_t RaidSetUpGetRaidInfo(std::uint16_t number, RaidInfo* info) {
 
 std::uint16_t RemoveTapeElement(std::uint16_t number, const char* element) {
   const std::uint16_t status = OpenAndRemoveElement(number, kRaidInfoValue, element, false);
-  if (status == DEVPREP_OK && RaidMemberTotal != 0) --RaidMemberTotal;
+  if (status == DEVPREP_OK) LowerRaidMemberTotal();
   return status;
 }
 
@@ -192,18 +173,16 @@ std::uint16_t RemoveChangerElement(std::uint16_t number, const char* element) {
   return OpenAndRemoveElement(number, kRaidChangersValue, element, true);
 }
 
-std::uint16_t CountRaidMembers(std::uint16_t* total) {
-  *total = 0;
+std::uint16_t CountRaidMembers() {
+  SetRaidMemberTotal(0);
   std::uint16_t count = 0;
-  if (RaidSetUpGetNoOfRaids(&count) != DEVPREP_OK) return DEVPREP_FAILED;
+  RaidSetUpGetNoOfRaids(&count);
   for (std::uint16_t n = 0; n < count; ++n) {
     RaidInfo info = {};
     if (devprep::RaidSetUpGetRaidInfo(n, &info) != DEVPREP_OK) return DEVPREP_FAILED;
-    *total = static_cast<std::uint16_t>(*total + info.TapeCount);
+    RaiseRaidMemberTotal(info.TapeCount);
   }
   return DEVPREP_OK;
 }
-
-void ResetRaidRecords() { RaidMemberTotal = 0; }
 
 }  // namespace devprep

@@ -2,18 +2,15 @@
 #ifndef DEVPREP_RECORDS_RAID_RECORDS_H_
 #define DEVPREP_RECORDS_RAID_RECORDS_H_
 
-#include <cstddef>
 #include <cstdint>
 
 #include "devprep/devprep.h"
-#include "platform/registry.h"
 #include "records/address_list.h"
+#include "records/raid_limits.h"
+#include "store/key_handle.h"
 
 namespace devprep {
 
-inline constexpr std::uint16_t kMaxRaids = 8;
-inline constexpr std::uint16_t kMaxRaidMembers = 16;  // tape members over all RAIDs
-inline constexpr std::size_t kMaxRaidListEntries = 32;
 // As a RAID number: the command to empty the device record cache.
 inline constexpr std::uint16_t kEmptyCacheCommand = 65535;
 
@@ -24,10 +21,6 @@ inline constexpr const char* kRaidStripeSizeValue = "StripeSize";
 inline constexpr const char* kRaidLinkPositionValue = "LinkPosition";
 // Read from a RAID's number values in place of one that is missing.
 inline constexpr std::uint32_t kNoRaidNumber = 65535;
-
-// The number of tape members over all RAIDs, as last counted and as assignments and removals have
-// moved it since. 0 until it is counted.
-extern std::uint16_t RaidMemberTotal;
 
 // Stores the number of keys RAID0 to RAID7 that open with full access in *count. Returns 0.
 std::uint16_t RaidSetUpGetNoOfRaids(std::uint16_t* count);
@@ -52,28 +45,25 @@ std::uint16_t FormatAddressElement(std::uint16_t device, char* element);
 std::uint16_t FindDeviceByAddress(const char* element, std::uint16_t* device);
 
 // Delete every occurrence of an element from the RAID's list of tapes or changers. The former
-// lowers RaidMemberTotal by 1. Return 0; 200 the RAID does not open; 201 the element is not in the
+// lowers the member total. Return 0; 200 the RAID does not open; 201 the element is not in the
 // list; 202 the list cannot be read or written.
 std::uint16_t RemoveTapeElement(std::uint16_t number, const char* element);
 std::uint16_t RemoveChangerElement(std::uint16_t number, const char* element);
 
-// Counts the tape members of all RAIDs into *total, which is RaidMemberTotal: members that the
-// reading drops lower it while it is summed. Returns 0; 65535 when a RAID cannot be read, *total is
-// then the sum so far.
-std::uint16_t CountRaidMembers(std::uint16_t* total);
+// Counts the tape members of all RAIDs into the member total (raid_member_total.h); members that
+// the reading drops lower it while it is summed. Returns 0; 65535 when a RAID cannot be read, the
+// total is then the sum so far.
+std::uint16_t CountRaidMembers();
 
-// Opens the key of a RAID with full access. Null when it does not open.
-HKEY OpenRaidKey(std::uint16_t number);
+// Opens the key of a RAID with full access. Empty when it does not open.
+KeyHandle OpenRaidKey(std::uint16_t number);
+
+// Whether there is a key of that RAID.
+bool RaidExists(std::uint16_t number);
 
 // Reads a list of an open RAID key into list, kRaidListSize bytes. False, and list empty, when it
 // is missing or too long.
-bool ReadRaidList(HKEY raid, const char* value_name, char* list);
-
-// Stores a list, with its NUL. False on failure.
-bool WriteRaidList(HKEY raid, const char* value_name, const char* list);
-
-// Sets RaidMemberTotal back to how a fresh load finds it.
-void ResetRaidRecords();
+bool ReadRaidList(const KeyHandle& raid, const char* value_name, char* list);
 
 }  // namespace devprep
 

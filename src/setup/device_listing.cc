@@ -9,10 +9,10 @@
 #include "discovery/scsi_probe.h"
 #include "platform/hardware/device_map_names.h"
 #include "platform/raw_scsi.h"
-#include "platform/registry.h"
 #include "records/device_cache.h"
 #include "records/raid_records.h"
 #include "store/ascii_case.h"
+#include "store/key_handle.h"
 #include "store/product_config.h"
 #include "store/registry_store.h"
 
@@ -30,14 +30,14 @@ bool OnFibreDriver(std::uint16_t port) {
   char path[kPortKeySize];
   std::snprintf(path, sizeof path, "%s\\%s\\%s\\%s%d", kHardwareKey, kDeviceMapKey, kScsiMapKey,
                 kPortKeyPrefix, port);
-  HKEY key = nullptr;
-  if (RegOpenKeyA(HKEY_LOCAL_MACHINE, path, &key) != ERROR_SUCCESS) return false;
+  KeyHandle key;
+  if (key.Open(HKEY_LOCAL_MACHINE, path, MAXIMUM_ALLOWED) != ERROR_SUCCESS) return false;
   char driver[kDriverSize] = "";
   DWORD size = sizeof driver;
-  const LONG status =
-      RegQueryValueExA(key, kDriverValue, nullptr, nullptr, reinterpret_cast<BYTE*>(driver), &size);
-  RegCloseKey(key);
-  if (status != ERROR_SUCCESS) return false;
+  if (RegQueryValueExA(key.Get(), kDriverValue, nullptr, nullptr, reinterpret_cast<BYTE*>(driver),
+                       &size) != ERROR_SUCCESS) {
+    return false;
+  }
   driver[sizeof driver - 1] = '\0';
   return std::any_of(std::begin(kFibreDrivers), std::end(kFibreDrivers),
                      [&driver](const char* name) { return EqualIgnoringCase(driver, name); });
@@ -48,11 +48,6 @@ bool IsMasked(const DeviceRecord& record) {
          (HasWorldWideId(record) || OnFibreDriver(record.Address.Board));
 }
 
-bool ListsChanger(const RaidInfo& raid, std::uint16_t changer) {
-  const std::uint16_t* const end = raid.ChangerDevices + raid.ChangerCount;
-  return std::find<const std::uint16_t*>(raid.ChangerDevices, end, changer) != end;
-}
-
 // Flags of the first RAID that the changer backs.
 std::uint32_t RaidFlagsOf(std::uint16_t changer) {
   std::uint16_t count = 0;
@@ -60,7 +55,8 @@ std::uint32_t RaidFlagsOf(std::uint16_t changer) {
   for (std::uint16_t i = 0; i < count; ++i) {
     RaidInfo raid = {};
     if (devprep::RaidSetUpGetRaidInfo(i, &raid) != DEVPREP_OK) continue;
-    if ((raid.Flags & DEVPREP_RAID_HAS_CHANGER) != 0 && ListsChanger(raid, changer)) {
+    if ((raid.Flags & DEVPREP_RAID_HAS_CHANGER) != 0 &&
+        HoldsDevice(raid.ChangerDevices, raid.ChangerCount, changer)) {
       return raid.Flags;
     }
   }

@@ -36,8 +36,8 @@ const char* SkipWhiteSpace(const char* at);
 // Reads a pair of numbers "%hu-%hu" from an item. What cannot be read is left as it was.
 void ScanPair(const char* item, std::uint16_t* first, std::uint16_t* second);
 
-// Formats into text (size bytes) behind the length characters that it holds. True and the new
-// length when the addition fits whole with its NUL; false, and text as it was, otherwise.
+// Appends to text (size bytes), which holds *length characters. True, with the new *length, when
+// the addition fits whole with its NUL; false, and text as it was, otherwise.
 bool AppendText(char* text, std::size_t size, std::size_t* length, const char* addition);
 
 }  // namespace devprep

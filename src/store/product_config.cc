@@ -4,6 +4,8 @@
 #include <cstring>
 
 #include "platform/registry.h"
+#include "store/key_handle.h"
+#include "store/product_paths.h"
 #include "store/registry_store.h"
 
 namespace devprep {
@@ -13,8 +15,6 @@ constinit std::uint32_t MaskFibreDevices = 0;
 
 namespace {
 
-constexpr const char* kProductsKey = "SOFTWARE\\Tamberline\\Vaultkeep\\Products";
-constexpr const char* kProductsConfigKey = "SOFTWARE\\Tamberline\\Vaultkeep\\ProductsConfigInfo";
 constexpr const char* kSizeValue = "Size";
 constexpr const char* kSlotFormat = "%s_%d";
 constexpr const char* kSlotName = "Slot";
@@ -48,41 +48,34 @@ std::int32_t ReadSlot(HKEY key, void* record, std::uint32_t* size) {
 
 std::int32_t FindInstalledProduct(std::uint32_t code, void* data) {
   if (data == nullptr) return kWrongArgument;
-  HKEY key = nullptr;
-  LONG status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, kProductsKey, 0, KEY_READ, &key);
+  KeyHandle key;
+  LONG status = key.Open(HKEY_LOCAL_MACHINE, kProductsKeyPath.text, KEY_READ);
   if (status != ERROR_SUCCESS) return status;
   bool found = false;
   for (DWORD index = 0; !found; ++index) {
     char name[kProductNameSize];
     DWORD name_size = sizeof name;
     DWORD size = kProductDataSize;
-    status = RegEnumValueA(key, index, name, &name_size, nullptr, nullptr, static_cast<BYTE*>(data),
-                           &size);
+    status = RegEnumValueA(key.Get(), index, name, &name_size, nullptr, nullptr,
+                           static_cast<BYTE*>(data), &size);
     if (status != ERROR_SUCCESS) break;
     // A value too short for a code names no product.
     found = size >= sizeof code && std::memcmp(data, &code, sizeof code) == 0;
   }
-  RegCloseKey(key);
   return status;
 }
 
 std::int32_t ReadProductConfigSlot(std::uint32_t reserved, std::uint32_t code, void* record,
                                    std::uint32_t* size) {
   if (reserved != 0) return kWrongArgument;
-  HKEY config_key = nullptr;
-  LONG status =
-      RegOpenKeyExA(HKEY_LOCAL_MACHINE, kProductsConfigKey, 0, KEY_ALL_ACCESS, &config_key);
+  KeyHandle config_key;
+  LONG status = config_key.Open(HKEY_LOCAL_MACHINE, kProductsConfigKeyPath.text, KEY_ALL_ACCESS);
   if (status != ERROR_SUCCESS) return status;
   char code_name[16];
   std::snprintf(code_name, sizeof code_name, "%u", static_cast<unsigned>(code));
-  HKEY product_key = nullptr;
-  status = RegOpenKeyExA(config_key, code_name, 0, KEY_ALL_ACCESS, &product_key);
-  if (status == ERROR_SUCCESS) {
-    status = ReadSlot(product_key, record, size);
-    RegCloseKey(product_key);
-  }
-  RegCloseKey(config_key);
-  return status;
+  KeyHandle product_key;
+  status = product_key.Open(config_key.Get(), code_name, KEY_ALL_ACCESS);
+  return status == ERROR_SUCCESS ? ReadSlot(product_key.Get(), record, size) : status;
 }
 
 std::uint16_t ReadProductConfig() {

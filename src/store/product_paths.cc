@@ -1,49 +1,28 @@
 #include "store/product_paths.h"
 
-#include <cstdio>
 #include <cstring>
+
+#include "store/key_handle.h"
 
 namespace devprep {
 
-constinit char BaseKeyPath[kKeyPathSize] = {};
-constinit char TapeEngineKeyPath[kKeyPathSize] = {};
 constinit char HomePath[kHomePathSize] = {};
 
-namespace {
-
-constexpr const char* kBaseKey = "SOFTWARE\\Tamberline\\Vaultkeep\\Base";
-constexpr std::size_t kHomeKeyPathSize = 256;
-
-}  // namespace
-
-int SetBasePaths() {
-  std::snprintf(BaseKeyPath, sizeof BaseKeyPath, "%s", kBaseKey);
-  std::snprintf(TapeEngineKeyPath, sizeof TapeEngineKeyPath, "%s\\TapeEngine", kBaseKey);
-  return 1;
-}
-
 bool ReadHomeValue(HKEY home_key, char* home) {
-  std::memset(home, 0, kHomeValueSize);
-  DWORD size = kHomeValueSize;
-  return RegQueryValueExA(home_key, kHomeValueName, nullptr, nullptr, reinterpret_cast<BYTE*>(home),
+  std::memset(home, 0, kHomePathSize);
+  DWORD size = kHomePathSize;
+  return RegQueryValueExA(home_key, kHomeValue, nullptr, nullptr, reinterpret_cast<BYTE*>(home),
                           &size) == ERROR_SUCCESS &&
-         std::memchr(home, '\0', kHomeValueSize) != nullptr;
+         std::memchr(home, '\0', kHomePathSize) != nullptr;
 }
 
 void ReadHomePath() {
-  char path[kHomeKeyPathSize];
-  std::snprintf(path, sizeof path, kHomeKeyFormat, BaseKeyPath);
-  HKEY key = nullptr;
-  if (RegOpenKeyA(HKEY_LOCAL_MACHINE, path, &key) != ERROR_SUCCESS) return;
-  char home[kHomeValueSize];
-  if (ReadHomeValue(key, home)) std::snprintf(HomePath, sizeof HomePath, "%s", home);
-  RegCloseKey(key);
+  KeyHandle key;
+  if (key.Open(HKEY_LOCAL_MACHINE, kHomeKeyPath.text, MAXIMUM_ALLOWED) != ERROR_SUCCESS) return;
+  char home[kHomePathSize];
+  if (ReadHomeValue(key.Get(), home)) std::memcpy(HomePath, home, sizeof HomePath);
 }
 
-void ResetProductPaths() {
-  std::memset(BaseKeyPath, 0, sizeof BaseKeyPath);
-  std::memset(TapeEngineKeyPath, 0, sizeof TapeEngineKeyPath);
-  std::memset(HomePath, 0, sizeof HomePath);
-}
+void ResetHomePath() { HomePath[0] = '\0'; }
 
 }  // namespace devprep

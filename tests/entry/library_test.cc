@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "records/raid_records.h"
+#include "records/raid_member_total.h"
 #include "store/product_paths.h"
 #include "support/world.h"
 
@@ -23,14 +23,14 @@ WorldWideID=<+8>
 )"));
   world.Remove("DEVICE0");
   world.Raid(0, "");
-  RaidMemberTotal = 9;
+  SetRaidMemberTotal(9);
   EXPECT_EQ(::SetUpInitTapesvrConfig(), 0);
   EXPECT_FALSE(world.Exists("DEVICE0"));
-  EXPECT_EQ(RaidMemberTotal, 9);
+  EXPECT_EQ(RaidMemberTotal(), 9);
   world.NewProcess();
   EXPECT_EQ(::SetUpInitTapesvrConfig(), 0);
   EXPECT_TRUE(world.Exists("DEVICE0"));
-  EXPECT_EQ(RaidMemberTotal, 0);
+  EXPECT_EQ(RaidMemberTotal(), 0);
 }
 
 TEST(ConfigurationPass, IsHeldBackWhileSimExists) {
@@ -40,9 +40,9 @@ TEST(ConfigurationPass, IsHeldBackWhileSimExists) {
   world.Device(0, Info(0, 0, 7, 0, 5));
   world.Raid(0, "(0,0,7,0)");
   for (const std::uint16_t before : {std::uint16_t{9}, std::uint16_t{0}}) {
-    RaidMemberTotal = before;
+    SetRaidMemberTotal(before);
     EXPECT_EQ(::SetUpInitTapesvrConfig(), 0);
-    EXPECT_EQ(RaidMemberTotal, 1);
+    EXPECT_EQ(RaidMemberTotal(), 1);
     EXPECT_EQ(world.Show("DEVICE0", "Info"), '"' + Info(0, 0, 7, 0, 5) + '"');
   }
   world.Remove("Sim");
@@ -70,8 +70,6 @@ TEST(StartUp, ReadsTheHomeThatFits) {
     world.Set(path, c.home);
     world.NewProcess();
     EXPECT_EQ(HomePath, c.read);
-    EXPECT_EQ(BaseKeyPath, kBaseKey);
-    EXPECT_EQ(TapeEngineKeyPath, kEngineKey);
   }
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "reconfig/device_match.h"
-#include "records/raid_records.h"
+#include "records/raid_member_total.h"
 #include "support/world.h"
 
 namespace devprep {
@@ -59,7 +59,7 @@ TEST(RaidCarryOver, WithTheSameNumbersOnlyTheCountIsLeftToDropThem) {
   world.NewProcess();
   ::SetUpInitTapesvrConfig();
   EXPECT_EQ(world.Show("RAID0", "Info"), "\"\"");
-  EXPECT_EQ(RaidMemberTotal, 0);
+  EXPECT_EQ(RaidMemberTotal(), 0);
 }
 
 TEST(RaidCarryOver, TwinsAreGivenOutOnceOverAllRaids) {
@@ -72,7 +72,7 @@ TEST(RaidCarryOver, TwinsAreGivenOutOnceOverAllRaids) {
   ::SetUpInitTapesvrConfig();
   EXPECT_EQ(world.Show("RAID0", "Info"), "\"(0,0,3,0)\"");
   EXPECT_EQ(world.Show("RAID1", "Info"), "\"(0,0,4,0)\"");
-  EXPECT_EQ(RaidMemberTotal, 2);
+  EXPECT_EQ(RaidMemberTotal(), 2);
 }
 
 }  // namespace

@@ -158,11 +158,14 @@ TEST(DeviceRecord, SettingsTakeLowBitsAndBytesTakeAnyType) {
 
 std::string ReadList(World& world, const std::string& text) {
   world.Text("DEVICE0", "ReservedDrives", text);
-  std::uint16_t entries[kMaxDriveListEntries] = {7, 8, 9};
-  std::uint16_t count = 99;
-  EXPECT_EQ(ReadDriveList(0, entries, &count, true), 0);
+  DeviceRecord record = Numbered(0);
+  std::copy_n(std::begin({7, 8, 9}), 3, record.ReservedDrives);
+  EXPECT_EQ(ReadDeviceRecord(&record), 0);
+  EXPECT_EQ(record.UnReservedDriveCount, 0);
   std::string out;
-  for (std::uint16_t i = 0; i < count; ++i) out += std::to_string(entries[i]) + " ";
+  for (std::uint16_t i = 0; i < record.ReservedDriveCount; ++i) {
+    out += std::to_string(record.ReservedDrives[i]) + " ";
+  }
   return out;
 }
 
@@ -191,21 +194,21 @@ TEST(DriveList, EntriesWithoutANumberCountAndKeepWhatWasThere) {
       {Repeated("1,", 49) + "1", Repeated("1 ", 32)},  // 99 characters
       {Repeated("1,", 50), ""},                        // 100
   };
+  world.Device(0, Info(0, 0, 1, 0, 17));
   for (const auto& c : cases) EXPECT_EQ(ReadList(world, c.text), c.entries) << c.text;
-  std::uint16_t count = 99;
-  EXPECT_EQ(ReadDriveList(0, nullptr, &count, false), 0);
-  EXPECT_EQ(count, 0);
 }
 
 TEST(DriveList, IsCutAfterTheLastEntryThatCanBeReadBack) {
   World world;
-  std::uint16_t entries[kMaxDriveListEntries];
-  for (auto& entry : entries) entry = 100;
-  WriteDriveList(0, entries, 32, false);
-  EXPECT_EQ(world.Values("DEVICE0"),
-            "UnReservedDrives=\"100" + Repeated(",100", 24) + "\"\n");  // 99 characters
-  entries[0] = 65535;
-  WriteDriveList(0, entries, 1, true);
+  DeviceRecord record = Numbered(0);
+  record.Type = kTypeChanger;
+  record.UnReservedDriveCount = kMaxDriveListEntries;
+  for (auto& entry : record.UnReservedDrives) entry = 100;
+  record.ReservedDriveCount = 1;
+  record.ReservedDrives[0] = 65535;
+  EXPECT_EQ(WriteDeviceRecord(&record), 0);
+  EXPECT_EQ(world.Show("DEVICE0", "UnReservedDrives"),
+            "\"100" + Repeated(",100", 24) + "\"");  // 99 characters
   EXPECT_EQ(world.Show("DEVICE0", "ReservedDrives"), "\"65535\"");
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "records/device_cache.h"
+#include "records/raid_member_total.h"
 #include "support/world.h"
 
 namespace devprep {
@@ -57,10 +58,10 @@ TEST(RaidRecord, ReportsMembersAndDropsTheFirstThatIsGone) {
     World world;
     AddDevices(world);
     world.Raid(2, c.stored);
-    RaidMemberTotal = 5;
+    SetRaidMemberTotal(5);
     EXPECT_EQ(Read(2).substr(0, c.read.size()), c.read) << c.stored;
     EXPECT_EQ(world.Show("RAID2", "Info"), '"' + c.left + '"') << c.stored;
-    EXPECT_EQ(RaidMemberTotal, 5 - c.dropped) << c.stored;
+    EXPECT_EQ(RaidMemberTotal(), 5 - c.dropped) << c.stored;
   }
 }
 
@@ -81,10 +82,10 @@ TEST(RaidRecord, AChangerThatIsGoneIsDroppedAndReported) {
     World world;
     AddDevices(world);
     world.Raid(0, "(0,0,1,0)", c.stored, 9);
-    RaidMemberTotal = 5;
+    SetRaidMemberTotal(5);
     EXPECT_EQ(Read(0), c.read) << c.stored;
     EXPECT_EQ(world.Show("RAID0", "ChangerDevices"), '"' + c.left + '"') << c.stored;
-    EXPECT_EQ(RaidMemberTotal, 5);
+    EXPECT_EQ(RaidMemberTotal(), 5);
   }
   World world;
   AddDevices(world);
@@ -164,10 +165,10 @@ TEST(RaidRecord, FlagsTellWhetherTheChangersAreComplete) {
 TEST(RaidRecord, RemovingAnElement) {
   World world;
   world.Raid(0, "(0,0,1,0)(0,0,2,0)(0,0,1,0)x(0,0,1,0)", "(0,0,1,0)");
-  RaidMemberTotal = 1;
+  SetRaidMemberTotal(1);
   EXPECT_EQ(RemoveTapeElement(0, "(0,0,1,0)"), 0);
   EXPECT_EQ(world.Show("RAID0", "Info"), "\"(0,0,2,0)x(0,0,1,0)\"");
-  EXPECT_EQ(RaidMemberTotal, 0);              // lowered by one, and never below 0
+  EXPECT_EQ(RaidMemberTotal(), 0);            // lowered by one, and never below 0
   EXPECT_EQ(RemoveTapeElement(0, "0,2"), 0);  // a part is found, but no whole element is it
   EXPECT_EQ(world.Show("RAID0", "Info"), "\"(0,0,2,0)x(0,0,1,0)\"");
   EXPECT_EQ(RemoveTapeElement(0, "(0,0,3,0)"), DEVPREP_NOT_A_MEMBER);
@@ -185,13 +186,13 @@ TEST(RaidRecord, CountingMembersIncludesWhatTheCountItselfDrops) {
   std::uint16_t count = 9;
   world.Raid(0, "(0,0,1,0)(0,0,2,0)");
   world.Raid(1, "(0,0,3,0)(0,0,9,0)(0,0,1,0)");
-  EXPECT_EQ(CountRaidMembers(&RaidMemberTotal), 0);
-  EXPECT_EQ(RaidMemberTotal, 2);  // 2, less the one that was dropped, and 1
+  EXPECT_EQ(CountRaidMembers(), 0);
+  EXPECT_EQ(RaidMemberTotal(), 2);  // 2, less the one that was dropped, and 1
   world.Raid(3, "(0,0,1,0)");
   EXPECT_EQ(::RaidSetUpGetNoOfRaids(&count), 0);
   EXPECT_EQ(count, 3);
-  EXPECT_EQ(CountRaidMembers(&RaidMemberTotal), 65535);  // RAID2 is not there
-  EXPECT_EQ(RaidMemberTotal, 4);
+  EXPECT_EQ(CountRaidMembers(), 65535);  // RAID2 is not there
+  EXPECT_EQ(RaidMemberTotal(), 4);
 }
 
 }  // namespace

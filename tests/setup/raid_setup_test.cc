@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "records/raid_records.h"
+#include "records/raid_member_total.h"
 #include "support/world.h"
 
 namespace devprep {
@@ -66,9 +66,9 @@ TEST(RaidRemove, MovesTheOnesAboveDown) {
   world.Text("RAID3", "Info", List({7}));
   world.Text("RAID3", "ChangerDevices", "");
   world.Raid(5, List({2}));
-  RaidMemberTotal = 16;
+  SetRaidMemberTotal(16);
   EXPECT_EQ(::RaidSetUpRemoveRaid(1), 0);
-  EXPECT_EQ(RaidMemberTotal, 4);
+  EXPECT_EQ(RaidMemberTotal(), 4);
   EXPECT_EQ(world.Values("RAID0"),
             Ordered("Info=\"(0,0,0,0)\"\nLevel=5\nStripeSize=4\nLinkPosition=1\n"));
   EXPECT_EQ(world.Values("RAID1"), Ordered(R"~(Level=3
@@ -136,14 +136,14 @@ void Check(const std::vector<Edit>& edits, bool assign) {
   for (const Edit& e : edits) {
     Shop world;
     for (const auto& [key, value] : e.stored) world.Set(key, value);
-    RaidMemberTotal = e.total;
+    SetRaidMemberTotal(e.total);
     EXPECT_EQ(assign ? ::RaidSetUpAssignDeviceToRaid(0, e.device, e.strict)
                      : ::RaidSetUpRemoveDeviceFromRaid(0, e.device),
               e.status)
         << e.what;
     EXPECT_EQ(world.Show("RAID0", "Info"), shown(e.tapes)) << e.what;
     EXPECT_EQ(world.Show("RAID0", "ChangerDevices"), shown(e.changers)) << e.what;
-    EXPECT_EQ(RaidMemberTotal, e.total + e.added) << e.what;
+    EXPECT_EQ(RaidMemberTotal(), e.total + e.added) << e.what;
   }
 }
 

@@ -19,7 +19,7 @@
 #include "platform/posix/hardware.h"
 #include "platform/posix/heap_fault.h"
 #include "reconfig/reconfigure.h"
-#include "records/raid_records.h"
+#include "records/raid_member_total.h"
 #include "support/world.h"
 
 namespace devprep {
@@ -258,7 +258,7 @@ TEST_F(RegistryFileTest, WhicheverCallFailsTheOldOrTheNewTextIsThereWhole) {
     EXPECT_EQ(ReadText(path_), status == 0 ? new_text : old_text) << failing_call;
     EXPECT_FALSE(fs::exists(folder_ + "/.registry.reg.devprep-new")) << failing_call;
     // The process and its handles go on from what is stored.
-    EXPECT_EQ(RaidMemberTotal, status == 0 ? 1 : 0) << failing_call;
+    EXPECT_EQ(RaidMemberTotal(), status == 0 ? 1 : 0) << failing_call;
     DWORD size = 0;
     EXPECT_EQ(RegQueryValueExA(key, "Info", nullptr, nullptr, nullptr, &size), 0);
     EXPECT_EQ(size, status == 0 ? 10U : 1U) << failing_call;
