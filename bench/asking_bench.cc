@@ -15,12 +15,13 @@
 
 #include "discovery/scsi_map.h"
 #include "discovery/scsi_probe.h"
-#include "platform/hardware/asked_source.h"
+#include "platform/hardware/inquiry_source.h"
 #include "platform/posix/hardware.h"
 #include "platform/posix/iscsi_source.h"
+#include "platform/posix/iscsi_url.h"
 #include "platform/posix/process_registry.h"
 #include "platform/registry.h"
-#include "support/simulated_machine.h"
+#include "support/simulated_transport.h"
 #include "workbench.h"
 
 namespace devprep {
@@ -43,10 +44,11 @@ Context LogIn(const std::string& portal, const char* target) {
   return context;
 }
 
-bool Inquire(iscsi_context* context, int lun, const InquiryCommand& command) {
+bool Inquire(iscsi_context* context, int lun, const ScsiCommand& command) {
   // Power on is told to each new session once.
   for (int attempt = 0; attempt < 3; ++attempt) {
-    scsi_task* task = iscsi_inquiry_sync(context, lun, command[1], command[2], kInquiryAllocation);
+    scsi_task* task =
+        iscsi_inquiry_sync(context, lun, command.cdb[1], command.cdb[2], kInquiryAllocation);
     const bool done = task != nullptr && task->status == SCSI_STATUS_GOOD;
     if (task != nullptr) scsi_free_scsi_task(task);
     if (done) return true;
@@ -82,29 +84,30 @@ std::size_t AskBare(const std::string& portal) {
 
 // From the portal's address to the answers of all its units. The number of units.
 std::size_t AskThroughSource(const std::string& url) {
-  const OpenedSource opened = OpenIscsi(url);
-  if (opened.source == nullptr) return 0;
+  const auto opened = OpenIscsi(url);
+  if (!opened) return 0;
+  HardwareSource& source = **opened;
   std::size_t units = 0;
   std::vector<ScsiAddress> addresses;
   for (std::uint16_t target = 0; target < 2; ++target) {
     for (std::uint16_t lun = 0; lun < kUnitLimit; ++lun) {
       const ScsiAddress at = {0, 0, target, lun};
-      if (FindUnit(opened.source->Branch(), at) != nullptr) addresses.push_back(at);
+      if (FindUnit(source.DeviceMap(), at) != nullptr) addresses.push_back(at);
     }
   }
-  opened.source->Announce(addresses);
+  source.Prefetch(addresses);
   for (const ScsiAddress& at : addresses) {
-    units += opened.source->StandardInquiry(at) ? 1U : 0U;
-    opened.source->VitalProductData(at, kUnitSerialNumberPage);
-    opened.source->WorldWideId(at);
+    units += source.StandardInquiry(at) ? 1U : 0U;
+    source.VitalProductData(at, kUnitSerialNumberPage);
+    source.WorldWideId(at);
   }
   return units;
 }
 
 void IscsiLibrary(benchmark::State& state) {
   const char* url = std::getenv("DEVPREP_BENCH_LIBRARY");
-  IscsiPlace place;
-  if (url == nullptr || !ParseIscsiPlace(url, place).empty()) {
+  const Result<IscsiUrl> place = ParseIscsiUrl(url == nullptr ? "" : url);
+  if (!place) {
     state.SkipWithError("DEVPREP_BENCH_LIBRARY names no iSCSI portal");
     return;
   }
@@ -114,7 +117,7 @@ void IscsiLibrary(benchmark::State& state) {
   for (auto _ : state) {
     const double seconds = WallSeconds([&] { units = AskThroughSource(url); });
     std::size_t units_bare = 0;
-    bare += WallSeconds([&] { units_bare = AskBare(place.portal); });
+    bare += WallSeconds([&] { units_bare = AskBare(place->portal); });
     if (units == 0 || units != units_bare) {
       state.SkipWithError("not all units of the portal answer");
       return;
@@ -136,11 +139,11 @@ void SilentUnits(benchmark::State& state) {
   std::vector<SimulatedUnit> units(64, {std::chrono::milliseconds(50)});
   for (const std::size_t silent : {5U, 30U, 63U}) units[silent].silent = true;
   std::vector<ScsiAddress> addresses;
-  for (std::size_t n = 0; n < units.size(); ++n) addresses.push_back(SimulatedMachine::At(n));
+  for (std::size_t n = 0; n < units.size(); ++n) addresses.push_back(SimulatedTransport::At(n));
   double worst = 0;
   double growth = 0;
   for (auto _ : state) {
-    AskedSource source(std::make_unique<SimulatedMachine>(units));
+    InquirySource source(std::make_unique<SimulatedTransport>(units));
     std::optional<std::size_t> begin;
     std::size_t end = 0;
     // Told of while waiting: when only the silent ones are left, and at each step from there on.
@@ -149,7 +152,7 @@ void SilentUnits(benchmark::State& state) {
       end = HeapInUse();
       if (!begin) begin = end;
     });
-    const double seconds = WallSeconds([&] { source.Announce(addresses); });
+    const double seconds = WallSeconds([&] { source.Prefetch(addresses); });
     SetProgressListener(nullptr);
     worst = std::max(worst, seconds / limit);
     growth = std::max(growth, static_cast<double>(end) / static_cast<double>(begin.value_or(end)));

@@ -10,10 +10,10 @@
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // A buffer of its own, so that a sanitizer sees a byte too many.
   const std::string received(reinterpret_cast<const char*>(data), size);
-  const auto check = [&received](const devprep::CheckedAnswer& answer) {
-    Require(answer.bytes.has_value() == (*answer.problem == '\0'), "a refusal says why");
-    Require(!answer.bytes || received.starts_with(*answer.bytes), "an answer is what arrived");
-    return answer.bytes;
+  const auto check = [&received](const devprep::Result<std::string>& answer) {
+    Require(answer || !answer.Failure().message.empty(), "a refusal says why");
+    Require(!answer || received.starts_with(*answer), "an answer is what arrived");
+    return answer;
   };
   if (const auto inquiry = check(devprep::CheckStandardInquiry(received))) {
     Require(devprep::InquiryTextIn(*inquiry).size() == 28, "the texts are whole");
@@ -22,11 +22,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   check(devprep::CheckVitalProductData(received, devprep::kUnitSerialNumberPage));
   if (const auto page =
           check(devprep::CheckVitalProductData(received, devprep::kDeviceIdentificationPage))) {
-    const devprep::CheckedAnswer id = devprep::WorldWideIdIn(*page);
-    Require(!id.bytes || (id.bytes->size() == devprep::kWorldWideIdSize &&
-                          page->find(*id.bytes) != std::string::npos),
-            "a World Wide ID stands in its page");
+    const devprep::Result<std::string> id = devprep::WorldWideIdIn(*page);
+    Require(
+        !id || (id->size() == devprep::kWorldWideIdSize && page->find(*id) != std::string::npos),
+        "a World Wide ID stands in its page");
   }
-  Require(devprep::SenseKeyIn(received) < 16, "a sense key has four bits");
+  Require(devprep::SenseIn(received).key < 16, "a sense key has four bits");
   return 0;
 }

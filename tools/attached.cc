@@ -60,7 +60,7 @@ std::vector<AttachedUnit> AskAttachedUnits() {
     std::cerr << "devprep: note: " << Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit")
               << " beyond the first " << kMaxScsiMapEntries << " left out\n";
   }
-  AnnounceScsiRequests(addresses.data(), addresses.size());
+  PrefetchScsiAnswers(addresses.data(), addresses.size());
   const auto branch = HardwareBranch();
   for (AttachedUnit& unit : units) {
     unit.answers = AskUnit(unit.Address());

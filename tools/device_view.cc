@@ -39,7 +39,7 @@ std::uint16_t View(std::uint16_t number, const std::vector<RaidInfo>& raids, Dev
 }
 
 // A listing asks every tape drive and changer for its texts.
-void AnnounceInquiries(std::uint16_t count, std::optional<std::uint16_t> only) {
+void PrefetchInquiries(std::uint16_t count, std::optional<std::uint16_t> only) {
   std::vector<ScsiAddress> units;
   for (std::uint16_t n = 0; n < count; ++n) {
     DeviceRecord record = {};
@@ -47,7 +47,7 @@ void AnnounceInquiries(std::uint16_t count, std::optional<std::uint16_t> only) {
     if ((only && *only != n) || ReadDeviceRecord(&record) != kStatusOk) continue;
     if (IsProbedType(record.Type)) units.push_back(ScsiAddressOf(record.Address));
   }
-  AnnounceScsiRequests(units.data(), units.size());
+  PrefetchScsiAnswers(units.data(), units.size());
 }
 
 }  // namespace
@@ -77,7 +77,7 @@ DeviceViews ViewDevices(std::optional<std::uint16_t> only) {
   DeviceViews views;
   views.raids = ReadRaids();
   ::SetUpGetNoOfDevices(&views.count);
-  AnnounceInquiries(views.count, only);
+  PrefetchInquiries(views.count, only);
   for (std::uint16_t n = 0; n < views.count; ++n) {
     if (only && *only != n) continue;
     DeviceView device;

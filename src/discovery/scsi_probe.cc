@@ -81,8 +81,8 @@ DeviceAddress AddressOf(const ScsiMapEntry& entry) {
           static_cast<std::uint16_t>(entry.TargetId), static_cast<std::uint16_t>(entry.Lun)};
 }
 
-// Announces the units of the map that ProbeDevice will ask.
-void AnnounceRequests(std::uint16_t ports) {
+// Prefetches the answers of the units of the map that ProbeDevice will ask.
+void PrefetchAnswers(std::uint16_t ports) {
   ScsiAddress units[kMaxScsiMapEntries];
   std::size_t count = 0;
   for (std::int32_t i = 0; i < ScsiMap.Count; ++i) {
@@ -90,7 +90,7 @@ void AnnounceRequests(std::uint16_t ports) {
     if (entry.Port >= ports || !IsProbedType(MapScsiDeviceType(entry.PeripheralType))) continue;
     units[count++] = ScsiAddressOf(AddressOf(entry));
   }
-  AnnounceScsiRequests(units, count);
+  PrefetchScsiAnswers(units, count);
 }
 
 }  // namespace
@@ -114,7 +114,7 @@ std::uint16_t ProbeScsiDevices() {
   ResetFoundDevices();
   // The map lists its units in ascending order, so its entries stand for a walk over all addresses.
   const std::int32_t listed = CountScsiMapEntries();
-  AnnounceRequests(ports);
+  PrefetchAnswers(ports);
   for (std::int32_t i = 0; i < listed; ++i) {
     const ScsiMapEntry& entry = ScsiMap.Entries[i];
     if (entry.Port >= ports) continue;

@@ -48,12 +48,12 @@ struct ScsiAddress {
   auto operator<=>(const ScsiAddress&) const = default;
 };
 
-// Says which units the three calls are about to be made for, so that what stands behind them can
-// ask all at once and the wait is that for the slowest unit. Changes no result.
+// Asks these units at once for all that the three calls return, so that the wait is that for the
+// slowest unit. Changes no result.
 #if defined(_WIN32)
-inline void AnnounceScsiRequests(const ScsiAddress* /*units*/, std::size_t /*count*/) {}
+inline void PrefetchScsiAnswers(const ScsiAddress* /*units*/, std::size_t /*count*/) {}
 #else
-void AnnounceScsiRequests(const ScsiAddress* units, std::size_t count);
+void PrefetchScsiAnswers(const ScsiAddress* units, std::size_t count);
 #endif
 
 inline constexpr std::size_t kInquiryTextOffset = 8;  // of the vendor

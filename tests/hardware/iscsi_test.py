@@ -18,13 +18,13 @@ DEVPREP = None
 
 
 class Run:
-    def __init__(self, *arguments, hardware, registry, timeout=None, **environment):
+    def __init__(self, *arguments, hardware, registry, timeout=None, pass_fds=(), **environment):
         command = [DEVPREP, "--registry", registry, "--hardware", hardware]
         if timeout:
             command += ["--timeout", str(timeout)]
         start = time.monotonic()
         done = subprocess.run(command + list(arguments), capture_output=True, text=True,
-                              env=dict(os.environ, **environment), timeout=60)
+                              pass_fds=pass_fds, env=dict(os.environ, **environment), timeout=60)
         self.seconds = time.monotonic() - start
         self.status, self.out, self.err = done.returncode, done.stdout, done.stderr
 
@@ -138,9 +138,24 @@ class IscsiTest(unittest.TestCase):
         credentials = self.path("credentials")
         with open(credentials, "w") as file:
             file.write("operator\ncorrect-horse\n")
-        by_file = self.run_tool("hardware", "--json", DEVPREP_ISCSI_CREDENTIALS=credentials,
-                                hardware=f"{self.library.url}/{PREFIX}big")
-        self.assertEqual(len(by_file.json["units"]), 4, by_file.err)
+        big = f"{self.library.url}/{PREFIX}big"
+        for mode, works in ((0o600, True), (0o640, False), (0o604, False)):
+            os.chmod(credentials, mode)
+            run = self.run_tool("hardware", "--json", DEVPREP_ISCSI_CREDENTIALS=credentials,
+                                hardware=big)
+            self.assertEqual(run.status, 0 if works else 1, run.err)
+            self.assertEqual("chmod 600" in run.err, not works)
+        # A process substitution, and a target that proves itself or fails to.
+        self.library.prove_identity("big", "robot", "battery-staple")
+        for proof, works in (("", True), ("robot\nbattery-staple\n", True),
+                             ("robot\nwrong-staple-12\n", False)):
+            reading, writing = os.pipe()
+            os.write(writing, ("operator\ncorrect-horse\n" + proof).encode())
+            os.close(writing)
+            run = self.run_tool("hardware", "--json", hardware=big, pass_fds=(reading,),
+                                DEVPREP_ISCSI_CREDENTIALS=f"/dev/fd/{reading}")
+            os.close(reading)
+            self.assertEqual(run.status, 0 if works else 1, run.err)
         self.assert_fails(self.run_tool("configure", DEVPREP_ISCSI_CREDENTIALS="/nonexistent"),
                           "/nonexistent: No such file or directory")
 

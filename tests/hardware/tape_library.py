@@ -143,6 +143,12 @@ class TapeLibrary:
         self.admin("--mode", "account", "--op", "bind", "--tid", self.targets[target],
                    "--user", user)
 
+    def prove_identity(self, target, user, password):
+        """The target's side of mutual CHAP."""
+        self.admin("--mode", "account", "--op", "new", "--user", user, "--password", password)
+        self.admin("--mode", "account", "--op", "bind", "--tid", self.targets[target],
+                   "--user", user, "--outgoing")
+
 
 def run_with_library(drives, command):
     library = TapeLibrary()

@@ -6,7 +6,7 @@
 
 namespace devprep::tool {
 
-std::shared_ptr<RegistryKey> HardwareBranch() { return CurrentHardware()->Branch(); }
+std::shared_ptr<RegistryKey> HardwareBranch() { return CurrentHardware()->DeviceMap(); }
 
 UnitAnswers AskUnit(const ScsiAddress& unit) {
   HardwareSource& hardware = *CurrentHardware();

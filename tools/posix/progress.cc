@@ -7,7 +7,7 @@
 #include <string>
 
 #include "output.h"
-#include "platform/hardware/asked_source.h"
+#include "platform/hardware/inquiry_source.h"
 
 namespace devprep::tool {
 namespace {

@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "entry/library.h"
-#include "platform/hardware/asked_source.h"
+#include "platform/hardware/inquiry_source.h"
 #include "platform/posix/hardware.h"
 #include "platform/posix/process_registry.h"
 #include "platform/posix/registry_file.h"
@@ -40,8 +40,8 @@ void Choose(const char* variable, const std::string& value) {
 }  // namespace
 
 std::string CheckTimeLimit(const std::string& text) {
-  if (ParseTimeLimit(text)) return {};
-  return "'" + text + "' is no number of seconds above 0, up to 600";
+  const auto limit = ParseTimeLimit(text);
+  return limit ? "" : limit.Failure().message;
 }
 
 void InSession(const Options& options, Needs needs, const std::function<void()>& work) {

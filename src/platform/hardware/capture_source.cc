@@ -13,7 +13,7 @@ class CaptureSource : public HardwareSource {
  public:
   explicit CaptureSource(std::shared_ptr<RegistryKey> branch) : branch_(std::move(branch)) {}
 
-  std::shared_ptr<RegistryKey> Branch() override { return branch_; }
+  std::shared_ptr<RegistryKey> DeviceMap() override { return branch_; }
 
   std::optional<std::string> StandardInquiry(const ScsiAddress& address) override {
     return Answer(address, kInquiryDataValue);
@@ -46,14 +46,14 @@ class CaptureSource : public HardwareSource {
 
 }  // namespace
 
-OpenedSource OpenCapture(const std::string& path, const std::string& text) {
+Result<std::unique_ptr<HardwareSource>> OpenCapture(const std::string& path,
+                                                    const std::string& text) {
   const auto root = std::make_shared<RegistryKey>("");
   if (const Result<> read = ReadRegistryText(text, *root); !read) {
-    return {nullptr, read.Failure().In(path).Text()};
+    return read.Failure().In(path);
   }
-  return {std::make_unique<CaptureSource>(
-              FindPath(root, std::string(kLocalMachineName) + "\\" + kHardwareKey)),
-          {}};
+  return std::unique_ptr<HardwareSource>(std::make_unique<CaptureSource>(
+      FindPath(root, std::string(kLocalMachineName) + "\\" + kHardwareKey)));
 }
 
 }  // namespace devprep

@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "platform/raw_scsi.h"
 #include "platform/registry/registry_key.h"
@@ -18,7 +19,15 @@ namespace devprep {
 // How a unit fared when it was last asked.
 struct UnitCondition {
   std::optional<std::chrono::microseconds> time_to_answer;  // of the slowest of its answers
-  std::string problem;  // why it gave no answer, or one that is not believed; empty: none
+  std::string problem;  // why it gave no answer, or one that cannot be used; empty: none
+};
+
+// A unit that is attached, but does not tell what it is.
+struct SilentUnit {
+  ScsiAddress address;
+  std::string name;     // vendor and product or the like, printable; may be empty
+  std::string reason;   // printable
+  bool listed = false;  // in the device map, which then knows it from elsewhere
 };
 
 class HardwareSource {
@@ -33,15 +42,18 @@ class HardwareSource {
   virtual bool Renew() { return true; }
 
   // Why the whole source was lost while it was in use. Empty while it was not.
-  virtual std::string Loss() const { return {}; }
+  virtual std::string ConnectionError() const { return {}; }
+
+  // The units that did not answer in this transaction, or while the source was opened for it.
+  virtual std::vector<SilentUnit> SilentUnits() { return {}; }
 
   // The key HARDWARE with "DEVICEMAP\Scsi" below it, as the operating system's device map has it.
   // Null when this machine has no such key.
-  virtual std::shared_ptr<RegistryKey> Branch() = 0;
+  virtual std::shared_ptr<RegistryKey> DeviceMap() = 0;
 
-  // These units are about to be asked: each answer that this brings is given once, to the first
-  // request for it in this transaction.
-  virtual void Announce(std::span<const ScsiAddress> /*units*/) {}
+  // Asks these units at once for what the calls below return. Each answer is given once, to the
+  // first request for it in this transaction.
+  virtual void Prefetch(std::span<const ScsiAddress> /*units*/) {}
 
   // The device's answer in bytes, or nothing when it does not answer.
   virtual std::optional<std::string> StandardInquiry(const ScsiAddress& address) = 0;
@@ -51,12 +63,6 @@ class HardwareSource {
 
   // How a unit fared in this transaction.
   virtual UnitCondition Condition(const ScsiAddress& /*address*/) const { return {}; }
-};
-
-// A source, or the reason why there is none.
-struct OpenedSource {
-  std::unique_ptr<HardwareSource> source;
-  std::string problem;
 };
 
 }  // namespace devprep

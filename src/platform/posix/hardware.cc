@@ -2,10 +2,13 @@
 
 #include <cstdlib>
 #include <utility>
+#include <vector>
 
 #include "platform/hardware/capture_source.h"
+#include "platform/hardware/hardware_map.h"
 #include "platform/messages.h"
 #include "platform/posix/iscsi_source.h"
+#include "platform/posix/iscsi_url.h"
 #include "platform/posix/live_source.h"
 #include "platform/posix/watched_file.h"
 
@@ -31,10 +34,13 @@ class HardwareChoice {
 
   bool Lost() {
     if (!checked_ || InUse() == nullptr) return false;
-    const std::string loss = InUse()->Loss();
-    if (!loss.empty()) ReportMessage(Severity::kError, loss);
-    return !loss.empty();
+    std::string error = InUse()->ConnectionError();
+    if (error.empty() && !silent_units_accepted_) error = MissingUnits(InUse()->SilentUnits());
+    if (!error.empty()) ReportMessage(Severity::kError, error);
+    return !error.empty();
   }
+
+  void AcceptSilentUnits(bool accepted) { silent_units_accepted_ = accepted; }
 
   void Give(std::unique_ptr<HardwareSource> source) {
     given_ = std::move(source);
@@ -58,10 +64,20 @@ class HardwareChoice {
     }
   }
 
+  // What is to be said of units that are attached but not in the device map. Empty: there are none.
+  static std::string MissingUnits(const std::vector<SilentUnit>& silent) {
+    std::string text;
+    for (const SilentUnit& unit : silent) {
+      if (unit.listed) continue;
+      text += (text.empty() ? "" : ", ") + AddressText(unit.address);
+    }
+    return text.empty() ? text : "attached but not identified: " + text;
+  }
+
   void CheckCapture(bool same_name) {
     const Result<WatchedFile::State> state = capture_.Refresh(name_);
     if (!state) {
-      Use({nullptr, state.Failure().Text()});
+      Use(state.Failure());
       return;
     }
     switch (*state) {
@@ -72,19 +88,20 @@ class HardwareChoice {
         Use(OpenCapture(name_, capture_.Text()));
         break;
       case WatchedFile::State::kMissing:
-        Use({nullptr, name_ + ": there is no such hardware capture"});
+        Use(Error{"there is no such hardware capture", name_});
         break;
     }
   }
 
-  void Use(OpenedSource opened) {
-    source_ = std::move(opened.source);
-    if (source_ == nullptr && opened.problem != reported_)
-      ReportMessage(Severity::kError, opened.problem);
-    reported_ = opened.problem;
+  void Use(Result<std::unique_ptr<HardwareSource>> opened) {
+    const std::string problem = opened ? "" : opened.Failure().Text();
+    source_ = opened ? *std::move(opened) : nullptr;
+    if (problem != reported_ && !problem.empty()) ReportMessage(Severity::kError, problem);
+    reported_ = problem;
   }
 
   bool checked_ = false;
+  bool silent_units_accepted_ = false;
   std::unique_ptr<HardwareSource> given_;  // in the place of the chosen one
   std::string name_;
   std::string reported_;
@@ -100,7 +117,7 @@ HardwareChoice& Choice() {
 }  // namespace
 
 std::string HardwareName() {
-  const char* named = std::getenv(kHardwareVariable);
+  const char* named = secure_getenv(kHardwareVariable);
   return named != nullptr && *named != '\0' ? named : kLiveHardware;
 }
 
@@ -109,6 +126,8 @@ void HardwareMayHaveChanged() { Choice().MayHaveChanged(); }
 HardwareSource* CurrentHardware() { return Choice().Current(); }
 
 bool HardwareLost() { return Choice().Lost(); }
+
+void SetSilentUnitsAccepted(bool accepted) { Choice().AcceptSilentUnits(accepted); }
 
 void UseHardware(std::unique_ptr<HardwareSource> source) { Choice().Give(std::move(source)); }
 

@@ -10,7 +10,7 @@
 namespace devprep {
 
 // The environment variable that chooses the source: kLiveHardware (also when unset or empty), an
-// iSCSI portal (iscsi_source.h), or the path of a capture.
+// iSCSI portal (iscsi_url.h), or the path of a capture.
 inline constexpr const char* kHardwareVariable = "DEVPREP_HARDWARE";
 inline constexpr const char* kLiveHardware = "live";
 
@@ -21,12 +21,17 @@ std::string HardwareName();
 // Called where a transaction begins: within one, the machine stays the same.
 void HardwareMayHaveChanged();
 
-// The source in use. Null when it cannot be had; the reason has then gone to standard error, once
-// for each state of the capture.
+// The source in use. Null when it cannot be opened; the reason has then been reported, once for
+// each state of the capture.
 HardwareSource* CurrentHardware();
 
-// Whether the source in use was lost since. The reason has then gone to standard error.
+// Whether the source in use was lost since, or has attached units that are in no device map because
+// they did not answer: what was learnt is then no machine to store. The reason has been reported.
 bool HardwareLost();
+
+// Whether to go on without units that did not answer; not at first. HardwareSource::SilentUnits
+// names them.
+void SetSilentUnitsAccepted(bool accepted);
 
 // Puts a source in the place of the one that the environment chooses, for tests and benchmarks.
 // Null: the environment chooses again.

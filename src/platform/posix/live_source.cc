@@ -16,9 +16,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/hardware/asked_source.h"
 #include "platform/hardware/hardware_map.h"
-#include "platform/hardware/scsi_machine.h"
+#include "platform/hardware/inquiry_source.h"
+#include "platform/hardware/scsi_transport.h"
 #include "platform/messages.h"
 #include "platform/posix/file_ops.h"
 
@@ -33,15 +33,18 @@ constexpr std::size_t kRevisionWidth = 4;
 // reset the bus, under the backup that runs on another drive. This is what it allows a tape drive.
 constexpr unsigned kKernelTimeoutMs = 900'000;
 
-// Statuses of a command as the SCSI generic driver reports them.
-constexpr unsigned kScsiGood = 0x00;
-constexpr unsigned kScsiCheckCondition = 0x02;
+// What became of a command on its way, as the SCSI generic driver reports it.
 constexpr unsigned kHostOk = 0x00;
 constexpr unsigned kHostNoConnect = 0x01;
+constexpr unsigned kHostNexusFailure = 0x11;  // a reservation conflict
+// The bus is busy; soft error; retry at once; requeue; the transport was disrupted.
+constexpr std::array<unsigned, 5> kHostTryAgain = {0x02, 0x0B, 0x0C, 0x0D, 0x0E};
 constexpr unsigned kDriverMask = 0x0F;
 constexpr unsigned kDriverOk = 0x00;
 constexpr unsigned kDriverSense = 0x08;
 constexpr std::size_t kSenseSize = 64;
+
+constexpr const char* kGone = "has gone";
 
 // host:channel:target:lun, as the kernel numbers units.
 using KernelAddress = std::array<std::uint64_t, 4>;
@@ -106,9 +109,26 @@ std::string Trimmed(std::string text) {
   return text;
 }
 
-class LiveMachine : public ScsiMachine {
+CommandOutcome OutcomeOf(const sg_io_hdr& header, const Sense& sense) {
+  const unsigned driver = header.driver_status & kDriverMask;
+  const bool conflict = header.host_status == kHostNexusFailure && header.status != kStatusGood;
+  if ((header.host_status == kHostOk && (driver == kDriverOk || driver == kDriverSense)) ||
+      conflict) {
+    return JudgeStatus(header.status, sense);
+  }
+  if (header.host_status == kHostNoConnect) return {CommandStatus::kUnreachable, kGone};
+  const std::string statuses = "host adapter status " + std::to_string(header.host_status) +
+                               ", driver status " + std::to_string(driver);
+  if (std::find(kHostTryAgain.begin(), kHostTryAgain.end(), header.host_status) !=
+      kHostTryAgain.end()) {
+    return {CommandStatus::kTryAgain, statuses};
+  }
+  return {CommandStatus::kUnreachable, "cannot be reached: " + statuses};
+}
+
+class LiveTransport : public ScsiTransport {
  public:
-  LiveMachine(std::string sysfs, std::string devices)
+  LiveTransport(std::string sysfs, std::string devices)
       : sysfs_(std::move(sysfs)), devices_(std::move(devices)) {}
 
   bool Renew() override {
@@ -116,10 +136,12 @@ class LiveMachine : public ScsiMachine {
     return true;
   }
 
-  std::shared_ptr<RegistryKey> Branch() override {
+  std::shared_ptr<RegistryKey> DeviceMap() override {
     if (branch_ == nullptr) Scan();
     return branch_;
   }
+
+  bool IsAttached(const ScsiAddress& address) override { return Find(address) != nullptr; }
 
   std::string NameOf(const ScsiAddress& address) override {
     const KernelUnit* unit = Find(address);
@@ -129,29 +151,29 @@ class LiveMachine : public ScsiMachine {
            ')';
   }
 
-  std::string Open(const ScsiAddress& address) override;
-  std::string Send(const ScsiAddress& address, const InquiryCommand& bytes,
-                   std::uint64_t ticket) override;
-  std::vector<FinishedCommand> Wait(std::chrono::milliseconds most) override;
+  Result<> Open(const ScsiAddress& address) override;
+  Result<> Send(const ScsiAddress& address, const ScsiCommand& command,
+                std::uint64_t ticket) override;
+  std::vector<FinishedCommand> Wait(std::chrono::milliseconds max) override;
   void Close(const ScsiAddress& address) override { open_.erase(address); }
 
  private:
-  struct Command {
-    InquiryCommand bytes{};
-    std::array<unsigned char, kInquiryAllocation> data{};
+  struct UnderWay {
+    ScsiCommand command;
+    std::string data;
     std::array<unsigned char, kSenseSize> sense{};
   };
   // What is under way at an open node. The driver keeps the addresses of a command's buffers, and
   // forgets them when the node is closed.
   struct OpenNode {
     FileHandle file;
-    std::map<std::uint64_t, std::unique_ptr<Command>> commands;  // by ticket
+    std::map<std::uint64_t, std::unique_ptr<UnderWay>> commands;  // by ticket
   };
 
   void Scan();
   void AddKernelUnit(const std::string& name, const std::map<std::uint64_t, std::uint16_t>& ports);
   const KernelUnit* Find(const ScsiAddress& address) {
-    Branch();
+    DeviceMap();
     const auto at = units_.find(address);
     return at == units_.end() ? nullptr : &at->second;
   }
@@ -167,7 +189,7 @@ class LiveMachine : public ScsiMachine {
   std::map<ScsiAddress, OpenNode> open_;
 };
 
-void LiveMachine::Scan() {
+void LiveTransport::Scan() {
   branch_ = MakeHardwareBranch();
   units_.clear();
   std::set<std::uint64_t> hosts;
@@ -191,8 +213,8 @@ void LiveMachine::Scan() {
   }
 }
 
-void LiveMachine::AddKernelUnit(const std::string& name,
-                                const std::map<std::uint64_t, std::uint16_t>& ports) {
+void LiveTransport::AddKernelUnit(const std::string& name,
+                                  const std::map<std::uint64_t, std::uint16_t>& ports) {
   const auto kernel_address = ParseKernelAddress(name);
   if (!kernel_address) return;  // a host or a target
   const auto& [host, channel, target, lun] = *kernel_address;
@@ -223,39 +245,39 @@ void LiveMachine::AddKernelUnit(const std::string& name,
   units_[address] = {*kernel_address, *vendor, *product, nodes.empty() ? "" : nodes.front()};
 }
 
-std::string LiveMachine::Open(const ScsiAddress& address) {
+Result<> LiveTransport::Open(const ScsiAddress& address) {
   const KernelUnit* unit = Find(address);
-  if (unit == nullptr) return "is not attached";
   if (unit->node.empty()) {
-    return "cannot be asked: it has no SCSI generic node (is the kernel module sg loaded?)";
+    return Error{"has no SCSI generic node (is the kernel module sg loaded?)"};
   }
   const std::string path = devices_ + '/' + unit->node;
   Result<FileHandle> file = OpenFile(path, O_RDWR | O_NONBLOCK);
   if (!file) {
     const int error = file.Failure().system_error;
-    if (error == ENXIO || error == ENODEV) return "has gone";
+    if (error == ENXIO || error == ENODEV) return Error{kGone};
     const bool refused = error == EACCES || error == EPERM;
-    return (refused ? "may not be opened: " : "cannot be opened: ") + file.Failure().Text() +
-           (refused && geteuid() != 0 ? " (run as root)" : "");
+    return Error{"cannot open " + file.Failure().Text() +
+                 (refused && geteuid() != 0 ? " (run as root)" : "")};
   }
   open_[address] = {*std::move(file), {}};
   return {};
 }
 
-std::string LiveMachine::Send(const ScsiAddress& address, const InquiryCommand& bytes,
-                              std::uint64_t ticket) {
+Result<> LiveTransport::Send(const ScsiAddress& address, const ScsiCommand& command,
+                             std::uint64_t ticket) {
   OpenNode& node = open_.at(address);
-  auto command = std::make_unique<Command>();
-  command->bytes = bytes;
+  auto under_way = std::make_unique<UnderWay>();
+  under_way->command = command;
+  under_way->data.resize(command.allocation);
   sg_io_hdr header = {};
   header.interface_id = 'S';
   header.dxfer_direction = SG_DXFER_FROM_DEV;
-  header.cmd_len = static_cast<unsigned char>(command->bytes.size());
-  header.cmdp = command->bytes.data();
-  header.dxfer_len = static_cast<unsigned>(command->data.size());
-  header.dxferp = command->data.data();
-  header.mx_sb_len = static_cast<unsigned char>(command->sense.size());
-  header.sbp = command->sense.data();
+  header.cmd_len = command.size;
+  header.cmdp = under_way->command.cdb.data();
+  header.dxfer_len = static_cast<unsigned>(under_way->data.size());
+  header.dxferp = under_way->data.data();
+  header.mx_sb_len = static_cast<unsigned char>(under_way->sense.size());
+  header.sbp = under_way->sense.data();
   header.timeout = kKernelTimeoutMs;
   // The number that comes back with the answer; tickets of one node are never that far apart.
   header.pack_id = static_cast<int>(ticket & 0x7FFFFFFF);
@@ -264,29 +286,29 @@ std::string LiveMachine::Send(const ScsiAddress& address, const InquiryCommand& 
     written = write(node.file.Get(), &header, sizeof header);
   } while (written < 0 && errno == EINTR);
   if (written < 0) {
-    return errno == ENODEV || errno == ENXIO ? "has gone"
-                                             : "cannot be sent a command: " + SystemError().message;
+    return Error{errno == ENODEV || errno == ENXIO
+                     ? kGone
+                     : "cannot be sent a command: " + SystemError().message};
   }
-  node.commands[ticket] = std::move(command);
+  node.commands[ticket] = std::move(under_way);
   return {};
 }
 
-void LiveMachine::Fail(OpenNode& node, const std::string& reason,
-                       std::vector<FinishedCommand>& finished) {
+void LiveTransport::Fail(OpenNode& node, const std::string& reason,
+                         std::vector<FinishedCommand>& finished) {
   for (const auto& [ticket, command] : std::exchange(node.commands, {})) {
-    finished.push_back({ticket, CommandStatus::kUnreachable, {}, reason});
+    finished.push_back({ticket, {CommandStatus::kUnreachable, reason}, {}, {}});
   }
 }
 
 // Takes one answer from a node.
-void LiveMachine::Receive(OpenNode& node, std::vector<FinishedCommand>& finished) {
+void LiveTransport::Receive(OpenNode& node, std::vector<FinishedCommand>& finished) {
   sg_io_hdr header = {};
   header.interface_id = 'S';
   header.pack_id = -1;
   if (read(node.file.Get(), &header, sizeof header) < 0) {
     if (errno != EAGAIN && errno != EINTR) {
-      Fail(node, errno == ENODEV ? "has gone" : "gives no answer: " + SystemError().message,
-           finished);
+      Fail(node, errno == ENODEV ? kGone : "does not answer: " + SystemError().message, finished);
     }
     return;
   }
@@ -295,31 +317,22 @@ void LiveMachine::Receive(OpenNode& node, std::vector<FinishedCommand>& finished
         return static_cast<int>(command.first & 0x7FFFFFFF) == header.pack_id;
       });
   if (at == node.commands.end()) return;
-  const std::unique_ptr<Command> command = std::move(at->second);
-  FinishedCommand answer{at->first, CommandStatus::kRefused, {}, {}};
+  const std::unique_ptr<UnderWay> command = std::move(at->second);
+  FinishedCommand answer;
+  answer.ticket = at->first;
   node.commands.erase(at);
-  const unsigned driver = header.driver_status & kDriverMask;
-  if (header.host_status != kHostOk || (driver != kDriverOk && driver != kDriverSense)) {
-    answer.status = CommandStatus::kUnreachable;
-    answer.reason = header.host_status == kHostNoConnect
-                        ? "has gone"
-                        : "cannot be reached: host adapter status " +
-                              std::to_string(header.host_status) + ", driver status " +
-                              std::to_string(driver);
-  } else if (header.status == kScsiGood) {
-    answer.status = CommandStatus::kGood;
+  answer.sense = SenseIn({reinterpret_cast<const char*>(command->sense.data()),
+                          std::min<std::size_t>(header.sb_len_wr, command->sense.size())});
+  answer.outcome = OutcomeOf(header, answer.sense);
+  if (answer.outcome.status == CommandStatus::kGood) {
     const auto missing = static_cast<std::size_t>(std::max(header.resid, 0));
-    answer.data.assign(
-        command->data.begin(),
-        command->data.end() - static_cast<std::ptrdiff_t>(std::min(missing, command->data.size())));
-  } else if (header.status == kScsiCheckCondition) {
-    const std::string sense(command->sense.begin(), command->sense.begin() + header.sb_len_wr);
-    if (SenseKeyIn(sense) == kSenseUnitAttention) answer.status = CommandStatus::kUnitAttention;
+    command->data.resize(command->data.size() - std::min(missing, command->data.size()));
+    answer.data = std::move(command->data);
   }
   finished.push_back(std::move(answer));
 }
 
-std::vector<FinishedCommand> LiveMachine::Wait(std::chrono::milliseconds most) {
+std::vector<FinishedCommand> LiveTransport::Wait(std::chrono::milliseconds max) {
   std::vector<pollfd> polled;
   std::vector<OpenNode*> nodes;
   for (auto& [address, node] : open_) {
@@ -327,12 +340,12 @@ std::vector<FinishedCommand> LiveMachine::Wait(std::chrono::milliseconds most) {
     nodes.push_back(&node);
   }
   std::vector<FinishedCommand> finished;
-  if (poll(polled.data(), polled.size(), static_cast<int>(most.count())) <= 0) return finished;
+  if (poll(polled.data(), polled.size(), static_cast<int>(max.count())) <= 0) return finished;
   for (std::size_t i = 0; i < polled.size(); ++i) {
     if ((polled[i].revents & POLLIN) != 0) {
       Receive(*nodes[i], finished);
     } else if ((polled[i].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0) {
-      Fail(*nodes[i], "has gone", finished);
+      Fail(*nodes[i], kGone, finished);
     }
   }
   return finished;
@@ -340,11 +353,13 @@ std::vector<FinishedCommand> LiveMachine::Wait(std::chrono::milliseconds most) {
 
 }  // namespace
 
-OpenedSource OpenLive(const std::string& sysfs, const std::string& devices) {
+Result<std::unique_ptr<HardwareSource>> OpenLive(const std::string& sysfs,
+                                                 const std::string& devices) {
   if (access((sysfs + "/bus").c_str(), R_OK | X_OK) != 0) {
-    return {nullptr, sysfs + ": this machine's devices cannot be listed: " + SystemError().message};
+    return Error{"cannot list this machine's devices in " + sysfs + ": " + SystemError().message};
   }
-  return {std::make_unique<AskedSource>(std::make_unique<LiveMachine>(sysfs, devices)), {}};
+  return std::unique_ptr<HardwareSource>(
+      std::make_unique<InquirySource>(std::make_unique<LiveTransport>(sysfs, devices)));
 }
 
 }  // namespace devprep

@@ -108,7 +108,7 @@ std::shared_ptr<RegistryKey> ProcessRegistry::Walk(const OpenKey& from, std::str
       status = status_;
       return nullptr;
     }
-    const auto branch = source->Branch();
+    const auto branch = source->DeviceMap();
     if (branch == nullptr) return nullptr;
     return FindPath(branch, path.substr(std::min(first.size() + 1, path.size())));
   }

@@ -18,12 +18,12 @@ constexpr std::uint32_t kAnswered = 0;
 constexpr std::uint32_t kNoAnswer = 1;
 
 // Hands an answer to the caller, from an offset on, behind and before zeros.
-std::uint32_t Deliver(const std::optional<std::string>& answer, std::size_t offset,
-                      std::size_t most, std::uint8_t* buffer, std::uint32_t length) {
+std::uint32_t Deliver(const std::optional<std::string>& answer, std::size_t offset, std::size_t max,
+                      std::uint8_t* buffer, std::uint32_t length) {
   if (!answer) return kNoAnswer;
   std::memset(buffer, 0, length);
   if (offset < length) {
-    std::memcpy(buffer + offset, answer->data(), std::min({answer->size(), most, length - offset}));
+    std::memcpy(buffer + offset, answer->data(), std::min({answer->size(), max, length - offset}));
   }
   return kAnswered;
 }
@@ -32,9 +32,9 @@ std::uint32_t Deliver(const std::optional<std::string>& answer, std::size_t offs
 
 namespace devprep {
 
-void AnnounceScsiRequests(const ScsiAddress* units, std::size_t count) {
+void PrefetchScsiAnswers(const ScsiAddress* units, std::size_t count) {
   HardwareSource* hardware = CurrentHardware();
-  if (hardware != nullptr && count != 0) hardware->Announce({units, count});
+  if (hardware != nullptr && count != 0) hardware->Prefetch({units, count});
 }
 
 }  // namespace devprep

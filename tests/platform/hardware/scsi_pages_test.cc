@@ -34,7 +34,7 @@ std::string Hexadecimal(const std::string& bytes) {
 }
 
 // Exactly the bytes that may be read, so that a sanitizer sees one too many.
-CheckedAnswer Check(const std::string& name, CheckedAnswer (*check)(std::string_view)) {
+Result<std::string> Check(const std::string& name, Result<std::string> (*check)(std::string_view)) {
   const std::string recorded = Recorded(name);
   const std::vector<char> bytes(recorded.begin(), recorded.end());
   return check({bytes.data(), bytes.size()});
@@ -55,10 +55,9 @@ TEST(ScsiPages, InquiryDataIsBelievedWithItsTextsWholeAndADeviceConnected) {
       {"inquiry_disconnected", -1, ""},
   };
   for (const auto& c : cases) {
-    const CheckedAnswer answer = Check(c.name, CheckStandardInquiry);
-    EXPECT_EQ(answer.bytes ? static_cast<int>(answer.bytes->size()) : -1, c.size) << c.name;
-    EXPECT_EQ(answer.bytes ? InquiryTextIn(*answer.bytes) : "", c.text) << c.name;
-    EXPECT_EQ(answer.bytes.has_value(), *answer.problem == '\0') << c.name;
+    const Result<std::string> answer = Check(c.name, CheckStandardInquiry);
+    EXPECT_EQ(answer ? static_cast<int>(answer->size()) : -1, c.size) << c.name;
+    EXPECT_EQ(answer ? InquiryTextIn(*answer) : "", c.text) << c.name;
   }
 }
 
@@ -77,11 +76,11 @@ TEST(ScsiPages, ASerialNumberPageIsThePageAskedForAndAsLongAsItSays) {
       {"identification_is_inquiry", nullptr},  // its second byte happens to be 80h
   };
   for (const auto& c : cases) {
-    const CheckedAnswer page =
+    const Result<std::string> page =
         Check(c.name, [](std::string_view bytes) { return CheckVitalProductData(bytes, 0x80); });
-    ASSERT_EQ(page.bytes.has_value(), c.serial != nullptr) << c.name;
-    if (page.bytes) {
-      EXPECT_EQ(page.bytes->substr(4), c.serial) << c.name;
+    ASSERT_EQ(static_cast<bool>(page), c.serial != nullptr) << c.name;
+    if (page) {
+      EXPECT_EQ(page->substr(4), c.serial) << c.name;
     }
   }
 }
@@ -106,12 +105,11 @@ TEST(ScsiPages, TheWorldWideIdIsTheUnitsOwnAndTheBestOfIts) {
       {"identification_is_inquiry", ""},
   };
   for (const auto& c : cases) {
-    const CheckedAnswer id = Check(c.name, [](std::string_view bytes) {
-      const CheckedAnswer page = CheckVitalProductData(bytes, kDeviceIdentificationPage);
-      return page.bytes ? WorldWideIdIn(*page.bytes) : page;
+    const Result<std::string> id = Check(c.name, [](std::string_view bytes) {
+      const Result<std::string> page = CheckVitalProductData(bytes, kDeviceIdentificationPage);
+      return page ? WorldWideIdIn(*page) : page;
     });
-    EXPECT_EQ(Hexadecimal(id.bytes.value_or("")), c.id) << c.name;
-    EXPECT_EQ(id.bytes.has_value(), *id.problem == '\0') << c.name;
+    EXPECT_EQ(Hexadecimal(id ? *id : ""), c.id) << c.name;
   }
 }
 
@@ -124,25 +122,40 @@ TEST(ScsiPages, NoBeginningOfAnAnswerIsTakenForMoreThanItIs) {
       const std::string_view bytes(part.data(), part.size());
       // A page whose fifth byte passes for a length cannot be told from inquiry data.
       if (name == std::string("changer_inquiry")) {
-        EXPECT_EQ(CheckStandardInquiry(bytes).bytes.has_value(), size >= 36) << size;
+        EXPECT_EQ(static_cast<bool>(CheckStandardInquiry(bytes)), size >= 36) << size;
       }
       for (const std::uint8_t page : {std::uint8_t{0x80}, kDeviceIdentificationPage}) {
-        const CheckedAnswer answer = CheckVitalProductData(bytes, page);
-        EXPECT_TRUE(!answer.bytes || size == whole.size()) << name << ' ' << size;
-        if (answer.bytes && page == kDeviceIdentificationPage) WorldWideIdIn(*answer.bytes);
+        const Result<std::string> answer = CheckVitalProductData(bytes, page);
+        EXPECT_TRUE(!answer || size == whole.size()) << name << ' ' << size;
+        if (answer && page == kDeviceIdentificationPage) (void)WorldWideIdIn(*answer);
       }
     }
   }
 }
 
-TEST(ScsiPages, SenseKeysOfBothFormats) {
+TEST(ScsiPages, SenseOfBothFormatsAndWhatIsWorthAnotherTry) {
   using namespace std::string_literals;
-  EXPECT_EQ(SenseKeyIn("\x70\x00\x06\x00\x00\x00\x00\x0a\x00\x00\x00\x00\x29\x00"s), 6);
-  EXPECT_EQ(SenseKeyIn("\xf0\x00\x65"s), 5);
-  EXPECT_EQ(SenseKeyIn("\x72\x06\x29\x00"s), 6);
-  EXPECT_EQ(SenseKeyIn("\x70\x00"s), 0);
-  EXPECT_EQ(SenseKeyIn("\x00\x06\x06"s), 0);
-  EXPECT_EQ(SenseKeyIn(""), 0);
+  const struct {
+    std::string data;
+    int key, code, qualifier;
+    CommandStatus status;
+  } cases[] = {
+      {"\x70\x00\x06\x00\x00\x00\x00\x0a\x00\x00\x00\x00\x29\x01"s, 6, 0x29, 1,
+       CommandStatus::kTryAgain},
+      {"\x72\x02\x04\x01"s, 2, 4, 1, CommandStatus::kTryAgain},
+      {"\x72\x0b\x04\x01"s, 11, 4, 1, CommandStatus::kTryAgain},
+      {"\xf0\x00\x65"s, 5, 0, 0, CommandStatus::kRefused},
+      {"\x70\x00"s, 0, 0, 0, CommandStatus::kRefused},
+      {"\x00\x06\x06"s, 0, 0, 0, CommandStatus::kRefused},
+      {"", 0, 0, 0, CommandStatus::kRefused},
+  };
+  for (const auto& c : cases) {
+    const Sense sense = SenseIn(c.data);
+    EXPECT_EQ(sense.key, c.key);
+    EXPECT_EQ(sense.code, c.code);
+    EXPECT_EQ(sense.qualifier, c.qualifier);
+    EXPECT_EQ(JudgeStatus(kStatusCheckCondition, sense).status, c.status);
+  }
 }
 
 }  // namespace

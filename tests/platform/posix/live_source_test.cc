@@ -61,9 +61,9 @@ TEST(LiveSource, HostsBecomeDensePortsInTheirOrder) {
   kernel.Unit("2:0:0:0", 1, "A DRIVE WITH 16C");
   kernel.Unit("2:0:1:0", 13, "SHELF");
   std::filesystem::create_directories(kernel.Sysfs() + "/bus/scsi/devices/target2:0:0");
-  const OpenedSource live = OpenLive(kernel.Sysfs(), kernel.Devices());
-  ASSERT_NE(live.source, nullptr);
-  EXPECT_EQ(WriteKeyText("HARDWARE", *live.source->Branch()), R"(
+  const auto live = OpenLive(kernel.Sysfs(), kernel.Devices());
+  ASSERT_TRUE(live);
+  EXPECT_EQ(WriteKeyText("HARDWARE", *(*live)->DeviceMap()), R"(
 [HARDWARE]
 
 [HARDWARE\DEVICEMAP]
@@ -110,11 +110,11 @@ TEST(LiveSource, UnitsBeyondTheMapAreNamedOnce) {
   kernel.Unit("0:8:0:0", 1, "BEYOND");
   kernel.Unit("0:0:0:64", 8, "HIGH");
   kernel.Unit("0:7:127:63", 8, "LAST");
-  const OpenedSource live = OpenLive(kernel.Sysfs(), kernel.Devices());
+  const auto live = OpenLive(kernel.Sysfs(), kernel.Devices());
   testing::internal::CaptureStderr();
-  const std::string map = WriteKeyText("H", *live.source->Branch());
-  live.source->Renew();
-  live.source->Branch();
+  const std::string map = WriteKeyText("H", *(*live)->DeviceMap());
+  (*live)->Renew();
+  (*live)->DeviceMap();
   const std::string said = testing::internal::GetCapturedStderr();
   EXPECT_NE(map.find("LAST"), std::string::npos);
   for (const char* out : {"FAR", "BEYOND", "HIGH"}) {
@@ -131,24 +131,24 @@ TEST(LiveSource, WhatCannotBeAskedSaysWhy) {
   kernel.Unit("3:0:1:0", 1, "GONE", "sg1");
   kernel.Unit("3:0:2:0", 1, "NO SG", "sg2");
   std::ofstream(kernel.Devices() + "/sg2").flush();
-  const OpenedSource live = OpenLive(kernel.Sysfs(), kernel.Devices());
+  const auto live = OpenLive(kernel.Sysfs(), kernel.Devices());
   const ScsiAddress units[] = {{0, 0, 0, 0}, {0, 0, 1, 0}, {0, 0, 9, 0}};
   testing::internal::CaptureStderr();
-  live.source->Announce(units);
-  for (const ScsiAddress& unit : units) EXPECT_FALSE(live.source->StandardInquiry(unit));
+  (*live)->Prefetch(units);
+  for (const ScsiAddress& unit : units) EXPECT_FALSE((*live)->StandardInquiry(unit));
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "devprep: 0:0:0:0 ACME NO NODE (3:0:0:0): cannot be asked: it has no SCSI generic node "
+            "devprep: 0:0:0:0 ACME NO NODE (3:0:0:0): has no SCSI generic node "
             "(is the kernel module sg loaded?)\n"
-            "devprep: 0:0:1:0 ACME GONE (3:0:1:0, sg1): cannot be opened: " +
+            "devprep: 0:0:1:0 ACME GONE (3:0:1:0, sg1): cannot open " +
                 kernel.Devices() +
                 "/sg1: No such file or directory\n"
                 "devprep: 0:0:9:0: is not attached\n");
 }
 
 TEST(LiveSource, NoSysfsIsNoEmptyMachine) {
-  const OpenedSource live = OpenLive("/nonexistent", "/nonexistent");
-  EXPECT_EQ(live.source, nullptr);
-  EXPECT_NE(live.problem, "");
+  const auto live = OpenLive("/nonexistent", "/nonexistent");
+  ASSERT_FALSE(live);
+  EXPECT_NE(live.Failure().message, "");
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // A machine of tape drives that answer when they are told to, or never.
-#ifndef DEVPREP_TESTS_SUPPORT_SIMULATED_MACHINE_H_
-#define DEVPREP_TESTS_SUPPORT_SIMULATED_MACHINE_H_
+#ifndef DEVPREP_TESTS_SUPPORT_SIMULATED_TRANSPORT_H_
+#define DEVPREP_TESTS_SUPPORT_SIMULATED_TRANSPORT_H_
 
 #include <algorithm>
 #include <chrono>
@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "platform/hardware/hardware_map.h"
-#include "platform/hardware/scsi_machine.h"
+#include "platform/hardware/scsi_transport.h"
 
 namespace devprep {
 
@@ -19,44 +19,48 @@ struct SimulatedUnit {
   std::chrono::milliseconds delay{0};
   bool silent = false;      // never answers
   int unit_attentions = 0;  // before each answer
+  std::uint8_t status = 0;  // of each command, if not good
   bool unopenable = false;
   bool lost = false;  // its commands fail on the way
 };
 
-class SimulatedMachine : public ScsiMachine {
+class SimulatedTransport : public ScsiTransport {
  public:
   using Clock = std::chrono::steady_clock;
 
   // Unit n is target n of port 0; its serial number is "SERIAL" and n.
-  explicit SimulatedMachine(std::vector<SimulatedUnit> units) : units_(std::move(units)) {
+  explicit SimulatedTransport(std::vector<SimulatedUnit> units) : units_(std::move(units)) {
     AddPort(*branch_, 0, "simulated");
     for (std::size_t n = 0; n < units_.size(); ++n) AddUnit(*branch_, At(n), kText, kTapeType);
   }
 
   static ScsiAddress At(std::size_t n) { return {0, 0, static_cast<std::uint16_t>(n), 0}; }
 
-  std::string Loss() const override { return loss; }
-  std::shared_ptr<RegistryKey> Branch() override { return branch_; }
+  std::string ConnectionError() const override { return connection_error; }
+  std::shared_ptr<RegistryKey> DeviceMap() override { return branch_; }
   std::string NameOf(const ScsiAddress& /*unit*/) override { return "ACME SIMULATED"; }
-  std::string Open(const ScsiAddress& unit) override {
-    if (unit.target >= units_.size()) return "is not attached";
-    return units_[unit.target].unopenable ? "may not be opened" : "";
+  bool IsAttached(const ScsiAddress& unit) override {
+    return unit.port == 0 && unit.target < units_.size();
   }
-
-  std::string Send(const ScsiAddress& unit, const InquiryCommand& command,
-                   std::uint64_t ticket) override {
-    ++sent;
-    Command made{unit, command, Clock::time_point::max(), units_[unit.target].unit_attentions};
-    if (!units_[unit.target].silent) made.due = Clock::now() + units_[unit.target].delay;
-    const auto left = left_.find({unit.target, command[2]});
-    if (left != left_.end()) made.attentions_left = left->second;
-    under_way_[ticket] = made;
-    most_under_way = std::max(most_under_way, under_way_.size());
+  Result<> Open(const ScsiAddress& unit) override {
+    if (units_[unit.target].unopenable) return Error{"cannot be opened"};
     return {};
   }
 
-  std::vector<FinishedCommand> Wait(std::chrono::milliseconds most) override {
-    Clock::time_point until = Clock::now() + most;
+  Result<> Send(const ScsiAddress& unit, const ScsiCommand& command,
+                std::uint64_t ticket) override {
+    ++sent;
+    Command made{unit, command, Clock::time_point::max(), units_[unit.target].unit_attentions};
+    if (!units_[unit.target].silent) made.due = Clock::now() + units_[unit.target].delay;
+    const auto left = left_.find({unit.target, command.cdb[2]});
+    if (left != left_.end()) made.attentions_left = left->second;
+    under_way_[ticket] = made;
+    max_under_way = std::max(max_under_way, under_way_.size());
+    return {};
+  }
+
+  std::vector<FinishedCommand> Wait(std::chrono::milliseconds max) override {
+    Clock::time_point until = Clock::now() + max;
     for (const auto& [ticket, command] : under_way_) until = std::min(until, command.due);
     std::this_thread::sleep_until(until);
     std::vector<FinishedCommand> finished;
@@ -77,9 +81,9 @@ class SimulatedMachine : public ScsiMachine {
 
   std::size_t UnderWay() const { return under_way_.size(); }
 
-  std::string loss;
+  std::string connection_error;
   std::size_t sent = 0;
-  std::size_t most_under_way = 0;
+  std::size_t max_under_way = 0;
 
  private:
   static constexpr std::uint8_t kTapeType = 1;
@@ -87,27 +91,30 @@ class SimulatedMachine : public ScsiMachine {
 
   struct Command {
     ScsiAddress unit;
-    InquiryCommand bytes;
+    ScsiCommand bytes;
     Clock::time_point due;
     int attentions_left;
   };
 
   FinishedCommand Finish(std::uint64_t ticket, const Command& command) {
-    FinishedCommand finished{ticket, CommandStatus::kGood, {}, {}};
-    const bool page = command.bytes[1] != 0;
+    FinishedCommand finished;
+    finished.ticket = ticket;
+    const auto& cdb = command.bytes.cdb;
+    const bool page = cdb[1] != 0;
     if (units_[command.unit.target].lost) {
-      finished.status = CommandStatus::kUnreachable;
-      finished.reason = "has gone";
+      finished.outcome = {CommandStatus::kUnreachable, "has gone"};
     } else if (command.attentions_left > 0) {
-      finished.status = CommandStatus::kUnitAttention;
-      left_[{command.unit.target, command.bytes[2]}] = command.attentions_left - 1;
+      finished.outcome = JudgeStatus(kStatusCheckCondition, {kSenseUnitAttention, 0, 0});
+      left_[{command.unit.target, cdb[2]}] = command.attentions_left - 1;
+    } else if (units_[command.unit.target].status != kStatusGood) {
+      finished.outcome = JudgeStatus(units_[command.unit.target].status, {});
     } else if (!page) {
       finished.data = std::string("\x01\x80\x06\x02\x1f\0\0\0", 8) + kText;
-    } else if (command.bytes[2] == kUnitSerialNumberPage) {
+    } else if (cdb[2] == kUnitSerialNumberPage) {
       const std::string serial = "SERIAL" + std::to_string(command.unit.target);
       finished.data = std::string("\x01\x80\0", 3) + static_cast<char>(serial.size()) + serial;
     } else {
-      finished.status = CommandStatus::kRefused;
+      finished.outcome = JudgeStatus(kStatusCheckCondition, {5, 0x24, 0});
     }
     return finished;
   }
@@ -120,4 +127,4 @@ class SimulatedMachine : public ScsiMachine {
 
 }  // namespace devprep
 
-#endif  // DEVPREP_TESTS_SUPPORT_SIMULATED_MACHINE_H_
+#endif  // DEVPREP_TESTS_SUPPORT_SIMULATED_TRANSPORT_H_

@@ -1,4 +1,4 @@
-#include "platform/posix/iscsi_source.h"
+#include "platform/posix/iscsi_url.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 namespace devprep {
 namespace {
 
-TEST(IscsiPlace, IsAPortalAndPerhapsATarget) {
+TEST(IscsiUrl, IsAPortalAndPerhapsATarget) {
   const struct {
     const char* url;
     const char* portal;  // empty: refused
@@ -29,14 +29,14 @@ TEST(IscsiPlace, IsAPortalAndPerhapsATarget) {
       {"iscsi://user%secret@host/t", "", ""},
   };
   for (const auto& c : cases) {
-    IscsiPlace place;
-    const std::string problem = ParseIscsiPlace(c.url, place);
-    EXPECT_EQ(problem.empty(), *c.portal != '\0') << c.url << ": " << problem;
-    if (problem.empty()) {
-      EXPECT_EQ(place.portal, c.portal);
-      EXPECT_EQ(place.target, c.target);
+    const Result<IscsiUrl> parsed = ParseIscsiUrl(c.url);
+    EXPECT_EQ(static_cast<bool>(parsed), *c.portal != '\0') << c.url;
+    if (parsed) {
+      EXPECT_EQ(parsed->portal, c.portal);
+      EXPECT_EQ(parsed->target, c.target);
+    } else {
+      EXPECT_EQ(parsed.Failure().message.find("secret"), std::string::npos);
     }
-    EXPECT_EQ(problem.find("secret"), std::string::npos);
   }
 }
 

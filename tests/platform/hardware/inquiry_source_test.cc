@@ -1,4 +1,4 @@
-#include "platform/hardware/asked_source.h"
+#include "platform/hardware/inquiry_source.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include "discovery/scsi_probe.h"
 #include "entry/library.h"
 #include "platform/posix/hardware.h"
-#include "support/simulated_machine.h"
+#include "support/simulated_transport.h"
 #include "support/world.h"
 
 namespace devprep {
@@ -21,14 +21,14 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kLimit{300};
 
-// A source of simulated units, and the machine that it owns.
+// A source of simulated units, and the transport that it owns.
 struct Simulation {
   explicit Simulation(const std::vector<SimulatedUnit>& units)
-      : made(std::make_unique<SimulatedMachine>(units)),
-        machine(made.get()),
+      : made(std::make_unique<SimulatedTransport>(units)),
+        transport(made.get()),
         source(std::move(made)) {
     setenv(kTimeLimitVariable, "0.3", 1);
-    for (std::size_t n = 0; n < units.size(); ++n) addresses.push_back(SimulatedMachine::At(n));
+    for (std::size_t n = 0; n < units.size(); ++n) addresses.push_back(SimulatedTransport::At(n));
   }
   ~Simulation() { unsetenv(kTimeLimitVariable); }
   Simulation(const Simulation&) = delete;
@@ -37,16 +37,16 @@ struct Simulation {
   // All answers of a unit: I inquiry data, S serial number, W World Wide ID.
   std::string Answers(std::size_t n) {
     std::string answers;
-    if (source.StandardInquiry(SimulatedMachine::At(n))) answers += 'I';
-    if (source.VitalProductData(SimulatedMachine::At(n), kUnitSerialNumberPage)) answers += 'S';
-    if (source.WorldWideId(SimulatedMachine::At(n))) answers += 'W';
+    if (source.StandardInquiry(SimulatedTransport::At(n))) answers += 'I';
+    if (source.VitalProductData(SimulatedTransport::At(n), kUnitSerialNumberPage)) answers += 'S';
+    if (source.WorldWideId(SimulatedTransport::At(n))) answers += 'W';
     return answers;
   }
-  std::string Problem(std::size_t n) { return source.Condition(SimulatedMachine::At(n)).problem; }
+  std::string Problem(std::size_t n) { return source.Condition(SimulatedTransport::At(n)).problem; }
 
-  std::unique_ptr<SimulatedMachine> made;
-  SimulatedMachine* machine;
-  AskedSource source;
+  std::unique_ptr<SimulatedTransport> made;
+  SimulatedTransport* transport;
+  InquirySource source;
   std::vector<ScsiAddress> addresses;
 };
 
@@ -57,20 +57,20 @@ milliseconds TimeOf(Work work) {
   return std::chrono::duration_cast<milliseconds>(Clock::now() - start);
 }
 
-TEST(AskedSource, DeadUnitsHoldNobodyUp) {
+TEST(InquirySource, DeadUnitsHoldNobodyUp) {
   std::vector<SimulatedUnit> units(64, {milliseconds(50)});
   for (const std::size_t dead : {5U, 30U, 63U}) units[dead].silent = true;
   Simulation simulation(units);
   testing::internal::CaptureStderr();
-  const milliseconds took = TimeOf([&] { simulation.source.Announce(simulation.addresses); });
+  const milliseconds took = TimeOf([&] { simulation.source.Prefetch(simulation.addresses); });
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "devprep: 0:0:5:0 ACME SIMULATED: did not answer within 0.3 s\n"
             "devprep: 0:0:30:0 ACME SIMULATED: did not answer within 0.3 s\n"
             "devprep: 0:0:63:0 ACME SIMULATED: did not answer within 0.3 s\n");
   EXPECT_GE(took, kLimit);
   EXPECT_LE(took, kLimit * 11 / 10);
-  EXPECT_EQ(simulation.machine->most_under_way, 64U * 3);
-  EXPECT_EQ(simulation.machine->UnderWay(), 0U);
+  EXPECT_EQ(simulation.transport->max_under_way, 64U * 3);
+  EXPECT_EQ(simulation.transport->UnderWay(), 0U);
 
   // Until the next transaction the dead ones stay dead, and every answer is there already.
   EXPECT_LT(TimeOf([&] {
@@ -81,54 +81,74 @@ TEST(AskedSource, DeadUnitsHoldNobodyUp) {
             milliseconds(30));
 }
 
-TEST(AskedSource, AnAnswerIsGivenOnceAndLaterRequestsAskAnew) {
+TEST(InquirySource, AnAnswerIsGivenOnceAndLaterRequestsAskAnew) {
   Simulation simulation({{}, {}});
-  simulation.source.Announce(simulation.addresses);
-  EXPECT_EQ(simulation.machine->sent, 6U);
+  simulation.source.Prefetch(simulation.addresses);
+  EXPECT_EQ(simulation.transport->sent, 6U);
   EXPECT_EQ(simulation.Answers(0), "IS");
-  EXPECT_EQ(simulation.machine->sent, 6U);
+  EXPECT_EQ(simulation.transport->sent, 6U);
   EXPECT_EQ(simulation.Answers(0), "IS");
-  EXPECT_EQ(simulation.machine->sent, 9U);
+  EXPECT_EQ(simulation.transport->sent, 9U);
   simulation.source.Renew();
-  EXPECT_EQ(simulation.Answers(1), "IS");  // what was announced went with its transaction
-  EXPECT_EQ(simulation.machine->sent, 12U);
+  EXPECT_EQ(simulation.Answers(1), "IS");  // what was prefetched went with its transaction
+  EXPECT_EQ(simulation.transport->sent, 12U);
 }
 
-TEST(AskedSource, ASilentUnitIsAskedAgainInTheNextTransactionOnly) {
+TEST(InquirySource, ASilentUnitIsAskedAgainInTheNextTransactionOnly) {
   Simulation simulation(std::vector<SimulatedUnit>{{.silent = true}});
   EXPECT_EQ(simulation.Answers(0), "");
-  EXPECT_EQ(simulation.machine->sent, 1U);
+  EXPECT_EQ(simulation.transport->sent, 1U);
   simulation.source.Renew();
   EXPECT_EQ(simulation.Problem(0), "");
   EXPECT_EQ(simulation.Answers(0), "");
-  EXPECT_EQ(simulation.machine->sent, 2U);
+  EXPECT_EQ(simulation.transport->sent, 2U);
   EXPECT_EQ(simulation.Problem(0), "did not answer within 0.3 s");
 }
 
-TEST(AskedSource, UnitAttentionsAreTriedAgainAFewTimes) {
-  Simulation simulation({{.unit_attentions = 3}, {.unit_attentions = 1000}});
-  simulation.source.Announce(simulation.addresses);
+TEST(InquirySource, WhatIsBusyIsAskedAgainUntilTheTimeLimitAndIsThenSilent) {
+  Simulation simulation({{.unit_attentions = 3},
+                         {.unit_attentions = 1000},
+                         {.status = 0x08},
+                         {.status = 0x18},
+                         {.status = 0x28}});
+  testing::internal::CaptureStderr();
+  const milliseconds took = TimeOf([&] { simulation.source.Prefetch(simulation.addresses); });
+  const std::string said = testing::internal::GetCapturedStderr();
+  EXPECT_GE(took, kLimit);
+  EXPECT_LE(took, kLimit * 11 / 10);
+  EXPECT_LT(simulation.transport->sent, 200U);
   EXPECT_EQ(simulation.Answers(0), "IS");
-  EXPECT_LT(simulation.machine->sent, 100U);
-  EXPECT_EQ(simulation.Answers(1), "");
+  const char* reasons[] = {"", "it keeps reporting unit attentions", "it is busy",
+                           "it is reserved by another machine", "its queue of commands is full"};
+  std::vector<SilentUnit> silent = simulation.source.SilentUnits();
+  ASSERT_EQ(silent.size(), 4U);
+  for (std::size_t n = 1; n < 5; ++n) {
+    EXPECT_EQ(simulation.Answers(n), "");
+    EXPECT_EQ(silent[n - 1].address, SimulatedTransport::At(n));
+    EXPECT_EQ(silent[n - 1].reason, std::string("did not answer within 0.3 s: ") + reasons[n]);
+    EXPECT_NE(said.find(silent[n - 1].reason), std::string::npos);
+    EXPECT_TRUE(silent[n - 1].listed);
+  }
+  simulation.source.Renew();
+  EXPECT_TRUE(simulation.source.SilentUnits().empty());
 }
 
-TEST(AskedSource, UnitsThatCannotBeReachedAreNamedOnce) {
+TEST(InquirySource, UnitsThatCannotBeReachedAreNamedOnce) {
   Simulation simulation({{.unopenable = true}, {.lost = true}, {}});
   testing::internal::CaptureStderr();
-  simulation.source.Announce(simulation.addresses);
+  simulation.source.Prefetch(simulation.addresses);
   for (std::size_t n = 0; n < 3; ++n) simulation.Answers(n);
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "devprep: 0:0:0:0 ACME SIMULATED: may not be opened\n"
+            "devprep: 0:0:0:0 ACME SIMULATED: cannot be opened\n"
             "devprep: 0:0:1:0 ACME SIMULATED: has gone\n");
   EXPECT_FALSE(simulation.source.StandardInquiry({3, 0, 0, 9}));
 }
 
-TEST(AskedSource, ThePassAsksAllUnitsAtOnceAndListsTheDeadByTheMap) {
+TEST(InquirySource, ThePassAsksAllUnitsAtOnceAndListsTheDeadByTheMap) {
   World world;
   std::vector<SimulatedUnit> units(20, {milliseconds(40)});
   units[7].silent = true;
-  auto simulation = std::make_unique<AskedSource>(std::make_unique<SimulatedMachine>(units));
+  auto simulation = std::make_unique<InquirySource>(std::make_unique<SimulatedTransport>(units));
   UseHardware(std::move(simulation));
   setenv(kTimeLimitVariable, "0.3", 1);
   const milliseconds took = TimeOf([] { ::SetUpInitTapesvrConfig(); });
@@ -143,12 +163,12 @@ TEST(AskedSource, ThePassAsksAllUnitsAtOnceAndListsTheDeadByTheMap) {
   }
 }
 
-TEST(AskedSource, OnceLostNothingLearntIsStoredAndAListingGoesOn) {
+TEST(InquirySource, OnceLostNothingLearntIsStoredAndAListingGoesOn) {
   World world;
   world.Device(0, Info(0, 0, 0, 0, kTypeTape, "STORED"));
-  auto machine = std::make_unique<SimulatedMachine>(std::vector<SimulatedUnit>{{.lost = true}});
-  machine->loss = "the way is gone";
-  UseHardware(std::make_unique<AskedSource>(std::move(machine)));
+  auto transport = std::make_unique<SimulatedTransport>(std::vector<SimulatedUnit>{{.lost = true}});
+  transport->connection_error = "the way is gone";
+  UseHardware(std::make_unique<InquirySource>(std::move(transport)));
   const std::string before = world.Dump();
   // A world's own transaction would share the exports' one.
   RegistryCommit();
@@ -165,11 +185,11 @@ TEST(AskedSource, OnceLostNothingLearntIsStoredAndAListingGoesOn) {
   EXPECT_EQ(world.Dump(), before);
 }
 
-TEST(AskedSource, ProgressEndsWithAllFinished) {
+TEST(InquirySource, ProgressEndsWithAllFinished) {
   Simulation simulation({{}, {.silent = true}, {milliseconds(100)}});
   std::vector<AskingProgress> told;
   SetProgressListener([&told](const AskingProgress& progress) { told.push_back(progress); });
-  simulation.source.Announce(simulation.addresses);
+  simulation.source.Prefetch(simulation.addresses);
   simulation.source.Renew();
   simulation.Answers(0);  // one device is no progress to tell of
   SetProgressListener(nullptr);
@@ -181,9 +201,9 @@ TEST(AskedSource, ProgressEndsWithAllFinished) {
 }
 
 TEST(TimeLimits, AreNumbersOfSeconds) {
-  EXPECT_EQ(ParseTimeLimit("10"), milliseconds(10'000));
-  EXPECT_EQ(ParseTimeLimit("0.25"), milliseconds(250));
-  EXPECT_EQ(ParseTimeLimit("600"), milliseconds(600'000));
+  EXPECT_EQ(*ParseTimeLimit("10"), milliseconds(10'000));
+  EXPECT_EQ(*ParseTimeLimit("0.25"), milliseconds(250));
+  EXPECT_EQ(*ParseTimeLimit("600"), milliseconds(600'000));
   for (const char* wrong : {"", "0", "-1", "601", "ten", "5s", "nan", "inf"}) {
     EXPECT_FALSE(ParseTimeLimit(wrong)) << wrong;
   }
