@@ -6,7 +6,10 @@
  *  - Device numbers, RAID numbers, levels and link positions are unsigned 16-bit numbers.
  *  - The caller owns every buffer. Pointers must not be null.
  *  - The functions keep process-wide state and take no locks against threads: one call at a time.
- *  - Each call is one transaction on the registry: it is stored whole, or not at all.
+ *  - Each call is one transaction on the registry: it is stored whole, or not at all. When it
+ * cannot be stored, or memory runs out, the result is 65535 where it can be anything but 0.
+ *  - Device records and their number are kept as they were first read, also when another process
+ *    changes them, until the configuration pass or RaidSetUpGetRaidInfo(65535, ...) empties them.
  *
  * This header stands alone and compiles as C and as C++.
  */
@@ -124,7 +127,7 @@ DEVPREP_API uint16_t DEVPREP_CALL SetUpGetNoOfDevices(uint16_t* count);
 
 /* Describes device number. The caller passes a zero-filled record: RaidFlags and Reserved are only
  * written where they apply. Returns 0; 3 not configured; 219 malformed "Info"; 65535 when the
- * registry cannot be stored. On 3 and 219 the record is untouched. Ordinal 102. */
+ * registry cannot be stored. Unless it returns 0 the record is untouched. Ordinal 102. */
 DEVPREP_API uint16_t DEVPREP_CALL SetUpGetDeviceInfo(uint16_t number, DeviceInfo* info);
 
 /* Stores the number of RAIDs, 0 to 8, in *count. Returns 0. Ordinal 200. */

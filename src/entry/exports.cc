@@ -1,31 +1,10 @@
 // The doorways: each export is one registry transaction around the function that does the work.
 #include "devprep/devprep.h"
 #include "entry/library.h"
-#include "platform/registry.h"
-#include "records/device_cache.h"
-#include "records/raid_member_total.h"
+#include "entry/transaction.h"
 #include "records/raid_records.h"
 #include "setup/device_listing.h"
 #include "setup/raid_setup.h"
-
-namespace devprep {
-namespace {
-
-// Runs an operation as one transaction. When its changes cannot be stored, what the process
-// remembers of them goes too, and the status says so.
-template <typename Operation>
-std::uint16_t AsTransaction(Operation operation) {
-  RegistryBegin();
-  const std::uint16_t members_before = RaidMemberTotal();
-  const std::uint16_t status = operation();
-  if (RegistryCommit()) return status;
-  SetRaidMemberTotal(members_before);
-  ResetDeviceCache();
-  return DEVPREP_FAILED;
-}
-
-}  // namespace
-}  // namespace devprep
 
 using devprep::AsTransaction;
 
@@ -40,7 +19,12 @@ std::uint16_t SetUpGetNoOfDevices(std::uint16_t* count) {
 }
 
 std::uint16_t SetUpGetDeviceInfo(std::uint16_t number, DeviceInfo* info) {
-  return AsTransaction([=] { return devprep::SetUpGetDeviceInfo(number, info); });
+  // The caller gets a record that is whole, or none.
+  DeviceInfo described = *info;
+  const std::uint16_t status =
+      AsTransaction([&] { return devprep::SetUpGetDeviceInfo(number, &described); });
+  if (status == DEVPREP_OK) *info = described;
+  return status;
 }
 
 std::uint16_t RaidSetUpGetNoOfRaids(std::uint16_t* count) {

@@ -3,6 +3,7 @@
 #include "discovery/library_hooks.h"
 #include "discovery/scsi_map.h"
 #include "discovery/scsi_probe.h"
+#include "entry/transaction.h"
 #include "platform/modules.h"
 #include "reconfig/device_match.h"
 #include "reconfig/raid_carry_over.h"
@@ -37,7 +38,8 @@ std::uint16_t SetUpInitTapesvrConfig() {
     ProbeScsiDevices();
     CarryOverRaids();
     ResetDeviceCache();
-    ReconfigureDevices();
+    // The carried-over lists belong to the devices that could not be stored.
+    if (ReconfigureDevices() == kNoWorkingStorage) RegistryFail(kNoMemory);
   }
   CountRaidMembers();
   return 0;
@@ -64,7 +66,10 @@ int APIENTRY DllMain(HINSTANCE /*module*/, DWORD reason, void* /*reserved*/) {
   if (reason == DLL_PROCESS_ATTACH) {
     if (devprep::AttachCount == 0) {
       devprep::LoadSupportModule();
-      devprep::ReadHomePath();
+      devprep::AsTransaction([] {
+        devprep::ReadHomePath();
+        return devprep::kStatusOk;
+      });
     }
     ++devprep::AttachCount;
   } else if (reason == DLL_PROCESS_DETACH) {

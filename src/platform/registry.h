@@ -93,15 +93,24 @@ LONG RegDeleteValueA(HKEY key, const char* name);
 
 namespace devprep {
 
+// A reason for RegistryFail.
+inline constexpr const char* kNoMemory = "not enough memory: nothing was changed";
+
 // One export is one transaction: between the outermost RegistryBegin and its RegistryCommit other
 // processes are kept out of the registry file, changes stay in memory, and the commit replaces the
 // file once if anything changed. Pairs nest; a registry call outside any pair is a transaction of
-// its own. On Windows, where each registry call stands for itself, both do nothing.
+// its own. On Windows, where each registry call stands for itself, both do nothing. Throws
+// std::bad_alloc, and has then begun nothing; so do the calls above, elsewhere than on Windows.
 void RegistryBegin();
 
 // Returns whether all that was changed is stored. After false the registry is as it was before the
 // outermost RegistryBegin, and the reason has gone to standard error.
 bool RegistryCommit();
+
+// Within a transaction: what was done cannot be relied on, for reason, which goes to standard
+// error. The outermost RegistryCommit then stores nothing and returns false. Does nothing on
+// Windows.
+void RegistryFail(const char* reason);
 
 }  // namespace devprep
 

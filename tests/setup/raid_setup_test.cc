@@ -199,6 +199,25 @@ TEST(RaidAssign, ChangersBringTheirFreeDrives) {
   Check(edits, true);
 }
 
+TEST(RaidAssign, EveryMemberNeedsAnAddressAlsoBehindTheEndOfTheList) {
+  World world;
+  std::string list;
+  for (int n = 0; n < 21; ++n) {
+    world.Device(n, Info(60000, 60000, 60000, 60000 + n, 5));
+    if (n < 20) list += "(60000,60000,60000," + std::to_string(60000 + n) + ")";  // 500 characters
+  }
+  for (int n = 21; n < 23; ++n) world.Device(n, Info(1, 0, n, 0, 17));
+  world.Raid(0, list, "(1,0,22,0)");
+  world.Text("DEVICE21", "ReservedDrives", "20,40");
+  EXPECT_EQ(::RaidSetUpAssignDeviceToRaid(0, 21, 0), 202);
+  EXPECT_EQ(world.Show("RAID0", "Info"), Quoted(list));
+  EXPECT_EQ(world.Show("RAID0", "ChangerDevices"), "\"(1,0,22,0)\"");
+  world.Text("DEVICE21", "ReservedDrives", "20");
+  RaidSetUpGetRaidInfo(65535, nullptr);
+  EXPECT_EQ(::RaidSetUpAssignDeviceToRaid(0, 21, 0), 0);
+  EXPECT_EQ(world.Show("RAID0", "Info"), Quoted(list));  // what fits whole
+}
+
 TEST(RaidAssign, StrictMatchWantsTheModelOfTheFirstMember) {
   const Stored raid = Raid0({2, 7});
   const Stored short_names = Named(2, 5, "abcd") + Named(4, 5, "wxyz");

@@ -25,7 +25,12 @@ class HardwareChoice {
       if (given_ != nullptr) {
         given_->Renew();
       } else {
-        Check();
+        try {
+          Check();
+        } catch (...) {  // out of memory: what is in use is not what was chosen
+          name_.clear();
+          throw;
+        }
       }
     }
     checked_ = true;

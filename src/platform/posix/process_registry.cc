@@ -1,9 +1,11 @@
 #include "platform/posix/process_registry.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "platform/hardware/device_map_names.h"
+#include "platform/messages.h"
 #include "platform/posix/hardware.h"
 
 namespace devprep {
@@ -28,19 +30,44 @@ bool PathOf(const RegistryKey& top, const RegistryKey& wanted, std::string& path
 }  // namespace
 
 void ProcessRegistry::Begin() {
-  if (depth_++ != 0) return;
-  HardwareMayHaveChanged();
-  no_hardware_ = false;
-  status_ = file_.Begin();
+  if (depth_ == 0) {
+    HardwareMayHaveChanged();
+    no_hardware_ = false;
+    failed_ = false;
+    try {
+      status_ = file_.Begin();
+    } catch (...) {  // out of memory: no transaction has begun
+      file_.MarkChanged();
+      file_.Abandon();
+      throw;
+    }
+  }
+  ++depth_;
 }
 
 bool ProcessRegistry::Commit() {
   if (--depth_ != 0) return true;
-  // What was learnt of half a machine is not stored. What was only read stands.
-  const bool half_known = HardwareLost() && file_.Changed();
-  if (!no_hardware_ && !half_known) return file_.Commit();
+  try {
+    // What was learnt without the machine, or of half of it, is not stored: to go on as if nothing
+    // were attached would empty the configuration. What was only read stands.
+    const bool half_known = (HardwareLost() || no_hardware_) && file_.Changed();
+    if (!failed_ && !half_known) return file_.Commit();
+  } catch (const std::bad_alloc&) {
+    Fail(kNoMemory);
+  }
+  // A change may have been begun without having been marked as one.
+  file_.MarkChanged();
   file_.Abandon();
   return false;
+}
+
+void ProcessRegistry::Fail(const char* reason) {
+  if (failed_) return;
+  failed_ = true;
+  try {
+    ReportMessage(Severity::kError, reason);
+  } catch (const std::bad_alloc&) {  // there is no memory to say so
+  }
 }
 
 void ProcessRegistry::Abandon() {
@@ -67,6 +94,8 @@ HKEY ProcessRegistry::Add(std::shared_ptr<RegistryKey> key, REGSAM access, bool 
     return nullptr;
   } else {
     slot = open_.size();
+    // Closing, which destructors do, then needs no memory.
+    if (free_.capacity() <= slot) free_.reserve(2 * slot + 16);
     open_.emplace_back();
   }
   // A slot's next handle differs from the last, so that a handle used after close is noticed. The
@@ -102,10 +131,8 @@ std::shared_ptr<RegistryKey> ProcessRegistry::Walk(const OpenKey& from, std::str
     hardware = true;
     HardwareSource* source = CurrentHardware();
     if (source == nullptr) {
-      // To go on as if nothing were attached would empty the configuration.
       no_hardware_ = true;
-      status_ = ERROR_BADDB;
-      status = status_;
+      status = ERROR_BADDB;
       return nullptr;
     }
     const auto branch = source->DeviceMap();
@@ -146,6 +173,7 @@ ProcessRegistry& TheRegistry() {
 
 void RegistryBegin() { TheRegistry().Begin(); }
 bool RegistryCommit() { return TheRegistry().Commit(); }
+void RegistryFail(const char* reason) { TheRegistry().Fail(reason); }
 void RegistryAbandon() { TheRegistry().Abandon(); }
 
 bool RegistryReadable() { return TheRegistry().Status() == ERROR_SUCCESS; }

@@ -43,10 +43,11 @@ class ProcessRegistry {
  public:
   ProcessRegistry() : file_([this](const auto& from, const auto& to) { MoveHandles(from, to); }) {}
 
-  // A transaction, as RegistryBegin, RegistryCommit and RegistryAbandon describe it.
+  // A transaction, as RegistryBegin, RegistryCommit, RegistryAbandon and RegistryFail describe it.
   void Begin();
   bool Commit();
   void Abandon();
+  void Fail(const char* reason);
 
   // Within a transaction: what every open gives, ERROR_SUCCESS when the registry can be used.
   LONG Status() const { return status_; }
@@ -74,6 +75,7 @@ class ProcessRegistry {
   int depth_ = 0;
   LONG status_ = ERROR_SUCCESS;
   bool no_hardware_ = false;  // it was asked for, and could not be had
+  bool failed_ = false;       // nothing of this transaction is to be stored
   OpenKey local_machine_{nullptr, KEY_ALL_ACCESS, false, 0};
   std::vector<OpenKey> open_;
   std::vector<std::size_t> free_;  // slots of open_

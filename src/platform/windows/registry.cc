@@ -7,4 +7,6 @@ void RegistryBegin() {}
 
 bool RegistryCommit() { return true; }
 
+void RegistryFail(const char* /*reason*/) {}
+
 }  // namespace devprep

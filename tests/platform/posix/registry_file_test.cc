@@ -20,6 +20,7 @@
 #include "platform/posix/heap_fault.h"
 #include "reconfig/reconfigure.h"
 #include "records/raid_member_total.h"
+#include "store/product_config.h"
 #include "support/world.h"
 
 namespace devprep {
@@ -324,6 +325,24 @@ TEST_F(RegistryFileTest, WithoutItsHardwareTheConfigurationStaysAsItIs) {
     EXPECT_EQ(Messages([] { EXPECT_EQ(::SetUpInitTapesvrConfig(), 0); }), "devprep: " + c.message);
     EXPECT_EQ(ReadText(path_), text);
   }
+}
+
+TEST_F(RegistryFileTest, AListingWithoutItsHardwareGoesByWhatIsStored) {
+  const std::string text = EngineText("\n[HKEY_LOCAL_MACHINE\\" + kEngineKey +
+                                      "\\DEVICE0]\n\"Info\"=\"" + Info(0, 0, 1, 0, 5) + "\"\n");
+  WriteText(path_, text);
+  NewProcess();
+  MaskFibreDevices = 1;
+  fs::remove(folder_ + "/machine.reg");
+  DeviceInfo info = {};
+  EXPECT_EQ(Messages([&] {
+              EXPECT_EQ(::SetUpGetDeviceInfo(0, &info), 0);
+              EXPECT_EQ(::SetUpGetDeviceInfo(1, &info), 3);
+            }),
+            "devprep: " + folder_ + "/machine.reg: there is no such hardware capture\n");
+  EXPECT_EQ(info.Type, DEVPREP_TYPE_TAPE);
+  EXPECT_STREQ(info.Description, "ACME    DRIVE           1.00");
+  EXPECT_EQ(ReadText(path_), text);
 }
 
 TEST_F(RegistryFileTest, WithoutMemoryThePassChangesNothing) {
