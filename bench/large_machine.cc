@@ -102,7 +102,7 @@ DeviceRecord OldDevice(std::uint16_t unit, std::uint16_t units, Cabling cabling)
 GroupRecord OldGroup(std::uint16_t number, std::uint16_t devices) {
   GroupRecord group = {};
   group.Number = number;
-  std::snprintf(group.Name, sizeof group.Name, "Pool %d", number);
+  std::snprintf(group.Name, sizeof group.Name, "Pool %d", number % 1000);
   group.Attribute = 1;
   group.Kind = number % 2 == 0 ? kGroupTape : kGroupRaidChanger;
   const auto members = std::min<std::size_t>(kMaxGroupMembers, devices);

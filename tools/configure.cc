@@ -13,6 +13,7 @@
 #include "discovery/scsi_map.h"
 #include "discovery/scsi_probe.h"
 #include "entry/library.h"
+#include "listing.h"
 #include "output.h"
 #include "reconfig/raid_carry_over.h"
 #include "reconfig/reconfigure.h"
@@ -44,7 +45,7 @@ struct DeviceOutcome {
   std::string new_address;
   std::uint16_t type = 0;
   std::string description;
-  std::string became;
+  std::string outcome;
   MatchCriterion recognised_by = MatchCriterion::kNone;
 };
 
@@ -58,13 +59,13 @@ struct GroupOutcome {
   std::uint16_t number = 0;
   std::string name;
   std::uint16_t kind = kGroupNone;
-  std::string became;
+  std::string outcome;
   Members members;  // of a changer group the changer
 };
 
 struct RaidOutcome {
   std::uint16_t number = 0;
-  std::string became;
+  std::string outcome;
   Members tapes;
   Members changers;
 };
@@ -72,7 +73,7 @@ struct RaidOutcome {
 // The drives reserved to a changer that is still there.
 struct ReservationOutcome {
   MemberOutcome changer;
-  std::string became;
+  std::string outcome;
   Members drives;
 };
 
@@ -109,10 +110,10 @@ Before ReadBefore() {
 DeviceOutcome Describe(const DeviceRecord& found) {
   DeviceOutcome outcome;
   outcome.new_number = found.Number;
-  outcome.new_address = AddressWord(found.Address);
+  outcome.new_address = AddressText(found.Address);
   outcome.type = found.Type;
   outcome.description = CleanText(found.Description, sizeof found.Description);
-  outcome.became = "new";
+  outcome.outcome = "new";
   return outcome;
 }
 
@@ -127,9 +128,9 @@ std::vector<DeviceOutcome> DeviceOutcomes(const Before& before) {
       DeviceOutcome outcome = Describe(FoundDevices[n]);
       const DeviceAddress& was = before.devices[k].record.Address;
       outcome.old_number = k;
-      outcome.old_address = AddressWord(was);
+      outcome.old_address = AddressText(was);
       outcome.recognised_by = OldDeviceMap[k].RecognisedBy;
-      outcome.became = k == n && was == FoundDevices[n].Address ? "kept" : "moved";
+      outcome.outcome = k == n && was == FoundDevices[n].Address ? "kept" : "moved";
       outcomes.push_back(std::move(outcome));
     }
     if (!known) outcomes.push_back(Describe(FoundDevices[n]));
@@ -137,18 +138,18 @@ std::vector<DeviceOutcome> DeviceOutcomes(const Before& before) {
   for (std::uint16_t k = 0; k < OldDeviceCount; ++k) {
     if (OldDeviceMap[k].NewNumber != kDeviceGone) continue;
     const OldDevice& device = before.devices[k];
-    outcomes.push_back({k, std::nullopt, AddressWord(device.record.Address), "", device.record.Type,
+    outcomes.push_back({k, std::nullopt, AddressText(device.record.Address), "", device.record.Type,
                         device.description, "gone", MatchCriterion::kNone});
   }
   return outcomes;
 }
 
 // What became of a whole list of members.
-std::string ListWord(const Members& members) {
+std::string ListOutcome(const Members& members) {
   const auto gone = std::count_if(members.begin(), members.end(), [](const MemberOutcome& member) {
     return member.new_number == kDeviceGone;
   });
-  if (gone != 0) return "lost " + Count(static_cast<std::size_t>(gone), "member");
+  if (gone != 0) return "members_lost";
   const bool same = std::all_of(members.begin(), members.end(), [](const MemberOutcome& member) {
     return member.new_number == member.old_number;
   });
@@ -169,7 +170,7 @@ std::vector<ReservationOutcome> ReservationOutcomes(const Before& before) {
     for (std::uint16_t j = 0; j < record.ReservedDriveCount; ++j) {
       outcome.drives.push_back({record.ReservedDrives[j], OldReservedDriveMap[k][j]});
     }
-    outcome.became = ListWord(outcome.drives);
+    outcome.outcome = ListOutcome(outcome.drives);
     outcomes.push_back(std::move(outcome));
   }
   return outcomes;
@@ -190,7 +191,7 @@ std::vector<GroupOutcome> GroupOutcomes(const Before& before) {
       outcome.members.push_back({group.Members[j], OldGroupMemberMap[i][j]});
     }
     const bool emptied = group.Kind == kGroupChanger && OldGroupMemberMap[i][0] == kDeviceGone;
-    outcome.became = emptied ? "emptied: its changer is gone" : ListWord(outcome.members);
+    outcome.outcome = emptied ? "emptied" : ListOutcome(outcome.members);
     outcomes.push_back(std::move(outcome));
   }
   return outcomes;
@@ -228,86 +229,135 @@ std::vector<RaidOutcome> RaidOutcomes() {
                                    raid.New.ChangerDevices, raid.Old.ChangerCount);
     Members all = outcome.tapes;
     all.insert(all.end(), outcome.changers.begin(), outcome.changers.end());
-    outcome.became = ListWord(all);
+    outcome.outcome = ListOutcome(all);
     outcomes.push_back(std::move(outcome));
   }
   return outcomes;
 }
 
-std::string MembersText(const Members& members) {
-  if (members.empty()) return "none";
-  std::string text;
-  for (const MemberOutcome& member : members) {
-    if (!text.empty()) text += ", ";
-    text += std::to_string(member.old_number);
-    if (member.new_number == kDeviceGone) {
-      text += " gone";
-    } else if (member.new_number != member.old_number) {
-      text.append(" -> ").append(std::to_string(member.new_number));
-    }
+Value MemberValue(const MemberOutcome& member) {
+  const bool gone = member.new_number == kDeviceGone;
+  std::string text = std::to_string(member.old_number);
+  if (gone) {
+    text += " gone";
+  } else if (member.new_number != member.old_number) {
+    text.append(" -> ").append(std::to_string(member.new_number));
   }
-  return text;
+  return Value::Record({{"old_number", member.old_number},
+                        {"new_number", gone ? Json(nullptr) : Json(member.new_number)}},
+                       text);
 }
 
-Colour ColourOf(const std::string& became) {
-  if (became == "kept") return Colour::kPlain;
-  if (became == "new") return Colour::kGood;
-  return became == "moved" || became == "renumbered" ? Colour::kChanged : Colour::kBad;
+Value MembersValue(const Members& members) {
+  std::vector<Value> values;
+  for (const MemberOutcome& member : members) values.push_back(MemberValue(member));
+  return Value::List(values);
 }
 
-void PrintDevices(const std::vector<DeviceOutcome>& devices) {
-  Table table({"OLD", "NEW", "BECAME", "ADDRESS", "TYPE", "DESCRIPTION", "RECOGNISED BY"});
-  for (const DeviceOutcome& device : devices) {
-    std::string address = device.new_address.empty() ? device.old_address : device.new_address;
-    if (!device.new_address.empty() && !device.old_address.empty() &&
-        device.new_address != device.old_address) {
-      address += " (was " + device.old_address + ")";
-    }
-    table.Add({NumberWord(device.old_number.value_or(kDeviceGone)),
-               NumberWord(device.new_number.value_or(kDeviceGone)), device.became, address,
-               TypeWord(device.type), device.description, CriterionWord(device.recognised_by)},
-              ColourOf(device.became));
-  }
-  table.Print();
+std::uint16_t CountLost(const Members& members) {
+  return static_cast<std::uint16_t>(
+      std::count_if(members.begin(), members.end(),
+                    [](const MemberOutcome& member) { return member.new_number == kDeviceGone; }));
 }
 
-void PrintReservations(const std::vector<ReservationOutcome>& reservations) {
-  Table table({"CHANGER", "BECAME", "RESERVED DRIVES"});
-  for (const ReservationOutcome& reservation : reservations) {
-    table.Add(
-        {MembersText({reservation.changer}), reservation.became, MembersText(reservation.drives)},
-        ColourOf(reservation.became));
-  }
-  std::cout << '\n';
-  table.Print();
+Value OutcomeValue(const std::string& outcome) {
+  return Value::Name({outcome, outcome == "members_lost" ? "members lost" : outcome});
 }
 
-void PrintGroups(const std::vector<GroupOutcome>& groups) {
-  Table table({"GROUP", "NAME", "KIND", "BECAME", "MEMBERS"});
-  for (const GroupOutcome& group : groups) {
-    table.Add({std::to_string(group.number), group.name, GroupKindWord(group.kind), group.became,
-               MembersText(group.members)},
-              ColourOf(group.became));
-  }
-  std::cout << '\n';
-  table.Print();
+Colour ColourOf(const std::string& outcome) {
+  if (outcome == "kept") return Colour::kPlain;
+  if (outcome == "new") return Colour::kGood;
+  return outcome == "moved" || outcome == "renumbered" ? Colour::kChanged : Colour::kBad;
 }
 
-void PrintRaids(const std::vector<RaidOutcome>& raids) {
-  Table table({"RAID", "BECAME", "TAPES", "CHANGERS"});
-  for (const RaidOutcome& raid : raids) {
-    table.Add({std::to_string(raid.number), raid.became, MembersText(raid.tapes),
-               MembersText(raid.changers)},
-              ColourOf(raid.became));
-  }
-  std::cout << '\n';
-  table.Print();
+template <typename Item>
+Colour OutcomeColour(const Item& item) {
+  return ColourOf(item.outcome);
 }
 
-std::size_t CountBecame(const Report& report, const char* became) {
+Value OldOrNewNumber(const std::optional<std::uint16_t>& number) {
+  return number ? Value::Number(*number) : Value::Absent();
+}
+
+template <typename Item>
+Column<Item> OutcomeColumn() {
+  return {TextColumn("outcome", "Outcome", "what became of it", Importance::kKey),
+          [](const Item& item) { return OutcomeValue(item.outcome); }};
+}
+
+const Listing<DeviceOutcome>& DeviceOutcomeListing() {
+  using enum Importance;
+  static const Listing<DeviceOutcome> listing(
+      {{NumberColumn("old_number", "Old", "device number before", kKey),
+        [](const DeviceOutcome& d) { return OldOrNewNumber(d.old_number); }},
+       {NumberColumn("new_number", "New", "device number now", kKey),
+        [](const DeviceOutcome& d) { return OldOrNewNumber(d.new_number); }},
+       OutcomeColumn<DeviceOutcome>(),
+       {TextColumn("old_address", "Old address", "port:bus:target:lun before"),
+        [](const DeviceOutcome& d) { return Value::Text(d.old_address); }},
+       {TextColumn("new_address", "New address", "port:bus:target:lun now", kKey),
+        [](const DeviceOutcome& d) { return Value::Text(d.new_address); }},
+       {TextColumn("type", "Type", "device type"),
+        [](const DeviceOutcome& d) { return Value::Name(TypeName(d.type)); }},
+       {WrappingColumn("description", "Description", "vendor, product and revision"),
+        [](const DeviceOutcome& d) { return Value::Text(d.description); }},
+       {TextColumn("recognised_by", "Recognised by", "what the device was recognised by"),
+        [](const DeviceOutcome& d) { return Value::Name(CriterionName(d.recognised_by)); }}},
+      OutcomeColour<DeviceOutcome>);
+  return listing;
+}
+
+const Listing<ReservationOutcome>& ReservationListing() {
+  static const Listing<ReservationOutcome> listing(
+      {{TextColumn("changer", "Changer", "device number before and now", Importance::kKey),
+        [](const ReservationOutcome& r) { return MemberValue(r.changer); }},
+       OutcomeColumn<ReservationOutcome>(),
+       {NumberColumn("lost", "Lost", "how many drives are gone"),
+        [](const ReservationOutcome& r) { return Value::Number(CountLost(r.drives)); }},
+       {WrappingColumn("drives", "Reserved drives", "its drives"),
+        [](const ReservationOutcome& r) { return MembersValue(r.drives); }}},
+      OutcomeColour<ReservationOutcome>);
+  return listing;
+}
+
+const Listing<GroupOutcome>& GroupListing() {
+  static const Listing<GroupOutcome> listing(
+      {{NumberColumn("number", "Group", "group number", Importance::kKey),
+        [](const GroupOutcome& g) { return Value::Number(g.number); }},
+       {TextColumn("name", "Name", "name of the group"),
+        [](const GroupOutcome& g) { return Value::Text(g.name); }},
+       {TextColumn("kind", "Kind", "kind of the group"),
+        [](const GroupOutcome& g) { return Value::Name(GroupKindName(g.kind)); }},
+       OutcomeColumn<GroupOutcome>(),
+       {NumberColumn("lost", "Lost", "how many members are gone"),
+        [](const GroupOutcome& g) { return Value::Number(CountLost(g.members)); }},
+       {WrappingColumn("members", "Members", "its members"),
+        [](const GroupOutcome& g) { return MembersValue(g.members); }}},
+      OutcomeColour<GroupOutcome>);
+  return listing;
+}
+
+const Listing<RaidOutcome>& RaidOutcomeListing() {
+  static const Listing<RaidOutcome> listing(
+      {{NumberColumn("number", "RAID", "RAID number", Importance::kKey),
+        [](const RaidOutcome& r) { return Value::Number(r.number); }},
+       OutcomeColumn<RaidOutcome>(),
+       {NumberColumn("lost", "Lost", "how many members are gone"),
+        [](const RaidOutcome& r) {
+          return Value::Number(CountLost(r.tapes) + CountLost(r.changers));
+        }},
+       {WrappingColumn("tapes", "Tapes", "its drives"),
+        [](const RaidOutcome& r) { return MembersValue(r.tapes); }},
+       {WrappingColumn("changers", "Changers", "its changers"),
+        [](const RaidOutcome& r) { return MembersValue(r.changers); }}},
+      OutcomeColour<RaidOutcome>);
+  return listing;
+}
+
+std::size_t CountOutcome(const Report& report, const char* outcome) {
   return static_cast<std::size_t>(
       std::count_if(report.devices.begin(), report.devices.end(),
-                    [became](const DeviceOutcome& device) { return device.became == became; }));
+                    [outcome](const DeviceOutcome& device) { return device.outcome == outcome; }));
 }
 
 // What deserves a look: the pass keeps to its rules, but cannot know what was meant.
@@ -329,74 +379,32 @@ void PrintDoubts(const std::vector<DeviceOutcome>& devices) {
   }
 }
 
+template <typename Item>
+void PrintBelow(const Listing<Item>& listing, const std::vector<Item>& items,
+                const ListingOptions& options) {
+  if (items.empty()) return;
+  std::cout << '\n';
+  listing.Print(items, options);
+}
+
 void PrintText(const Report& report) {
-  std::cout << Count(FoundDeviceCount, "device") << " found, " << CountBecame(report, "new")
+  const ListingOptions listing;
+  std::cout << Count(FoundDeviceCount, "device") << " found, " << CountOutcome(report, "new")
             << " new. Of " << Count(OldDeviceCount, "old device") << ", "
-            << CountBecame(report, "kept") << " kept, " << CountBecame(report, "moved")
-            << " moved, " << CountBecame(report, "gone") << " gone.\n\n";
-  PrintDevices(report.devices);
-  if (!report.reservations.empty()) PrintReservations(report.reservations);
-  if (!report.groups.empty()) PrintGroups(report.groups);
-  if (!report.raids.empty()) PrintRaids(report.raids);
+            << CountOutcome(report, "kept") << " kept, " << CountOutcome(report, "moved")
+            << " moved, " << CountOutcome(report, "gone") << " gone.\n\n";
+  DeviceOutcomeListing().Print(report.devices, listing);
+  PrintBelow(ReservationListing(), report.reservations, listing);
+  PrintBelow(GroupListing(), report.groups, listing);
+  PrintBelow(RaidOutcomeListing(), report.raids, listing);
   PrintDoubts(report.devices);
 }
 
-template <typename T>
-Json OrNull(const std::optional<T>& value) {
-  return value ? Json(*value) : Json(nullptr);
-}
-
-Json TextOrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
-
-Json MembersJson(const Members& members) {
-  Json list = Json::array();
-  for (const MemberOutcome& member : members) {
-    list.push_back({{"old_number", member.old_number},
-                    {"new_number",
-                     member.new_number == kDeviceGone ? Json(nullptr) : Json(member.new_number)}});
-  }
-  return list;
-}
-
-void PrintReportJson(const Report& report) {
-  Json devices = Json::array();
-  for (const DeviceOutcome& device : report.devices) {
-    devices.push_back({{"old_number", OrNull(device.old_number)},
-                       {"new_number", OrNull(device.new_number)},
-                       {"became", device.became},
-                       {"old_address", TextOrNull(device.old_address)},
-                       {"new_address", TextOrNull(device.new_address)},
-                       {"type", device.type},
-                       {"type_name", TypeWord(device.type)},
-                       {"description", device.description},
-                       {"recognised_by", TextOrNull(CriterionWord(device.recognised_by))}});
-  }
-  Json reservations = Json::array();
-  for (const ReservationOutcome& reservation : report.reservations) {
-    reservations.push_back({{"old_number", reservation.changer.old_number},
-                            {"new_number", reservation.changer.new_number},
-                            {"became", reservation.became},
-                            {"drives", MembersJson(reservation.drives)}});
-  }
-  Json groups = Json::array();
-  for (const GroupOutcome& group : report.groups) {
-    groups.push_back({{"number", group.number},
-                      {"name", group.name},
-                      {"kind", GroupKindWord(group.kind)},
-                      {"became", group.became},
-                      {"members", MembersJson(group.members)}});
-  }
-  Json raids = Json::array();
-  for (const RaidOutcome& raid : report.raids) {
-    raids.push_back({{"number", raid.number},
-                     {"became", raid.became},
-                     {"tapes", MembersJson(raid.tapes)},
-                     {"changers", MembersJson(raid.changers)}});
-  }
-  PrintJson({{"devices", devices},
-             {"reserved_drives", reservations},
-             {"groups", groups},
-             {"raids", raids},
+void PrintReportJson(const Report& report, const ListingOptions& listing) {
+  PrintJson({{"devices", DeviceOutcomeListing().AsJson(report.devices, listing)},
+             {"reserved_drives", ReservationListing().AsJson(report.reservations, listing)},
+             {"groups", GroupListing().AsJson(report.groups, listing)},
+             {"raids", RaidOutcomeListing().AsJson(report.raids, listing)},
              {"units_left_out", ScsiMap.LeftOut}});
 }
 
@@ -417,7 +425,7 @@ void Configure(const Options& options, bool json) {
         "the key Sim under the tape engine key blocks the rebuild; devices and groups stay as they "
         "are");
   }
-  json ? PrintReportJson(report) : PrintText(report);
+  json ? PrintReportJson(report, {}) : PrintText(report);
   if (ScsiMap.LeftOut != 0) {
     std::cerr << "devprep: note: " << Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit")
               << " beyond the first " << kMaxScsiMapEntries << " of the device map left out\n";

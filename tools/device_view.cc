@@ -1,5 +1,7 @@
 #include "device_view.h"
 
+#include <iostream>
+
 #include "output.h"
 #include "platform/raw_scsi.h"
 #include "records/raid_records.h"
@@ -50,24 +52,104 @@ void PrefetchInquiries(std::uint16_t count, std::optional<std::uint16_t> only) {
   PrefetchScsiAnswers(units.data(), units.size());
 }
 
-}  // namespace
-
-std::string DeviceView::TypeText() const {
-  return masked ? TypeWord(record.Type) + " (masked)" : TypeWord(info.Type);
+Value OrAbsent(std::uint16_t number, std::uint16_t none) {
+  return number == none ? Value::Absent() : Value::Number(number);
 }
+
+Value ReservedDrives(const DeviceInfo& info) {
+  std::vector<Value> drives;
+  for (std::uint16_t i = 0; i < info.ReservedDriveCount; ++i) {
+    const bool disabled = IsDriveDisabled(info.DisabledDrives, i);
+    drives.push_back(
+        Value::Record({{"number", info.ReservedDrives[i]}, {"disabled", disabled}},
+                      std::to_string(info.ReservedDrives[i]) + (disabled ? " (disabled)" : "")));
+  }
+  return Value::List(drives);
+}
+
+Value Raids(const DeviceView& device) {
+  std::vector<Value> raids;
+  for (const int raid : device.raids) raids.push_back(Value::Number(raid));
+  return Value::List(raids);
+}
+
+Value TypeValue(const DeviceView& device) {
+  Term type = TypeName(device.Type());
+  if (device.masked) type.text += " (masked)";
+  return Value::Name(type);
+}
+
+std::vector<Column<DeviceView>> DeviceColumns() {
+  using enum Importance;
+  return {
+      {NumberColumn("number", "Device", "device number", kKey),
+       [](const DeviceView& d) { return Value::Number(d.info.Number); }},
+      {TextColumn("address", "Address", "port:bus:target:lun", kKey),
+       [](const DeviceView& d) { return Value::Text(AddressText(d.Address())); }},
+      {NumberColumn("port", "Port", "SCSI port", kOnRequest),
+       [](const DeviceView& d) { return Value::Number(d.info.Board); }},
+      {NumberColumn("bus", "Bus", "bus of the port", kOnRequest),
+       [](const DeviceView& d) { return Value::Number(d.info.Bus); }},
+      {NumberColumn("target", "Target", "target on the bus", kOnRequest),
+       [](const DeviceView& d) { return Value::Number(d.info.ScsiId); }},
+      {NumberColumn("lun", "Logical unit", "logical unit of the target", kOnRequest),
+       [](const DeviceView& d) { return Value::Number(d.info.Lun); }},
+      {TextColumn("type", "Type", "device type", kKey), TypeValue},
+      {NumberColumn("type_code", "Type code", "number of the type as set-up programs see it",
+                    kOnRequest),
+       [](const DeviceView& d) { return Value::Number(d.info.Type); }},
+      {TextColumn("masked", "Masked",
+                  "shown to set-up programs as unknown, as the product wants it", kOnRequest),
+       [](const DeviceView& d) { return Value::YesNo(d.masked); }},
+      {WrappingColumn("description", "Description", "vendor, product and revision"),
+       [](const DeviceView& d) { return Value::Text(d.Description()); }},
+      {TextColumn("serial_number", "Serial number", "serial number as stored", kExtra),
+       [](const DeviceView& d) { return Value::Text(SerialNumberText(d.record.SerialNumber)); }},
+      {TextColumn("world_wide_id", "World Wide ID", "World Wide ID as stored", kExtra),
+       [](const DeviceView& d) { return Value::Text(WorldWideIdText(d.record)); }},
+      {WrappingColumn("raids", "RAID", "RAIDs that it is a member of"), Raids},
+      {TextColumn("raid_status", "RAID status",
+                  "of a changer: whether all its drives are in the RAID", kExtra),
+       [](const DeviceView& d) { return Value::Name(ChangerStatusName(d.info.RaidFlags)); }},
+      {WrappingColumn("reserved_drives", "Reserved drives", "of a changer: its drives"),
+       [](const DeviceView& d) { return ReservedDrives(d.info); }},
+      {NumberColumn("cleaning_tape_slot", "Cleaning tape slot", "slot of the cleaning tape",
+                    kOnRequest),
+       [](const DeviceView& d) { return OrAbsent(d.record.CleaningTapeSlot, kNotSet); }},
+      {NumberColumn("default_block_factor", "Default block factor", "block factor of new tapes",
+                    kOnRequest),
+       [](const DeviceView& d) { return OrAbsent(d.record.DefaultBlockFactor, kNotSet); }},
+      {NumberColumn("read_shots", "Read shots", "how often reading is tried", kOnRequest),
+       [](const DeviceView& d) { return OrAbsent(d.record.ReadShots, 0); }},
+      {NumberColumn("write_shots", "Write shots", "how often writing is tried", kOnRequest),
+       [](const DeviceView& d) { return OrAbsent(d.record.WriteShots, 0); }},
+      {NumberColumn("bar_codes", "Bar codes", "of a changer: whether it reads bar codes",
+                    kOnRequest),
+       [](const DeviceView& d) { return OrAbsent(d.record.BarCodeInstall, 0); }},
+      {NumberColumn("bar_code_to_blank", "Bar code to blank",
+                    "of a changer: whether bar codes are set for blank tapes", kOnRequest),
+       [](const DeviceView& d) { return OrAbsent(d.record.SetBarCodeTapeToBlank, 0); }},
+      {NumberColumn("auto_cleaning_time", "Auto cleaning time",
+                    "of a changer: when it cleans by itself", kOnRequest),
+       [](const DeviceView& d) { return OrAbsent(d.record.SetAutoCleaningTime, 0); }},
+  };
+}
+
+std::string ExplainUnreadable(const UnreadableDevice& device) {
+  return "device " + std::to_string(device.number) + " cannot be read (" +
+         std::to_string(device.status) + "): its stored record is " +
+         (device.status == DEVPREP_NO_DEVICE ? "missing" : "malformed");
+}
+
+}  // namespace
 
 std::string DeviceView::Description() const {
   return CleanText(info.Description, sizeof info.Description);
 }
 
-std::string DeviceView::RaidText() const {
-  std::string text;
-  for (const int raid : raids) {
-    if (!text.empty()) text += ", ";
-    text += std::to_string(raid);
-  }
-  if (info.RaidFlags != 0) text.append(" ").append(ChangerStatusWord(info.RaidFlags));
-  return text;
+const Listing<DeviceView>& DeviceListing() {
+  static const Listing<DeviceView> listing(DeviceColumns());
+  return listing;
 }
 
 DeviceViews ViewDevices(std::optional<std::uint16_t> only) {
@@ -91,15 +173,25 @@ DeviceViews ViewDevices(std::optional<std::uint16_t> only) {
   return views;
 }
 
-std::string ExplainNoDevice(std::uint16_t number, const DeviceViews& views) {
-  const std::string name = "device " + std::to_string(number);
-  if (views.unreadable.empty()) {
-    if (views.count == 0) return name + " is not configured: there are no devices";
-    return name + " is not configured: the numbers are 0 to " + std::to_string(views.count - 1);
+void PrintUnreadable(const DeviceViews& views) {
+  for (const UnreadableDevice& device : views.unreadable) {
+    std::cout << Paint(ExplainUnreadable(device), Colour::kBad) << '\n';
   }
-  return name + " cannot be read (" + std::to_string(views.unreadable.front().status) +
-         "): its stored record is " +
-         (views.unreadable.front().status == DEVPREP_NO_DEVICE ? "missing" : "malformed");
+}
+
+Json UnreadableJson(const DeviceViews& views) {
+  Json list = Json::array();
+  for (const UnreadableDevice& device : views.unreadable) {
+    list.push_back({{"number", device.number}, {"status", device.status}});
+  }
+  return list;
+}
+
+std::string ExplainNoDevice(std::uint16_t number, const DeviceViews& views) {
+  if (!views.unreadable.empty()) return ExplainUnreadable(views.unreadable.front());
+  const std::string name = "device " + std::to_string(number);
+  if (views.count == 0) return name + " is not configured: there are no devices";
+  return name + " is not configured: the numbers are 0 to " + std::to_string(views.count - 1);
 }
 
 }  // namespace devprep::tool

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "devprep/devprep.h"
+#include "listing.h"
 #include "records/device_record.h"
 
 namespace devprep::tool {
@@ -19,11 +20,9 @@ struct DeviceView {
   std::vector<int> raids;    // RAIDs that it is a member of
 
   DeviceAddress Address() const { return record.Address; }
-  // The type in words; of a masked device its real type, marked.
-  std::string TypeText() const;
+  // Of a masked device its real type.
+  std::uint16_t Type() const { return masked ? record.Type : info.Type; }
   std::string Description() const;
-  // "0" or "0, 1", for a changer with its status.
-  std::string RaidText() const;
 };
 
 // A device key whose record cannot be read, and the status that says why.
@@ -41,6 +40,17 @@ struct DeviceViews {
 
 // All configured devices, or only the one of that number, with all RAIDs. Within a session.
 DeviceViews ViewDevices(std::optional<std::uint16_t> only = std::nullopt);
+
+// How devices are listed and shown in full.
+const Listing<DeviceView>& DeviceListing();
+
+// What to say where no device is configured.
+inline constexpr const char* kNoDevicesText =
+    "No devices are configured. 'devprep configure' looks for what is attached.";
+
+// The devices that cannot be read: below a listing a line for each, and in JSON.
+void PrintUnreadable(const DeviceViews& views);
+Json UnreadableJson(const DeviceViews& views);
 
 // Why a device is not in the view.
 std::string ExplainNoDevice(std::uint16_t number, const DeviceViews& views);

@@ -1,6 +1,5 @@
 // devprep hardware: what is attached now, before any configuration.
-#include <algorithm>
-#include <cstring>
+#include <cstdint>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -9,6 +8,7 @@
 
 #include "attached.h"
 #include "commands.h"
+#include "listing.h"
 #include "output.h"
 #include "records/device_record.h"
 #include "words.h"
@@ -39,7 +39,7 @@ std::vector<Warning> DoubtfulIdentities(const std::vector<AttachedUnit>& units) 
   for (const AttachedUnit& unit : units) {
     const DeviceRecord& record = unit.record;
     if (!IsProbedType(record.Type)) continue;
-    const std::string address = AddressWord(record.Address);
+    const std::string address = AddressText(record.Address);
     if (unit.answers.serial_number_page) {
       if (HasSerialNumber(record)) {
         serial_numbers[{record.SerialNumber, record.SerialNumber + kSerialNumberSize}].push_back(
@@ -52,7 +52,7 @@ std::vector<Warning> DoubtfulIdentities(const std::vector<AttachedUnit>& units) 
     }
     if (!unit.answers.world_wide_id) continue;
     if (HasWorldWideId(record)) {
-      world_wide_ids[WorldWideIdWord(record)].push_back(address);
+      world_wide_ids[WorldWideIdText(record)].push_back(address);
     } else {
       warnings.push_back({{address}, "has a World Wide ID of zeros, and is not recognised by it"});
     }
@@ -62,75 +62,71 @@ std::vector<Warning> DoubtfulIdentities(const std::vector<AttachedUnit>& units) 
   return warnings;
 }
 
+Value SerialNumber(const AttachedUnit& unit) {
+  return unit.answers.serial_number_page ? Value::Text(SerialNumberText(unit.record.SerialNumber))
+                                         : Value::Absent();
+}
+
 // The answers of a capture took no time.
-std::string TimeText(const AttachedUnit& unit) {
+Value TimeToAnswer(const AttachedUnit& unit) {
   const auto& time = unit.answers.time_to_answer;
-  return time ? MillisecondsWord(*time) : "yes";
+  return time ? Value::Quantity(time->count(), MillisecondsText(*time)) : Value::Absent();
 }
 
-std::string DescriptionOf(const AttachedUnit& unit) {
-  return CleanText(unit.record.Description, sizeof unit.record.Description);
-}
-
-void PrintTable(const std::vector<AttachedUnit>& units) {
-  Table table(
-      {"UNIT", "TYPE", "DESCRIPTION", "SERIAL NUMBER", "WORLD WIDE ID", "DRIVER", "ANSWERED"});
-  const auto or_none = [](const std::string& text) { return text.empty() ? "-" : text; };
-  for (const AttachedUnit& unit : units) {
-    table.Add({AddressWord(unit.record.Address), TypeWord(unit.record.Type), DescriptionOf(unit),
-               or_none(SerialWord(unit.record.SerialNumber)), or_none(WorldWideIdWord(unit.record)),
-               or_none(unit.driver), unit.answers.inquiry_data ? TimeText(unit) : "no"},
-              unit.answers.inquiry_data ? Colour::kPlain : Colour::kBad);
-  }
-  table.Print();
-}
-
-void PrintAsTree(const std::vector<AttachedUnit>& units) {
-  std::map<std::uint16_t, std::vector<const AttachedUnit*>> ports;
-  for (const AttachedUnit& unit : units) ports[unit.record.Address.Board].push_back(&unit);
-  for (const auto& [port, members] : ports) {
-    const std::string& driver = members.front()->driver;
-    std::cout << "port " << port << (driver.empty() ? "" : " (" + driver + ")") << '\n';
-    std::vector<TreeNode> lines;
-    for (const AttachedUnit* unit : members) {
-      std::string text = Paint(AddressWord(unit->record.Address), Colour::kHead);
-      text.append(" ")
-          .append(TypeWord(unit->record.Type))
-          .append("  ")
-          .append(DescriptionOf(*unit));
-      const std::string serial = SerialWord(unit->record.SerialNumber);
-      if (!serial.empty()) text.append("  serial number ").append(serial);
-      const std::string id = WorldWideIdWord(unit->record);
-      if (!id.empty()) text.append("  World Wide ID ").append(id);
-      if (!unit->answers.inquiry_data) text.append("  (does not answer)");
-      lines.push_back({text, {}});
-    }
-    PrintTrees(lines);
-  }
-}
-
-Json UnitJson(const AttachedUnit& unit) {
-  const DeviceRecord& record = unit.record;
-  const auto text_or_null = [](bool present, const std::string& text) {
-    return present ? Json(text) : Json(nullptr);
+std::vector<Column<AttachedUnit>> UnitColumns() {
+  using enum Importance;
+  return {
+      {TextColumn("address", "Unit", "port:bus:target:lun", kKey),
+       [](const AttachedUnit& u) { return Value::Text(AddressText(u.record.Address)); }},
+      {NumberColumn("port", "Port", "SCSI port", kOnRequest),
+       [](const AttachedUnit& u) { return Value::Number(u.record.Address.Board); }},
+      {NumberColumn("bus", "Bus", "bus of the port", kOnRequest),
+       [](const AttachedUnit& u) { return Value::Number(u.record.Address.Bus); }},
+      {NumberColumn("target", "Target", "target on the bus", kOnRequest),
+       [](const AttachedUnit& u) { return Value::Number(u.record.Address.ScsiId); }},
+      {NumberColumn("lun", "Logical unit", "logical unit of the target", kOnRequest),
+       [](const AttachedUnit& u) { return Value::Number(u.record.Address.Lun); }},
+      {TextColumn("type", "Type", "device type", kKey),
+       [](const AttachedUnit& u) { return Value::Name(TypeName(u.record.Type)); }},
+      {NumberColumn("type_code", "Type code", "number of the type", kOnRequest),
+       [](const AttachedUnit& u) { return Value::Number(u.record.Type); }},
+      {WrappingColumn("description", "Description", "vendor, product and revision"),
+       [](const AttachedUnit& u) {
+         return Value::Text(CleanText(u.record.Description, sizeof u.record.Description));
+       }},
+      {TextColumn("serial_number", "Serial number", "unit serial number", kExtra), SerialNumber},
+      {TextColumn("world_wide_id", "World Wide ID", "World Wide ID (NAA)", kExtra),
+       [](const AttachedUnit& u) { return Value::Text(WorldWideIdText(u.record)); }},
+      {TextColumn("driver", "Driver", "driver of the port", kExtra),
+       [](const AttachedUnit& u) { return Value::Text(u.driver); }},
+      {TextColumn("answers", "Answers", "whether the unit answers an inquiry"),
+       [](const AttachedUnit& u) { return Value::YesNo(u.answers.inquiry_data.has_value()); }},
+      {NumberColumn("time_to_answer_us", "Time", "time of its slowest answer", kExtra),
+       TimeToAnswer},
+      {WrappingColumn("problem", "Problem", "why it does not answer", kOnRequest),
+       [](const AttachedUnit& u) { return Value::Text(u.answers.problem); }},
   };
-  const auto& time = unit.answers.time_to_answer;
-  return {{"address", AddressWord(record.Address)},
-          {"port", record.Address.Board},
-          {"bus", record.Address.Bus},
-          {"target", record.Address.ScsiId},
-          {"lun", record.Address.Lun},
-          {"type", record.Type},
-          {"type_name", TypeWord(record.Type)},
-          {"description", DescriptionOf(unit)},
-          {"answers", unit.answers.inquiry_data.has_value()},
-          {"serial_number", text_or_null(unit.answers.serial_number_page.has_value(),
-                                         SerialWord(record.SerialNumber))},
-          {"world_wide_id",
-           text_or_null(unit.answers.world_wide_id.has_value(), WorldWideIdWord(record))},
-          {"driver", text_or_null(!unit.driver.empty(), unit.driver)},
-          {"time_to_answer_us", time ? Json(time->count()) : Json(nullptr)},
-          {"problem", text_or_null(!unit.answers.problem.empty(), unit.answers.problem)}};
+}
+
+const Listing<AttachedUnit>& UnitListing() {
+  static const Listing<AttachedUnit> listing(UnitColumns(), [](const AttachedUnit& unit) {
+    return unit.answers.inquiry_data ? Colour::kPlain : Colour::kBad;
+  });
+  return listing;
+}
+
+std::vector<TreeNode<AttachedUnit>> TreeOf(const std::vector<AttachedUnit>& units) {
+  std::map<std::uint16_t, TreeNode<AttachedUnit>> ports;
+  for (const AttachedUnit& unit : units) {
+    const std::uint16_t number = unit.record.Address.Board;
+    TreeNode<AttachedUnit>& port = ports[number];
+    port.text = "port " + std::to_string(number);
+    if (!unit.driver.empty()) port.text.append(" (").append(unit.driver).append(")");
+    port.children.push_back({&unit, "", {}});
+  }
+  std::vector<TreeNode<AttachedUnit>> roots;
+  for (auto& [number, port] : ports) roots.push_back(std::move(port));
+  return roots;
 }
 
 std::string Joined(const std::vector<std::string>& texts) {
@@ -142,26 +138,24 @@ std::string Joined(const std::vector<std::string>& texts) {
   return joined;
 }
 
-void ShowHardware(const Options& options, bool tree, bool json) {
+void ShowHardware(const Options& options, bool tree, const ListingOptions& listing) {
   std::vector<AttachedUnit> units;
   InSession(options, Needs::kHardware, [&] { units = AskAttachedUnits(); });
   const std::vector<Warning> warnings = DoubtfulIdentities(units);
-  if (json) {
-    Json list = Json::array();
-    for (const AttachedUnit& unit : units) list.push_back(UnitJson(unit));
+  if (listing.json) {
     Json doubts = Json::array();
     for (const Warning& warning : warnings) {
       doubts.push_back({{"units", warning.units}, {"text", warning.text}});
     }
-    PrintJson({{"units", list}, {"warnings", doubts}});
+    PrintJson({{"units", UnitListing().AsJson(units, listing)}, {"warnings", doubts}});
     return;
   }
   if (units.empty()) {
     std::cout << "No SCSI devices are attached.\n";
   } else if (tree) {
-    PrintAsTree(units);
+    UnitListing().PrintTree(TreeOf(units), listing);
   } else {
-    PrintTable(units);
+    UnitListing().Print(units, listing);
   }
   if (!warnings.empty()) std::cout << '\n';
   for (const Warning& warning : warnings) {
@@ -177,10 +171,11 @@ void AddHardwareCommand(CLI::App& app, const Options& options) {
   CLI::App* command =
       app.add_subcommand("hardware", "Show what is attached now, before any configuration");
   const auto tree = std::make_shared<bool>(false);
-  const auto json = std::make_shared<bool>(false);
+  const auto listing = std::make_shared<ListingOptions>();
   auto* tree_flag = command->add_flag("--tree", *tree, "Show a tree of ports and units");
-  command->add_flag("--json", *json, "Print JSON")->excludes(tree_flag);
-  command->callback([&options, tree, json] { ShowHardware(options, *tree, *json); });
+  AddListingOptions(*command, *listing, UnitListing().Infos());
+  tree_flag->excludes("--json");
+  command->callback([&options, tree, listing] { ShowHardware(options, *tree, *listing); });
 }
 
 }  // namespace devprep::tool

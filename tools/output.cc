@@ -4,12 +4,14 @@
 #include "platform/registry.h"
 #else
 #include <langinfo.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 #endif
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 #include <iostream>
 
 namespace devprep::tool {
@@ -40,6 +42,15 @@ bool WantsColour() { return false; }
 
 bool WantsUnicode() { return GetConsoleOutputCP() == CP_UTF8; }
 
+std::size_t TerminalWidth() {
+  CONSOLE_SCREEN_BUFFER_INFO console = {};
+  if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &console) == 0) return 0;
+  return static_cast<std::size_t>(console.srWindow.Right - console.srWindow.Left + 1);
+}
+
+// What the tool prints there is ASCII, but for names of files.
+std::size_t DisplayWidth(const std::string& text) { return text.size(); }
+
 #else
 
 bool WantsColour() {
@@ -49,6 +60,32 @@ bool WantsColour() {
 
 bool WantsUnicode() { return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0; }
 
+std::size_t TerminalWidth() {
+  winsize size = {};
+  if (isatty(STDOUT_FILENO) == 0) return 0;
+  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+std::size_t DisplayWidth(const std::string& text) {
+  const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+  if (std::all_of(text.begin(), text.end(), is_ascii)) return text.size();
+  std::size_t width = 0;
+  std::mbstate_t state = {};
+  for (std::size_t at = 0; at < text.size();) {
+    wchar_t character = 0;
+    const std::size_t length = std::mbrtowc(&character, text.data() + at, text.size() - at, &state);
+    if (length == 0 || length > text.size()) {  // NUL, or no character of this locale
+      state = {};
+      ++width;
+      ++at;
+      continue;
+    }
+    width += static_cast<std::size_t>(std::max(wcwidth(character), 0));
+    at += length;
+  }
+  return width;
+}
+
 #endif
 
 std::string Paint(const std::string& text, Colour colour) {
@@ -56,44 +93,10 @@ std::string Paint(const std::string& text, Colour colour) {
   return ColourCode(colour) + text + "\033[0m";
 }
 
-void Table::Print() const {
-  std::vector<std::size_t> widths;
-  for (const std::string& title : head_) widths.push_back(title.size());
-  for (const Row& row : rows_) {
-    for (std::size_t i = 0; i < row.cells.size(); ++i) {
-      widths[i] = std::max(widths[i], row.cells[i].size());
-    }
-  }
-  PrintRow(head_, widths, Colour::kHead);
-  for (const Row& row : rows_) PrintRow(row.cells, widths, row.colour);
-}
-
-void Table::PrintRow(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths,
-                     Colour colour) {
-  std::string line;
-  for (std::size_t i = 0; i < cells.size(); ++i) {
-    line += cells[i];
-    line.append(widths[i] - cells[i].size() + 2, ' ');
-  }
-  line.resize(line.find_last_not_of(' ') + 1);
-  std::cout << Paint(line, colour) << '\n';
-}
-
-void PrintTrees(const std::vector<TreeNode>& trees, const std::string& indent) {
-  const bool unicode = WantsUnicode();
-  for (std::size_t i = 0; i < trees.size(); ++i) {
-    const bool last = i + 1 == trees.size();
-    const char* branch = unicode ? (last ? "└─ " : "├─ ") : (last ? "`- " : "|- ");
-    const char* trunk = last ? "   " : (unicode ? "│  " : "|  ");
-    std::cout << indent << branch << trees[i].text << '\n';
-    PrintTrees(trees[i].children, indent + trunk);
-  }
-}
-
 void PrintJson(const Json& members) {
   Json listing = {{"format", kJsonFormat}};
   listing.update(members);
-  std::cout << listing.dump(2) << '\n';
+  std::cout << listing.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
 std::string CleanText(const char* text, std::size_t size) {

@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace devprep::tool {
 
@@ -13,7 +12,7 @@ using Json = nlohmann::ordered_json;
 
 // Version of the JSON that every listing prints, in the member "format". It rises when a member
 // changes its meaning or goes; new members may come at any time.
-inline constexpr int kJsonFormat = 1;
+inline constexpr int kJsonFormat = 2;
 
 enum class Colour { kPlain, kHead, kGood, kChanged, kBad };
 
@@ -26,36 +25,12 @@ bool WantsUnicode();
 // Text in a colour where that is wanted.
 std::string Paint(const std::string& text, Colour colour);
 
-// Rows of texts under a head, printed in columns as wide as they need to be.
-class Table {
- public:
-  explicit Table(std::vector<std::string> head) : head_(std::move(head)) {}
-  void Add(std::vector<std::string> row, Colour colour = Colour::kPlain) {
-    rows_.push_back({std::move(row), colour});
-  }
-  bool Empty() const { return rows_.empty(); }
-  void Print() const;
+// The columns of the terminal that standard output is; 0 when it is none.
+std::size_t TerminalWidth();
 
- private:
-  struct Row {
-    std::vector<std::string> cells;
-    Colour colour;
-  };
-  static void PrintRow(const std::vector<std::string>& cells,
-                       const std::vector<std::size_t>& widths, Colour colour);
-
-  std::vector<std::string> head_;
-  std::vector<Row> rows_;
-};
-
-// A line of a tree with the lines below it.
-struct TreeNode {
-  std::string text;
-  std::vector<TreeNode> children;
-};
-
-// Prints trees under the line printed last.
-void PrintTrees(const std::vector<TreeNode>& trees, const std::string& indent = "");
+// How many columns a text takes on a terminal: two for each wide character, none for one that
+// combines with the character before it.
+std::size_t DisplayWidth(const std::string& text);
 
 // Prints a listing, with "format" as its first member.
 void PrintJson(const Json& members);

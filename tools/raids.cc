@@ -1,4 +1,5 @@
 // devprep raids and devprep raid: listing and editing tape RAIDs.
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <iostream>
@@ -9,6 +10,7 @@
 
 #include "commands.h"
 #include "device_view.h"
+#include "listing.h"
 #include "output.h"
 #include "records/raid_records.h"
 #include "setup/raid_setup.h"
@@ -21,84 +23,76 @@ std::string Named(const char* noun, std::uint16_t number) {
   return std::string(noun) + " " + std::to_string(number);
 }
 
-std::string Numbers(const std::uint16_t* numbers, std::uint16_t count) {
-  std::string text;
-  for (std::uint16_t i = 0; i < count; ++i) {
-    if (i != 0) text += ", ";
-    text += std::to_string(numbers[i]);
-  }
-  return text;
+Value Numbers(const std::uint16_t* numbers, std::uint16_t count) {
+  std::vector<Value> values;
+  for (std::uint16_t i = 0; i < count; ++i) values.push_back(Value::Number(numbers[i]));
+  return Value::List(values);
 }
 
-Json RaidJson(const RaidInfo& raid) {
-  Json json = {{"number", raid.RaidNumber},
-               {"level", raid.Level},
-               {"stripe_size", raid.StripeSize},
-               {"link_position", raid.LinkPosition}};
-  json["tapes"] = std::vector<std::uint16_t>(raid.TapeDevices, raid.TapeDevices + raid.TapeCount);
-  json["changers"] =
-      std::vector<std::uint16_t>(raid.ChangerDevices, raid.ChangerDevices + raid.ChangerCount);
-  json["changer_status"] = raid.Flags == 0 ? Json(nullptr) : Json(ChangerStatusWord(raid.Flags));
-  return json;
+const Listing<RaidInfo>& RaidListing() {
+  using enum Importance;
+  static const Listing<RaidInfo> listing({
+      {NumberColumn("number", "RAID", "RAID number", kKey),
+       [](const RaidInfo& r) { return Value::Number(r.RaidNumber); }},
+      {NumberColumn("level", "Level", "RAID level"),
+       [](const RaidInfo& r) { return Value::Number(r.Level); }},
+      {NumberColumn("stripe_size", "Stripe size", "stripe size"),
+       [](const RaidInfo& r) { return Value::Number(r.StripeSize); }},
+      {NumberColumn("link_position", "Link position", "link position"),
+       [](const RaidInfo& r) { return Value::Number(r.LinkPosition); }},
+      {WrappingColumn("tapes", "Tapes", "drives in the RAID", kKey),
+       [](const RaidInfo& r) { return Numbers(r.TapeDevices, r.TapeCount); }},
+      {WrappingColumn("changers", "Changers", "changers of these drives", kKey),
+       [](const RaidInfo& r) { return Numbers(r.ChangerDevices, r.ChangerCount); }},
+      {TextColumn("status", "Status", "whether all drives of the changers are in the RAID", kKey),
+       [](const RaidInfo& r) { return Value::Name(ChangerStatusName(r.Flags)); }},
+  });
+  return listing;
 }
 
-void PrintMembers(const char* title, const std::uint16_t* numbers, std::uint16_t count,
-                  const DeviceViews& views) {
-  std::cout << title << ": " << (count == 0 ? "none" : "") << '\n';
-  for (std::uint16_t i = 0; i < count; ++i) {
-    std::cout << "  " << numbers[i];
-    for (const DeviceView& device : views.devices) {
-      if (device.info.Number == numbers[i]) {
-        std::cout << "  " << AddressWord(device.Address()) << "  " << device.Description();
-      }
+std::vector<DeviceView> MembersOf(const RaidInfo& raid, const DeviceViews& views) {
+  std::vector<DeviceView> members;
+  for (const DeviceView& device : views.devices) {
+    const auto& raids = device.raids;
+    if (std::find(raids.begin(), raids.end(), raid.RaidNumber) != raids.end()) {
+      members.push_back(device);
     }
-    std::cout << '\n';
   }
+  return members;
 }
 
-void PrintInFull(const RaidInfo& raid, const DeviceViews& views) {
-  std::cout << "RAID " << raid.RaidNumber << ": level " << int{raid.Level} << ", stripe size "
-            << int{raid.StripeSize} << ", link position " << int{raid.LinkPosition} << '\n';
-  PrintMembers("Tapes", raid.TapeDevices, raid.TapeCount, views);
-  PrintMembers("Changers", raid.ChangerDevices, raid.ChangerCount, views);
-  if (raid.Flags != 0) {
-    std::cout << "The changers' drives in this RAID are " << ChangerStatusWord(raid.Flags) << ".\n";
-  }
-}
-
-void PrintTable(const std::vector<RaidInfo>& raids) {
-  if (raids.empty()) {
-    std::cout << "There are no tape RAIDs. 'devprep raid create' makes one.\n";
+void ShowRaid(const RaidInfo& raid, const DeviceViews& views, const ListingOptions& listing) {
+  ListingOptions members;
+  members.columns = "number,address,type,description,serial_number";
+  if (listing.json) {
+    PrintJson({{"raid", RaidListing().AsJson(raid, listing)},
+               {"members", DeviceListing().AsJson(MembersOf(raid, views), members)}});
     return;
   }
-  Table table({"RAID", "LEVEL", "STRIPE", "LINK", "TAPES", "CHANGERS", "STATUS"});
-  for (const RaidInfo& raid : raids) {
-    table.Add({std::to_string(raid.RaidNumber), std::to_string(raid.Level),
-               std::to_string(raid.StripeSize), std::to_string(raid.LinkPosition),
-               Numbers(raid.TapeDevices, raid.TapeCount),
-               Numbers(raid.ChangerDevices, raid.ChangerCount), ChangerStatusWord(raid.Flags)});
-  }
-  table.Print();
+  RaidListing().PrintInFull(raid, listing);
+  if (!listing.columns.empty()) return;
+  members.wide = listing.wide;
+  std::cout << '\n';
+  DeviceListing().Print(MembersOf(raid, views), members);
 }
 
-void ListRaids(const Options& options, std::optional<std::uint16_t> number, bool json) {
+void ListRaids(const Options& options, std::optional<std::uint16_t> number,
+               const ListingOptions& listing) {
   DeviceViews views;
   InSession(options, Needs::kEngineAndHardware, [&] { views = ViewDevices(); });
   if (number) {
     for (const RaidInfo& raid : views.raids) {
-      if (raid.RaidNumber != *number) continue;
-      json ? PrintJson({{"raid", RaidJson(raid)}}) : PrintInFull(raid, views);
-      return;
+      if (raid.RaidNumber == *number) return ShowRaid(raid, views, listing);
     }
     throw Failure("there is no RAID " + std::to_string(*number));
   }
-  if (!json) {
-    PrintTable(views.raids);
-    return;
+  if (listing.json) {
+    PrintJson({{"raids", RaidListing().AsJson(views.raids, listing)}});
+  } else if (views.raids.empty()) {
+    std::cout << "There are no tape RAIDs. 'devprep raid create' makes one.\n";
+  } else {
+    RaidListing().Print(views.raids, listing);
   }
-  Json raids = Json::array();
-  for (const RaidInfo& raid : views.raids) raids.push_back(RaidJson(raid));
-  PrintJson({{"raids", raids}});
 }
 
 // Why an edit of a RAID was refused, in a sentence.
@@ -228,7 +222,7 @@ struct Arguments {
   std::uint16_t value = 0;
   std::uint16_t level = kDefaultRaidLevel;
   bool strict = false;
-  bool json = false;
+  ListingOptions listing;
 };
 
 CLI::App* AddRaidCommand(CLI::App* raid, const char* name, const char* about,
@@ -245,8 +239,9 @@ void AddRaidCommands(CLI::App& app, const Options& options) {
   Arguments* const a = arguments.get();
   CLI::App* list = app.add_subcommand("raids", "List the tape RAIDs, or show one in full");
   list->add_option("number", a->listed, "Show this RAID in full")->option_text("N");
-  list->add_flag("--json", a->json, "Print JSON");
-  list->callback([&options, arguments] { ListRaids(options, arguments->listed, arguments->json); });
+  AddListingOptions(*list, a->listing, RaidListing().Infos());
+  list->callback(
+      [&options, arguments] { ListRaids(options, arguments->listed, arguments->listing); });
 
   CLI::App* raid = app.add_subcommand("raid", "Create, edit and remove tape RAIDs");
   raid->require_subcommand(1);

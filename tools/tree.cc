@@ -1,5 +1,6 @@
 // devprep tree: the configured machine as a tree of ports, changers and drives.
 #include <algorithm>
+#include <deque>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -9,19 +10,32 @@
 
 #include "commands.h"
 #include "device_view.h"
+#include "listing.h"
 #include "output.h"
 #include "words.h"
 
 namespace devprep::tool {
 namespace {
 
-struct Node {
+// A device at its place in the tree.
+struct PlacedDevice {
   const DeviceView* device = nullptr;
-  std::string remark;
-  std::vector<Node> children;
+  Term state;
 };
 
-using Ports = std::map<std::uint16_t, std::vector<Node>>;
+struct Port {
+  std::uint16_t number = 0;
+  TreeNode<PlacedDevice> node;
+};
+
+const Term kDisabled = {"disabled", "disabled"};
+const Term kLoose = {"loose", "loose"};
+
+// The devices stay where they are as long as the tree lives.
+struct Tree {
+  std::deque<PlacedDevice> places;
+  std::vector<Port> ports;
+};
 
 const DeviceView* FindDevice(const DeviceViews& views, std::uint16_t number) {
   const auto at =
@@ -32,9 +46,14 @@ const DeviceView* FindDevice(const DeviceViews& views, std::uint16_t number) {
 
 // A changer stands at its port with its reserved drives below it, wherever those are attached; all
 // other devices stand at their ports.
-Ports BuildTree(const DeviceViews& views) {
+Tree BuildTree(const DeviceViews& views) {
+  Tree tree;
+  const auto place = [&tree](const DeviceView& device, const Term& state) {
+    tree.places.push_back({&device, state});
+    return TreeNode<PlacedDevice>{&tree.places.back(), "", {}};
+  };
   std::set<std::uint16_t> held;
-  std::map<std::uint16_t, std::vector<Node>> drives_of;
+  std::map<std::uint16_t, std::vector<TreeNode<PlacedDevice>>> drives_of;
   for (const DeviceView& changer : views.devices) {
     const DeviceInfo& info = changer.info;
     for (std::uint16_t i = 0; i < info.ReservedDriveCount; ++i) {
@@ -42,71 +61,60 @@ Ports BuildTree(const DeviceViews& views) {
       if (drive == nullptr || drive == &changer || drive->info.ReservedDriveCount != 0) continue;
       held.insert(drive->info.Number);
       drives_of[info.Number].push_back(
-          {drive, IsDriveDisabled(info.DisabledDrives, i) ? "disabled" : "", {}});
+          place(*drive, IsDriveDisabled(info.DisabledDrives, i) ? kDisabled : Term()));
     }
   }
-  Ports ports;
+  std::map<std::uint16_t, std::vector<TreeNode<PlacedDevice>>> ports;
   for (const DeviceView& device : views.devices) {
     if (held.contains(device.info.Number)) continue;
-    const bool loose = device.record.Type == kTypeTape;
-    ports[device.info.Board].push_back(
-        {&device, loose ? "loose" : "", drives_of[device.info.Number]});
+    auto node = place(device, device.record.Type == kTypeTape ? kLoose : Term());
+    node.children = drives_of[device.info.Number];
+    ports[device.info.Board].push_back(std::move(node));
   }
-  return ports;
+  for (auto& [port, nodes] : ports) {
+    tree.ports.push_back({port, {nullptr, "port " + std::to_string(port), std::move(nodes)}});
+  }
+  return tree;
 }
 
-std::vector<TreeNode> Lines(const std::vector<Node>& nodes) {
-  std::vector<TreeNode> lines;
-  for (const Node& node : nodes) {
-    const DeviceView& device = *node.device;
-    std::string text = Paint("[" + std::to_string(device.info.Number) + "]", Colour::kHead);
-    text.append(" ").append(device.TypeText()).append(" ");
-    text.append(AddressWord(device.Address())).append("  ").append(device.Description());
-    if (!device.raids.empty()) {
-      text.append("  ").append(Paint("RAID " + device.RaidText(), Colour::kGood));
-    }
-    if (!node.remark.empty()) text.append("  (").append(node.remark).append(")");
-    lines.push_back({text, Lines(node.children)});
-  }
-  return lines;
+const Listing<PlacedDevice>& TreeListing() {
+  static const Listing<PlacedDevice> listing([] {
+    auto columns = DeviceListing().ColumnsFor<PlacedDevice>(
+        {"number", "type", "address", "description", "serial_number", "world_wide_id", "raids",
+         "raid_status"},
+        [](const PlacedDevice& placed) -> const DeviceView& { return *placed.device; });
+    columns.front().info.align = Align::kLeft;
+    columns.push_back(
+        {TextColumn("state", "State",
+                    "disabled: reserved, but not used; loose: reserved to no changer"),
+         [](const PlacedDevice& placed) { return Value::Name(placed.state); }});
+    return columns;
+  }());
+  return listing;
 }
 
-Json NodesJson(const std::vector<Node>& nodes) {
-  Json list = Json::array();
-  for (const Node& node : nodes) {
-    const DeviceView& device = *node.device;
-    list.push_back({{"number", device.info.Number},
-                    {"address", AddressWord(device.Address())},
-                    {"type", device.info.Type},
-                    {"type_name", device.TypeText()},
-                    {"description", device.Description()},
-                    {"raids", device.raids},
-                    {"remark", node.remark},
-                    {"reserved_drives", NodesJson(node.children)}});
-  }
-  return list;
-}
-
-void PrintTree(const Options& options, bool json) {
+void PrintTree(const Options& options, const ListingOptions& listing) {
   DeviceViews views;
   InSession(options, Needs::kEngineAndHardware, [&] { views = ViewDevices(); });
-  const Ports ports = BuildTree(views);
-  if (json) {
-    Json list = Json::array();
-    for (const auto& [port, nodes] : ports) {
-      list.push_back({{"port", port}, {"devices", NodesJson(nodes)}});
+  const Tree tree = BuildTree(views);
+  if (listing.json) {
+    Json ports = Json::array();
+    for (const Port& port : tree.ports) {
+      ports.push_back(
+          {{"port", port.number},
+           {"devices", TreeListing().TreeAsJson(port.node.children, "reserved_drives", listing)}});
     }
-    PrintJson({{"ports", list}});
+    PrintJson({{"ports", ports}, {"unreadable", UnreadableJson(views)}});
     return;
   }
-  for (const auto& [port, nodes] : ports) {
-    std::cout << "port " << port << '\n';
-    PrintTrees(Lines(nodes));
+  if (views.count == 0) {
+    std::cout << kNoDevicesText << '\n';
+    return;
   }
-  for (const UnreadableDevice& device : views.unreadable) {
-    std::cout << ExplainNoDevice(device.number, {views.count, {}, {device}, {}}) << '\n';
-  }
-  if (views.count == 0) std::cout << "No devices are configured.\n";
+  std::vector<TreeNode<PlacedDevice>> roots;
+  for (const Port& port : tree.ports) roots.push_back(port.node);
+  TreeListing().PrintTree(roots, listing);
+  PrintUnreadable(views);
 }
 
 }  // namespace
@@ -114,9 +122,9 @@ void PrintTree(const Options& options, bool json) {
 void AddTreeCommand(CLI::App& app, const Options& options) {
   CLI::App* command = app.add_subcommand(
       "tree", "Show the configured machine: ports, changers with their reserved drives, RAIDs");
-  const auto json = std::make_shared<bool>(false);
-  command->add_flag("--json", *json, "Print JSON");
-  command->callback([&options, json] { PrintTree(options, *json); });
+  const auto listing = std::make_shared<ListingOptions>();
+  AddListingOptions(*command, *listing, TreeListing().Infos());
+  command->callback([&options, listing] { PrintTree(options, *listing); });
 }
 
 }  // namespace devprep::tool

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <utility>
 
+#include "devprep/devprep.h"
 #include "platform/hardware/hardware_map.h"
 #include "reconfig/reconfigure.h"
 #include "records/group_record.h"
@@ -12,21 +12,27 @@
 namespace devprep::tool {
 namespace {
 
-constexpr std::array<std::pair<std::uint16_t, const char*>, 14> kTypeWords = {{
-    {kTypeDirectAccess, "disk"},
-    {kTypeTape, "tape drive"},
-    {kTypeOpticalMemory, "optical drive"},
-    {kTypeTapeEngine, "tape engine unit"},
-    {kTypeChanger, "changer"},
-    {kTypeOpticalLibrary, "optical library"},
-    {kTypePrinter, "printer"},
-    {kTypeProcessor, "processor"},
-    {kTypeWriteOnce, "write-once drive"},
-    {kTypeCdRom, "CD-ROM drive"},
-    {kTypeScanner, "scanner"},
-    {kTypeCommunications, "communications"},
-    {kTypeUnknown, "unknown"},
-    {kTypeOther, "other"},
+struct TypeTerm {
+  std::uint16_t type;
+  const char* identifier;
+  const char* text;
+};
+
+constexpr std::array<TypeTerm, 14> kTypeTerms = {{
+    {kTypeDirectAccess, "disk", "disk"},
+    {kTypeTape, "tape_drive", "tape drive"},
+    {kTypeOpticalMemory, "optical_drive", "optical drive"},
+    {kTypeTapeEngine, "tape_engine_unit", "tape engine unit"},
+    {kTypeChanger, "changer", "changer"},
+    {kTypeOpticalLibrary, "optical_library", "optical library"},
+    {kTypePrinter, "printer", "printer"},
+    {kTypeProcessor, "processor", "processor"},
+    {kTypeWriteOnce, "write_once_drive", "write-once drive"},
+    {kTypeCdRom, "cd_rom_drive", "CD-ROM drive"},
+    {kTypeScanner, "scanner", "scanner"},
+    {kTypeCommunications, "communications", "communications"},
+    {kTypeUnknown, "unknown", "unknown"},
+    {kTypeOther, "other", "other"},
 }};
 
 std::string Hexadecimal(const std::uint8_t* bytes, std::size_t size) {
@@ -41,74 +47,76 @@ std::string Hexadecimal(const std::uint8_t* bytes, std::size_t size) {
 
 }  // namespace
 
-std::string TypeWord(std::uint16_t type) {
-  const auto* const known = std::find_if(kTypeWords.begin(), kTypeWords.end(),
-                                         [type](const auto& entry) { return entry.first == type; });
-  return known != kTypeWords.end() ? known->second : "type " + std::to_string(type);
+Term TypeName(std::uint16_t type) {
+  const auto* const known = std::find_if(kTypeTerms.begin(), kTypeTerms.end(),
+                                         [type](const auto& term) { return term.type == type; });
+  if (known != kTypeTerms.end()) return {known->identifier, known->text};
+  return {"unrecognized", "type " + std::to_string(type)};
 }
 
-std::string AddressWord(const DeviceAddress& address) {
-  return AddressText(ScsiAddressOf(address));
-}
-
-std::string CriterionWord(MatchCriterion criterion) {
+Term CriterionName(MatchCriterion criterion) {
   switch (criterion) {
     case MatchCriterion::kWorldWideIdInPlace:
-      return "World Wide ID, in place";
+      return {"world_wide_id_in_place", "World Wide ID, in place"};
     case MatchCriterion::kAddress:
-      return "address and name";
+      return {"address_and_name", "address and name"};
     case MatchCriterion::kSerialNumber:
-      return "serial number";
+      return {"serial_number", "serial number"};
     case MatchCriterion::kWorldWideId:
-      return "World Wide ID";
+      return {"world_wide_id", "World Wide ID"};
     case MatchCriterion::kName:
-      return "name alone";
+      return {"name", "name alone"};
     case MatchCriterion::kNone:
       break;
   }
-  return "";
+  return {};
 }
 
-std::string GroupKindWord(std::uint16_t kind) {
+Term GroupKindName(std::uint16_t kind) {
   switch (kind) {
     case kGroupTape:
-      return "tape group";
+      return {"tape", "tape group"};
     case kGroupChanger:
-      return "changer group";
+      return {"changer", "changer group"};
     case kGroupRaidChanger:
-      return "RAID changer group";
+      return {"raid_changer", "RAID changer group"};
     default:
-      return "no kind";
+      return {"none", "no kind"};
   }
 }
 
-std::string ChangerStatusWord(std::uint32_t raid_flags) {
-  if ((raid_flags & DEVPREP_RAID_HAS_CHANGER) == 0) return "";
-  return (raid_flags & DEVPREP_RAID_CHANGER_COMPLETE) != 0 ? "complete" : "incomplete";
+Term ChangerStatusName(std::uint32_t raid_flags) {
+  if ((raid_flags & DEVPREP_RAID_HAS_CHANGER) == 0) return {};
+  if ((raid_flags & DEVPREP_RAID_CHANGER_COMPLETE) != 0) return {"complete", "complete"};
+  return {"incomplete", "incomplete"};
 }
 
-std::string NumberWord(std::uint16_t number) {
-  return number == kDeviceGone ? "-" : std::to_string(number);
+std::string AddressText(const DeviceAddress& address) {
+  return devprep::AddressText(ScsiAddressOf(address));
 }
 
-std::string SerialWord(const std::uint8_t* serial_number) {
+Value DeviceNumberValue(std::uint16_t number) {
+  return number == kDeviceGone ? Value::Absent() : Value::Number(number);
+}
+
+std::string SerialNumberText(const std::uint8_t* serial_number) {
   const auto* const end = serial_number + kSerialNumberSize;
   const auto* const text_end = std::find(serial_number, end, std::uint8_t{0});
   const bool printable = std::all_of(serial_number, text_end,
                                      [](std::uint8_t byte) { return byte >= ' ' && byte <= '~'; });
-  const bool zeros_behind = std::all_of(text_end, end, [](std::uint8_t byte) { return byte == 0; });
-  if (!printable || !zeros_behind) return Hexadecimal(serial_number, kSerialNumberSize);
+  const bool zeros_after = std::all_of(text_end, end, [](std::uint8_t byte) { return byte == 0; });
+  if (!printable || !zeros_after) return Hexadecimal(serial_number, kSerialNumberSize);
   std::string text(serial_number, text_end);
   text.erase(0, text.find_first_not_of(' '));
   text.resize(text.find_last_not_of(' ') + 1);
   return text;
 }
 
-std::string WorldWideIdWord(const DeviceRecord& record) {
+std::string WorldWideIdText(const DeviceRecord& record) {
   return HasWorldWideId(record) ? Hexadecimal(record.WorldWideID, kWorldWideIdSize) : "";
 }
 
-std::string MillisecondsWord(std::chrono::microseconds time) {
+std::string MillisecondsText(std::chrono::microseconds time) {
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), "%.2f ms", static_cast<double>(time.count()) / 1000);
   return text.data();

@@ -6,40 +6,40 @@
 #include <cstdint>
 #include <string>
 
-#include "devprep/devprep.h"
-#include "output.h"
+#include "listing.h"
 #include "reconfig/device_match.h"
 #include "records/device_record.h"
 
 namespace devprep::tool {
 
-// "changer", "tape drive", "disk" and so on.
-std::string TypeWord(std::uint16_t type);
+// A device type: tape_drive "tape drive", changer "changer" and so on; of a code that is none,
+// unrecognized with the code.
+Term TypeName(std::uint16_t type);
+
+// What a device was recognised by; without identifier for kNone.
+Term CriterionName(MatchCriterion criterion);
+
+// tape "tape group" and so on.
+Term GroupKindName(std::uint16_t kind);
+
+// Whether a RAID's changers stand with all their drives: complete or incomplete; without identifier
+// for a RAID without changers.
+Term ChangerStatusName(std::uint32_t raid_flags);
 
 // "port:bus:target:lun".
-std::string AddressWord(const DeviceAddress& address);
+std::string AddressText(const DeviceAddress& address);
 
-// "serial number", "address" and so on; empty for kNone.
-std::string CriterionWord(MatchCriterion criterion);
-
-// "tape group" and so on.
-std::string GroupKindWord(std::uint16_t kind);
-
-// Whether a RAID's changers stand with all their drives: "complete", "incomplete", or empty for a
-// RAID without changers.
-std::string ChangerStatusWord(std::uint32_t raid_flags);
-
-// A number of the configuration, or "-" for none.
-std::string NumberWord(std::uint16_t number);
+// A number of the configuration; absent for kDeviceGone.
+Value DeviceNumberValue(std::uint16_t number);
 
 // A serial number as text; bytes that cannot be printed in hexadecimal. Empty for none.
-std::string SerialWord(const std::uint8_t* serial_number);
+std::string SerialNumberText(const std::uint8_t* serial_number);
 
 // A World Wide ID as 16 hexadecimal digits. Empty for none.
-std::string WorldWideIdWord(const DeviceRecord& record);
+std::string WorldWideIdText(const DeviceRecord& record);
 
 // A time in milliseconds, "0.42 ms".
-std::string MillisecondsWord(std::chrono::microseconds time);
+std::string MillisecondsText(std::chrono::microseconds time);
 
 }  // namespace devprep::tool
 

@@ -61,17 +61,17 @@ class IscsiTest(unittest.TestCase):
         self.add_two_libraries()
         run = self.run_tool("hardware", "--json")
         self.assertEqual((run.status, run.err), (0, ""))
-        found = [(unit["address"], unit["type_name"], unit["description"], unit["serial_number"],
+        found = [(unit["address"], unit["type"], unit["description"], unit["serial_number"],
                   unit["world_wide_id"], unit["driver"]) for unit in run.json["units"]
-                 if unit["type_name"] != "processor"]
+                 if unit["type"] != "processor"]
         self.assertEqual(found, [
-            ("0:0:0:1", "tape drive", "ACME    STREAMER-9      A1B1", "BIG00001",
+            ("0:0:0:1", "tape_drive", "ACME    STREAMER-9      A1B1", "BIG00001",
              "3000000200000001", "iscsi"),
-            ("0:0:0:2", "tape drive", "ACME    STREAMER-10     A1B1", "BIG00002",
+            ("0:0:0:2", "tape_drive", "ACME    STREAMER-10     A1B1", "BIG00002",
              "3000000200000002", "iscsi"),
             ("0:0:0:3", "changer", "ACME    ROBOT-40        R100", "BIGROBOT",
              "3000000200000003", "iscsi"),
-            ("0:0:1:5", "tape drive", "ACME    STREAMER-9      A1B1", "SMALL001",
+            ("0:0:1:5", "tape_drive", "ACME    STREAMER-9      A1B1", "SMALL001",
              "3000000100000005", "iscsi")])
         self.assertEqual(run.json["warnings"], [])
         one = self.run_tool("hardware", "--json", hardware=f"{self.library.url}/{PREFIX}small")
@@ -101,7 +101,7 @@ class IscsiTest(unittest.TestCase):
                 self.assertNotIn(bytes_of(serial), hidden.replace("\\\n  ", ""))
         units = self.run_tool("hardware", "--json", hardware=redacted).json
         self.assertEqual(units["warnings"], [])
-        probed = [unit for unit in units["units"] if unit["type_name"] != "processor"]
+        probed = [unit for unit in units["units"] if unit["type"] != "processor"]
         self.assertEqual(len({unit["serial_number"] for unit in probed}), 4)
         self.assertEqual(len({unit["world_wide_id"] for unit in probed}), 4)
 
@@ -111,10 +111,10 @@ class IscsiTest(unittest.TestCase):
         self.library.remove_unit("big", 2)
         run = self.run_tool("configure", "--json")
         self.assertEqual(run.status, 0, run.err)
-        became = {device["description"][8:19].strip() + " " + str(device["old_address"]):
-                  device["became"] for device in run.json["devices"]
-                  if device["type_name"] != "processor"}
-        self.assertEqual(became, {"STREAMER-9 0:0:0:1": "kept", "STREAMER-10 0:0:0:2": "gone",
+        outcomes = {device["description"][8:19].strip() + " " + str(device["old_address"]):
+                  device["outcome"] for device in run.json["devices"]
+                  if device["type"] != "processor"}
+        self.assertEqual(outcomes, {"STREAMER-9 0:0:0:1": "kept", "STREAMER-10 0:0:0:2": "gone",
                                   "ROBOT-40 0:0:0:3": "moved", "STREAMER-9 0:0:1:5": "moved"})
 
     def assert_fails(self, run, *texts):

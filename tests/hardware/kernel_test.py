@@ -59,7 +59,7 @@ class KernelTest(unittest.TestCase):
         out = kernel_with(self.tape_library(), [(1, 1), (2, 2), (3, 3)], script)
         units = json.loads(out["hardware.json"])["units"]
         self.assertEqual(len(units), 5, out["output"])
-        types = {"tape drive": "tape", "changer": "(8)"}
+        types = {"tape_drive": "tape", "changer": "(8)"}
         listed = set()
         for line in out["lsscsi"].splitlines():
             address, *texts = (column.strip() for column in line.split("\t")[:5])
@@ -69,7 +69,7 @@ class KernelTest(unittest.TestCase):
         for unit in units:
             port, rest = unit["address"].split(":", 1)
             text = unit["description"].ljust(28)
-            ours.add((rest, types[unit["type_name"]], text[:8].strip(), text[8:24].strip(),
+            ours.add((rest, types[unit["type"]], text[:8].strip(), text[8:24].strip(),
                       text[24:28].strip()))
         self.assertEqual(ours, {(address.split(":", 1)[1], *texts)
                                 for address, *texts in listed}, out["lsscsi"])
@@ -100,9 +100,9 @@ class KernelTest(unittest.TestCase):
         devices = json.loads(second["configure.json"])["devices"]
         moves = {(device["old_address"], device["new_address"], device["recognised_by"])
                  for device in devices}
-        self.assertEqual(moves, {("0:0:1:0", "0:0:6:0", "serial number"),
-                                 ("0:0:2:0", "0:0:1:0", "serial number"),
-                                 ("0:0:3:0", "0:0:4:0", "serial number")}, first["output"])
+        self.assertEqual(moves, {("0:0:1:0", "0:0:6:0", "serial_number"),
+                                 ("0:0:2:0", "0:0:1:0", "serial_number"),
+                                 ("0:0:3:0", "0:0:4:0", "serial_number")}, first["output"])
         self.assertEqual(len(json.loads(second["devices.json"])["devices"]), 3)
 
     def test_dead_devices_and_closed_nodes_are_named(self):

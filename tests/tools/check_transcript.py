@@ -8,7 +8,7 @@ run by sh, the lines behind it up to the next command are what it must print (bo
 blanks ignored). Where nothing stands behind a command its output does not count. A command whose output
 begins with "devprep: " must fail with status 1, or with 2 when it ends with a hint at --help; every
 other one must succeed. The commands of one file run one after the other in one folder, which holds
-"examples" and "build/devprep"; variables that are exported stay.
+"examples", "build/devprep" and "terminal", which is terminal.py; variables that are exported stay.
 """
 
 import os
@@ -57,6 +57,8 @@ def check(tool, examples, path):
         os.mkdir(os.path.join(folder, "build"))
         os.symlink(os.path.abspath(tool), os.path.join(folder, "build", "devprep"))
         os.symlink(os.path.abspath(examples), os.path.join(folder, "examples"))
+        os.symlink(os.path.join(os.path.dirname(os.path.abspath(__file__)), "terminal.py"),
+                   os.path.join(folder, "terminal"))
         environment = {key: value for key, value in os.environ.items()
                        if not key.startswith("DEVPREP_")}
         environment["LC_ALL"] = "C.UTF-8"

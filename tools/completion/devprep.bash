@@ -15,8 +15,9 @@ _devprep() {
   done
   case $command in
     '') options='configure devices tree hardware capture raids raid registry --registry --hardware --timeout --version --help' ;;
-    configure | devices | tree | raids) options='--json --help' ;;
-    hardware) options='--tree --json --help' ;;
+    configure) options='--json --help' ;;
+    devices | tree | raids) options='--json --columns --wide --no-headings --help' ;;
+    hardware) options='--tree --json --columns --wide --no-headings --help' ;;
     capture) compopt -o filenames; COMPREPLY=($(compgen -f -W '--redact --help' -- "$cur")); return ;;
     raid)
       case $sub in
