@@ -14,6 +14,8 @@ constinit IsLibraryRegular IsLibraryRegularHook = nullptr;
 
 namespace {
 
+constinit bool ModulesLeftOut = false;
+
 constexpr std::size_t kModulePathSize = 256;
 constexpr const char* kAcslsModule = "ACSLSLNK.DLL";
 constexpr const char* kVirtualLibraryModule = "VLMLNK.DLL";
@@ -45,7 +47,7 @@ HMODULE LoadFromHome(OpenHomeKey open_home_key, const char* module_name) {
       }
     }
   }
-  return LoadLibraryExA(module_path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+  return ModulesLeftOut ? nullptr : LoadProductModule(module_path);
 }
 
 }  // namespace
@@ -53,7 +55,7 @@ HMODULE LoadFromHome(OpenHomeKey open_home_key, const char* module_name) {
 void StartAcslsLink() {
   HMODULE module = LoadFromHome(&KeyHandle::Create, kAcslsModule);
   if (module == nullptr) {
-    LogMessage("Unable to load ACSLSLNK.DLL library EC %d", LastError());
+    if (!ModulesLeftOut) LogMessage("Unable to load ACSLSLNK.DLL library EC %d", LastError());
     return;
   }
   const auto init = FindEntry<InitAcsls>(module, "InitACSLS");
@@ -63,7 +65,7 @@ void StartAcslsLink() {
 void StartVirtualLibraryManager() {
   HMODULE module = LoadFromHome(&KeyHandle::Open, kVirtualLibraryModule);
   if (module == nullptr) {
-    LogMessage("Unable to load VLMLNK.DLL library EC %d", LastError());
+    if (!ModulesLeftOut) LogMessage("Unable to load VLMLNK.DLL library EC %d", LastError());
     return;
   }
   const auto initialize = FindEntry<Initialize>(module, "VLMLNKInitialize");
@@ -83,6 +85,8 @@ void StartVirtualLibraryManager() {
     LogMessage("GetProcAddress Failed for VLMLNKIsLibraryRegular. EC = %d", LastError());
   }
 }
+
+void LeaveModulesOut(bool left_out) { ModulesLeftOut = left_out; }
 
 void ResetLibraryHooks() { IsLibraryRegularHook = nullptr; }
 

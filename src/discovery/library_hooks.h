@@ -34,6 +34,9 @@ void StartAcslsLink();
 // start or judge is logged.
 void StartVirtualLibraryManager();
 
+// Whether from now on the two above load nothing, and log nothing of it.
+void LeaveModulesOut(bool left_out);
+
 // Forgets the judge, as a fresh load finds it. Modules stay loaded.
 void ResetLibraryHooks();
 

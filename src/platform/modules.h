@@ -39,8 +39,15 @@ namespace devprep {
 // outcome; nothing in it is called. Where there is no such module nothing is loaded.
 void LoadSupportModule();
 
-// fopen for a path in the product's spelling (backslashes).
-std::FILE* OpenProductFile(const char* path, const char* mode);
+// Loads a module of the product, whose path comes from the registry. Null on failure, GetLastError
+// then says why. Elsewhere than on Windows only from an absolute path, and only when nobody but
+// root and the user of this process can have put there what is in the module or the registry file
+// (posix/trusted_path.h); a module that is there and not loaded for that is warned of.
+HMODULE LoadProductModule(const char* path);
+
+// Opens a file for appending by a path in the product's spelling (backslashes); it is created when
+// missing. Null on failure. Elsewhere than on Windows a link, or what is no regular file, is one.
+std::FILE* OpenProductFileToAppend(const char* path);
 
 }  // namespace devprep
 

@@ -30,7 +30,7 @@ std::int32_t LogMessage(const char* format, ...) {
   char log_file_path[kLogFilePathSize];
   std::snprintf(log_file_path, sizeof log_file_path, kLogFileFormat, HomePath);
   std::printf("%s\n", message);
-  std::FILE* file = OpenProductFile(log_file_path, "ab+");
+  std::FILE* file = OpenProductFileToAppend(log_file_path);
   if (file == nullptr) std::printf("Cannot open file\n");
   // What a caller has written around this call keeps its place in the output.
   std::fflush(stdout);

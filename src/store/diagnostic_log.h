@@ -9,7 +9,8 @@ namespace devprep {
 
 // Writes a printf-style message to standard output, and as a line ended by CR LF to the file
 // "%s\TEMP\PREPDEV.LOG" under HomePath. Returns 0 when it was written, when the log is off or
-// without a HomePath; -1 when the file cannot be opened.
+// without a HomePath; -1 when the file cannot be opened, or, elsewhere than on Windows, is no
+// regular file or a link.
 #if defined(__GNUC__)
 [[gnu::format(printf, 1, 2)]]
 #endif

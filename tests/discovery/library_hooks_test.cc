@@ -96,6 +96,11 @@ TEST(LibraryHooks, AModulePathMustFitItsBuffer) {
     StartAcslsLink();
     StartVirtualLibraryManager();
     EXPECT_EQ(world.ReadFile("calls"), c.calls) << c.length;
+    LeaveModulesOut(true);
+    StartAcslsLink();
+    StartVirtualLibraryManager();
+    LeaveModulesOut(false);
+    EXPECT_EQ(world.ReadFile("calls"), c.calls) << c.length;
   }
 }
 

@@ -1,4 +1,5 @@
 // The registry of a world is a file in a folder of its own, its machine a capture beside it.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +17,7 @@ namespace devprep::backing {
 std::string Open() {
   std::string folder = std::filesystem::temp_directory_path() / "devprep-test-XXXXXX";
   if (mkdtemp(folder.data()) == nullptr) std::abort();
+  umask(022);  // modules are not loaded from where a group may write
   setenv(kRegistryVariable, (folder + "/registry.reg").c_str(), 1);
   setenv(kHardwareVariable, (folder + "/machine.reg").c_str(), 1);
   return folder;

@@ -1,12 +1,20 @@
 #include "platform/modules.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <string>
 
+#include "platform/messages.h"
+#include "platform/posix/file_ops.h"
 #include "platform/posix/heap_fault.h"
+#include "platform/posix/registry_file.h"
+#include "platform/posix/trusted_path.h"
+#include "platform/result.h"
 
 namespace {
 
@@ -50,14 +58,47 @@ void* GlobalFree(void* memory) {
 }
 
 namespace devprep {
+namespace {
+
+// The module to load, links resolved, or why it is not to be loaded.
+Result<std::string> CheckModule(const std::string& path) {
+  if (!path.starts_with('/')) return Error{"its path is not absolute"};
+  const std::string registry = RegistryFilePath();
+  // A registry that is yet to be stored has been filled by this process.
+  if (::access(registry.c_str(), F_OK) == 0) {
+    if (const Result<std::string> named = TrustedPath(registry); !named) return named;
+  }
+  return TrustedPath(path);
+}
+
+}  // namespace
 
 void FailGlobalAlloc(int nth) { allocations_until_failure = nth; }
 
 // Nothing calls the support module, and there is none to be had here.
 void LoadSupportModule() {}
 
-std::FILE* OpenProductFile(const char* path, const char* mode) {
-  return std::fopen(NativePath(path).c_str(), mode);
+HMODULE LoadProductModule(const char* path) {
+  const std::string native = NativePath(path);
+  last_error = ERROR_MOD_NOT_FOUND;
+  if (native.empty() || ::access(native.c_str(), F_OK) != 0) return nullptr;
+  const Result<std::string> module = CheckModule(native);
+  if (!module) {
+    ReportMessage(Severity::kWarning,
+                  "module " + native + " is not loaded: " + module.Failure().Text());
+    return nullptr;
+  }
+  return LoadLibraryExA(module->c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+}
+
+std::FILE* OpenProductFileToAppend(const char* path) {
+  constexpr mode_t kMode = 0666;
+  // Without O_NONBLOCK the opening of a FIFO would wait for its reader.
+  const Result<FileHandle> file =
+      OpenFile(NativePath(path), O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK, kMode);
+  struct stat status {};
+  if (!file || ::fstat(file->Get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+  return ::fdopen(::fcntl(file->Get(), F_DUPFD_CLOEXEC, 0), "ab+");
 }
 
 }  // namespace devprep

@@ -9,6 +9,10 @@ constexpr const char* kSupportModule = "kxtool";
 
 void LoadSupportModule() { LoadLibraryA(kSupportModule); }
 
-std::FILE* OpenProductFile(const char* path, const char* mode) { return std::fopen(path, mode); }
+HMODULE LoadProductModule(const char* path) {
+  return LoadLibraryExA(path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+}
+
+std::FILE* OpenProductFileToAppend(const char* path) { return std::fopen(path, "ab+"); }
 
 }  // namespace devprep
