@@ -112,6 +112,19 @@ bool RegistryCommit();
 // Windows.
 void RegistryFail(const char* reason);
 
+// The branch of HKEY_LOCAL_MACHINE that is the product's.
+inline constexpr char kProductBranch[] = "SOFTWARE\\Tamberline";
+
+// Between these two all changes are tried only: transactions within are part of the trial, and its
+// end throws away what was changed. To be called while no key is open and, elsewhere than on
+// Windows, outside any transaction. On Windows a copy of the product's branch and of the device map
+// stands in the place of HKEY_LOCAL_MACHINE until then, for this process. Returns false when the
+// trial cannot begin; the reason has been reported, and nothing is to be ended.
+bool RegistryBeginTrial();
+
+// Does nothing when there is no trial. On Windows also at the end of the process.
+void RegistryEndTrial();
+
 }  // namespace devprep
 
 #endif  // DEVPREP_PLATFORM_REGISTRY_H_

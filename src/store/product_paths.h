@@ -30,7 +30,7 @@ consteval KeyPath<N + M> Below(const KeyPath<N>& parent, const char (&name)[M]) 
   return made;
 }
 
-inline constexpr auto kProductKeyPath = MakeKeyPath("SOFTWARE\\Tamberline\\Vaultkeep");
+inline constexpr auto kProductKeyPath = Below(MakeKeyPath(kProductBranch), "Vaultkeep");
 inline constexpr auto kProductsKeyPath = Below(kProductKeyPath, "Products");
 inline constexpr auto kProductsConfigKeyPath = Below(kProductKeyPath, "ProductsConfigInfo");
 inline constexpr auto kBaseKeyPath = Below(kProductKeyPath, "Base");

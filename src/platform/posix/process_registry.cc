@@ -74,6 +74,22 @@ void ProcessRegistry::Abandon() {
   if (--depth_ == 0) file_.Abandon();
 }
 
+bool ProcessRegistry::BeginTrial() {
+  Begin();
+  trial_ = status_ == ERROR_SUCCESS;
+  if (trial_) {
+    file_.TryChangesOnly();
+  } else {
+    Abandon();
+  }
+  return trial_;
+}
+
+void ProcessRegistry::EndTrial() {
+  if (trial_) Abandon();
+  trial_ = false;
+}
+
 OpenKey* ProcessRegistry::Find(HKEY handle) {
   if (handle == HKEY_LOCAL_MACHINE) {
     local_machine_.key = file_.LocalMachine();
@@ -175,6 +191,8 @@ void RegistryBegin() { TheRegistry().Begin(); }
 bool RegistryCommit() { return TheRegistry().Commit(); }
 void RegistryFail(const char* reason) { TheRegistry().Fail(reason); }
 void RegistryAbandon() { TheRegistry().Abandon(); }
+bool RegistryBeginTrial() { return TheRegistry().BeginTrial(); }
+void RegistryEndTrial() { TheRegistry().EndTrial(); }
 
 bool RegistryReadable() { return TheRegistry().Status() == ERROR_SUCCESS; }
 bool RegistryWritable() { return TheRegistry().File().Writable(); }

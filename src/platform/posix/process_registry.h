@@ -49,6 +49,10 @@ class ProcessRegistry {
   void Abandon();
   void Fail(const char* reason);
 
+  // A trial, as RegistryBeginTrial and RegistryEndTrial describe it.
+  bool BeginTrial();
+  void EndTrial();
+
   // Within a transaction: what every open gives, ERROR_SUCCESS when the registry can be used.
   LONG Status() const { return status_; }
   RegistryFile& File() { return file_; }
@@ -73,6 +77,7 @@ class ProcessRegistry {
 
   RegistryFile file_;
   int depth_ = 0;
+  bool trial_ = false;
   LONG status_ = ERROR_SUCCESS;
   bool no_hardware_ = false;  // it was asked for, and could not be had
   bool failed_ = false;       // nothing of this transaction is to be stored

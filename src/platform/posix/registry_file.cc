@@ -122,6 +122,7 @@ Result<> ReplaceFile(const std::string& path, const std::string& text) {
 
 int RegistryFile::Begin() {
   changed_ = false;
+  trial_ = false;
   writable_.reset();
   const std::string path = FollowLinks(RegistryFilePath());
   if (path != path_) {
@@ -181,6 +182,7 @@ void RegistryFile::UseTree(std::shared_ptr<RegistryKey> root) {
 }
 
 bool RegistryFile::Writable() {
+  if (trial_) return true;
   if (!writable_) writable_ = LookWhetherWritable();
   return *writable_;
 }
@@ -192,7 +194,7 @@ bool RegistryFile::LookWhetherWritable() const {
 }
 
 bool RegistryFile::PrepareChange() {
-  if (lock_.IsOpen()) return true;
+  if (trial_ || lock_.IsOpen()) return true;
   Result<> locked = MakeFolders(folder_);
   if (locked) locked = LockFolder();
   if (!locked) {

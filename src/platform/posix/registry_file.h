@@ -43,6 +43,10 @@ class RegistryFile {
   // up once in a transaction.
   bool Writable();
 
+  // Within a transaction that will be abandoned: from now on it may change the tree whatever the
+  // file and its folder allow.
+  void TryChangesOnly() { trial_ = true; }
+
   // To be called before the tree is changed. Makes the folder where it is missing. False when that
   // fails.
   bool PrepareChange();
@@ -77,9 +81,10 @@ class RegistryFile {
   WatchedFile file_;
   std::string refusal_;  // the last one reported
   int load_status_ = 0;
-  bool stale_ = true;             // the tree must be read again even from an unchanged file
-  bool exists_ = false;           // the file, at the last look
-  bool changed_ = false;          // the tree, since Begin
+  bool stale_ = true;     // the tree must be read again even from an unchanged file
+  bool exists_ = false;   // the file, at the last look
+  bool changed_ = false;  // the tree, since Begin
+  bool trial_ = false;
   std::optional<bool> writable_;  // since Begin; nothing: not looked up yet
   std::shared_ptr<RegistryKey> root_;
   std::shared_ptr<RegistryKey> local_machine_;
