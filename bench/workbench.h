@@ -21,6 +21,8 @@ class Workbench {
   // Puts the machine into the files. The next transaction sees it.
   void SetUp(const Machine& machine) const;
 
+  const std::string& Folder() const { return folder_; }
+
   // Starts over as a process that has just loaded the library.
   static void NewProcess();
 

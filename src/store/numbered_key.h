@@ -8,11 +8,9 @@
 #include <cstring>
 #include <iterator>
 
-namespace devprep {
+#include "platform/registry/configuration_keys.h"
 
-inline constexpr const char* kDeviceKeyPrefix = "DEVICE";
-inline constexpr const char* kGroupKeyPrefix = "GROUP";
-inline constexpr const char* kRaidKeyPrefix = "RAID";
+namespace devprep {
 
 struct NumberedKey {
   char name[16];

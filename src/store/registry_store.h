@@ -40,9 +40,9 @@ bool StoreSubkeyExists(const char* name);
 // Deletes a sub-key that has none of its own. Returns 0, 209 or 217.
 std::uint16_t StoreDeleteSubkey(const char* name);
 
-// Reads a text into buffer (size bytes, always NUL-terminated). The bytes of a value that fits, of
-// any type, are laid over default_text: one without bytes leaves it. An empty handle has no values.
-// Returns the length of the text.
+// Reads a text into buffer (size bytes, always NUL-terminated). A text that fits takes the place of
+// default_text, also one that was stored without NUL; the bytes of another type are laid over it; a
+// value without bytes leaves it. An empty handle has no values. Returns the length of the text.
 std::size_t StoreGetString(const KeyHandle& key, const char* value_name, const char* default_text,
                            char* buffer, std::size_t size);
 std::size_t StoreGetString(const char* subkey, const char* value_name, const char* default_text,

@@ -69,6 +69,7 @@ TEST(RegistryStore, GetStringTakesWhatFitsWhateverItsType) {
       {{"v", REG_SZ, std::string("1234567\0", 8)}, "1234567"},
       {{"v", REG_SZ, std::string("12345678\0", 9)}, "none"},
       {{"v", REG_SZ, "12345678"}, "1234567"},  // no NUL: ends where the buffer ends
+      {{"v", REG_SZ, "1"}, "1"},               // no NUL: ends with its bytes
       {{"v", REG_BINARY, "123"}, "123e"},      // its bytes are laid over the default
       {{"v", REG_SZ, std::string("\0", 1)}, ""},
       {{"v", REG_SZ, ""}, "none"},  // no bytes replace nothing

@@ -1,10 +1,49 @@
 #include "machine.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <iostream>
+
+#include "platform/posix/file_ops.h"
 #include "platform/posix/hardware.h"
 #include "platform/posix/registry_file.h"
+#include "platform/posix/replace_file.h"
+#include "platform/registry/registry_text.h"
 #include "session.h"
 
 namespace devprep::tool {
+namespace {
+
+// Enough for the first line of a registry text in any encoding.
+constexpr std::size_t kHeadSize = 128;
+
+bool IsSameFile(const struct stat& file, int descriptor) {
+  struct stat open {};
+  return fstat(descriptor, &open) == 0 && open.st_dev == file.st_dev && open.st_ino == file.st_ino;
+}
+
+// Throws Failure when the regular file that is there is nothing to be replaced in passing.
+void CheckReplaceable(const std::string& file_name, const struct stat& file) {
+  const Result<FileHandle> registry = OpenFile(RegistryFilePath(), O_RDONLY);
+  if (registry && IsSameFile(file, registry->Get())) {
+    throw Failure(file_name + ": this is the registry in use; --force replaces it all the same");
+  }
+  if (file.st_size == 0) return;
+  const Result<FileHandle> old = OpenFile(file_name, O_RDONLY);
+  if (!old) throw Failure(old.Failure().Text());
+  std::array<char, kHeadSize> head{};
+  const ssize_t size = read(old->Get(), head.data(), head.size());
+  if (!IsRegistryText({head.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))})) {
+    throw Failure(file_name +
+                  ": this is no export and no capture; --force replaces it all the same");
+  }
+}
+
+}  // namespace
 
 std::shared_ptr<RegistryKey> HardwareBranch() { return CurrentHardware()->DeviceMap(); }
 
@@ -20,10 +59,24 @@ UnitAnswers AskUnit(const ScsiAddress& unit) {
   return answers;
 }
 
-void SaveFile(const std::string& file_name, const std::string& text) {
-  if (const Result<> replaced = ReplaceFile(file_name, text); !replaced) {
+bool SaveFile(const std::string& file_name, const std::string& text, bool force) {
+  const Result<struct stat> there = StatusOf(file_name);
+  if (file_name == "-" || (there && IsSameFile(*there, STDOUT_FILENO))) {
+    std::cout << text;
+    return true;
+  }
+  if (there && !S_ISREG(there->st_mode)) {
+    Result<FileHandle> file = OpenFile(file_name, O_WRONLY | O_NOCTTY);
+    Result<> written = file ? WriteAll(*file, text) : file.Failure();
+    if (written) written = CloseFile(*std::move(file));
+    if (!written) throw Failure(written.Failure().In(file_name).Text());
+    return false;
+  }
+  if (there && !force) CheckReplaceable(file_name, *there);
+  if (const Result<> replaced = ReplaceFile(FollowLinks(file_name), text); !replaced) {
     throw Failure(replaced.Failure().Text());
   }
+  return false;
 }
 
 }  // namespace devprep::tool

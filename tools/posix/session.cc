@@ -24,7 +24,7 @@ class Transaction {
   }
   void Commit() {
     open_ = false;
-    if (!RegistryCommit()) throw Failure("nothing was changed");
+    if (!RegistryCommit()) throw Failure("");  // it has said why
   }
 
  private:

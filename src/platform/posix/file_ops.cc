@@ -1,12 +1,15 @@
 #include "platform/posix/file_ops.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 #include <system_error>
 #include <utility>
 
@@ -28,6 +31,23 @@ auto RetryOnInterrupt(const char* name, Call call) -> decltype(call()) {
   auto result = call();
   while (result < 0 && errno == EINTR) result = call();
   return result;
+}
+
+// What a call stores that tells the size when it is given no room. Most often there is nothing.
+template <typename Call>
+Result<std::string> ReadGrowing(const char* name, Call call) {
+  while (true) {
+    const ssize_t size = RetryOnInterrupt(name, [&] { return call(nullptr, 0); });
+    if (size < 0) return SystemError();
+    std::string bytes(static_cast<std::size_t>(size), '\0');
+    if (size == 0) return bytes;
+    const ssize_t got = call(bytes.data(), bytes.size());
+    if (got >= 0) {
+      bytes.resize(static_cast<std::size_t>(got));
+      return bytes;
+    }
+    if (errno != ERANGE) return SystemError();  // else it has grown since
+  }
 }
 
 template <typename Call>
@@ -111,8 +131,16 @@ Result<> RenameFile(const std::string& from, const std::string& to) {
   return Do("rename", [&] { return std::rename(from.c_str(), to.c_str()); });
 }
 
-Result<> LockExclusively(const FileHandle& file) {
-  return Do("flock", [&] { return ::flock(file.Get(), LOCK_EX); });
+Result<> TryLock(const FileHandle& file) {
+  return Do("flock", [&] { return ::flock(file.Get(), LOCK_EX | LOCK_NB); });
+}
+
+Result<> LinkFile(const std::string& from, const std::string& to) {
+  return Do("link", [&] { return ::link(from.c_str(), to.c_str()); });
+}
+
+Result<> RemoveFile(const std::string& path) {
+  return Do("unlink", [&] { return ::unlink(path.c_str()); });
 }
 
 Result<> MakeFolder(const std::string& path) {
@@ -124,6 +152,50 @@ Result<> MakeFolder(const std::string& path) {
 
 Result<> SetMode(const FileHandle& file, mode_t mode) {
   return Do("fchmod", [&] { return ::fchmod(file.Get(), mode); });
+}
+
+Result<> SetOwner(const FileHandle& file, uid_t owner, gid_t group) {
+  return Do("fchown", [&] { return ::fchown(file.Get(), owner, group); });
+}
+
+Result<struct stat> StatusOf(const std::string& path) {
+  struct stat status {};
+  if (RetryOnInterrupt("stat", [&] { return ::stat(path.c_str(), &status); }) < 0) {
+    return SystemError(path);
+  }
+  return status;
+}
+
+Result<std::string> ListAttributes(const std::string& path) {
+  return ReadGrowing("listxattr", [&](char* buffer, std::size_t size) {
+    return ::listxattr(path.c_str(), buffer, size);
+  });
+}
+
+Result<std::string> GetAttribute(const std::string& path, const std::string& name) {
+  return ReadGrowing("getxattr", [&](char* buffer, std::size_t size) {
+    return ::getxattr(path.c_str(), name.c_str(), buffer, size);
+  });
+}
+
+Result<> SetAttribute(const FileHandle& file, const std::string& name, std::string_view value) {
+  return Do("fsetxattr",
+            [&] { return ::fsetxattr(file.Get(), name.c_str(), value.data(), value.size(), 0); });
+}
+
+Result<std::vector<std::string>> ListFolder(const std::string& path) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(
+      RetryOnInterrupt("opendir", [] { return 0; }) < 0 ? nullptr : ::opendir(path.c_str()),
+      ::closedir);
+  if (folder == nullptr) return SystemError(path);
+  std::vector<std::string> names;
+  errno = 0;
+  while (const dirent* entry = ::readdir(folder.get())) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
+  if (errno != 0) return SystemError(path);
+  return names;
 }
 
 Result<std::string> ReadFile(const std::string& path, std::size_t max_size) {

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/result.h"
 
@@ -50,10 +51,21 @@ Result<> WriteAll(const FileHandle& file, std::string_view bytes);
 Result<> SyncFile(const FileHandle& file);
 Result<> CloseFile(FileHandle file);
 Result<> RenameFile(const std::string& from, const std::string& to);
-Result<> LockExclusively(const FileHandle& file);
+// Locks a file against all others that do so. EWOULDBLOCK when one of them has it.
+Result<> TryLock(const FileHandle& file);
+Result<> LinkFile(const std::string& from, const std::string& to);
+Result<> RemoveFile(const std::string& path);
 // A folder that is there already is as good.
 Result<> MakeFolder(const std::string& path);
 Result<> SetMode(const FileHandle& file, mode_t mode);
+Result<> SetOwner(const FileHandle& file, uid_t owner, gid_t group);
+Result<struct stat> StatusOf(const std::string& path);
+// The names of extended attributes, each with a NUL behind it; the value of one; and setting one.
+Result<std::string> ListAttributes(const std::string& path);
+Result<std::string> GetAttribute(const std::string& path, const std::string& name);
+Result<> SetAttribute(const FileHandle& file, const std::string& name, std::string_view value);
+// The names in a folder, in no order, without "." and "..".
+Result<std::vector<std::string>> ListFolder(const std::string& path);
 
 // What is in the file at path.
 Result<std::string> ReadFile(const std::string& path, std::size_t max_size = kMaxFileSize);

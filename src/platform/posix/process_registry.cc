@@ -29,13 +29,13 @@ bool PathOf(const RegistryKey& top, const RegistryKey& wanted, std::string& path
 
 }  // namespace
 
-void ProcessRegistry::Begin() {
+void ProcessRegistry::Begin(bool on_copy) {
   if (depth_ == 0) {
     HardwareMayHaveChanged();
     no_hardware_ = false;
     failed_ = false;
     try {
-      status_ = file_.Begin();
+      status_ = file_.Begin(on_copy);
     } catch (...) {  // out of memory: no transaction has begun
       file_.MarkChanged();
       file_.Abandon();
@@ -75,13 +75,9 @@ void ProcessRegistry::Abandon() {
 }
 
 bool ProcessRegistry::BeginTrial() {
-  Begin();
+  Begin(true);
   trial_ = status_ == ERROR_SUCCESS;
-  if (trial_) {
-    file_.TryChangesOnly();
-  } else {
-    Abandon();
-  }
+  if (!trial_) Abandon();
   return trial_;
 }
 

@@ -44,11 +44,10 @@ class ProcessRegistry {
   ProcessRegistry() : file_([this](const auto& from, const auto& to) { MoveHandles(from, to); }) {}
 
   // A transaction, as RegistryBegin, RegistryCommit, RegistryAbandon and RegistryFail describe it.
-  void Begin();
+  void Begin(bool on_copy = false);
   bool Commit();
   void Abandon();
   void Fail(const char* reason);
-
   // A trial, as RegistryBeginTrial and RegistryEndTrial describe it.
   bool BeginTrial();
   void EndTrial();

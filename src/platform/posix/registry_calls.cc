@@ -41,12 +41,10 @@ class Call {
   OpenKey& From() const { return *from_; }
   RegistryKey& Key() const { return *from_->key; }
 
-  // To be called before a change. Afterwards From() is up to date.
+  // To be called before a change.
   LONG PrepareChange() const {
-    if (from_->hardware || !TheRegistry().File().Writable()) return ERROR_ACCESS_DENIED;
-    if (!TheRegistry().File().PrepareChange()) return ERROR_ACCESS_DENIED;
-    if (from_->handle == 0) TheRegistry().Find(HKEY_LOCAL_MACHINE);
-    return from_->key->Deleted() ? ERROR_KEY_DELETED : ERROR_SUCCESS;
+    const bool prepared = !from_->hardware && TheRegistry().File().PrepareChange();
+    return prepared ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
   }
 
   // Ends the transaction of a call that may have changed something.
@@ -98,14 +96,21 @@ LONG Open(std::shared_ptr<RegistryKey> key, REGSAM access, bool hardware, PHKEY 
   return *result != nullptr ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER;
 }
 
-// Copies bytes to a caller's buffer in the manner of the value calls.
-LONG DeliverData(const std::string& bytes, BYTE* data, DWORD* size) {
+bool IsText(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }
+
+// Copies a value's bytes to a caller's buffer in the manner of the value calls. Behind a text that
+// was stored without NUL one is put where there is room; the size does not count it.
+LONG DeliverData(const RegistryValue& value, BYTE* data, DWORD* size) {
+  const std::string& bytes = value.data;
   if (size == nullptr) return data == nullptr ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER;
   const DWORD room = *size;
   *size = static_cast<DWORD>(bytes.size());
   if (data == nullptr) return ERROR_SUCCESS;
   if (room < bytes.size()) return ERROR_MORE_DATA;
   std::memcpy(data, bytes.data(), bytes.size());
+  if (IsText(value.type) && room > bytes.size() && !bytes.empty() && bytes.back() != '\0') {
+    data[bytes.size()] = 0;
+  }
   return ERROR_SUCCESS;
 }
 
@@ -238,7 +243,7 @@ LONG RegEnumValueA(HKEY key, DWORD index, char* name, DWORD* name_size, DWORD* /
   if (name == nullptr || name_size == nullptr) return ERROR_INVALID_PARAMETER;
   if (*name_size <= value.name.size()) return ERROR_MORE_DATA;
   devprep::Store(type, value.type);
-  const LONG status = devprep::DeliverData(value.data, data, data_size);
+  const LONG status = devprep::DeliverData(value, data, data_size);
   if (status != ERROR_SUCCESS) return status;
   return devprep::DeliverName(value.name, name, name_size);
 }
@@ -250,7 +255,7 @@ LONG RegQueryValueExA(HKEY key, const char* name, DWORD* /*reserved*/, DWORD* ty
   const RegistryValue* value = call.Key().FindValue(devprep::NameArgument(name));
   if (value == nullptr) return ERROR_FILE_NOT_FOUND;
   devprep::Store(type, value->type);
-  return devprep::DeliverData(value->data, data, data_size);
+  return devprep::DeliverData(*value, data, data_size);
 }
 
 LONG RegSetValueExA(HKEY key, const char* name, DWORD /*reserved*/, DWORD type, const BYTE* data,

@@ -1,4 +1,26 @@
 // The registry in its file: read when it changed, replaced whole, guarded against other processes.
+//
+// What holds at every moment:
+//  1. The file is the old text or the new one, whole, and never a text that cannot be read back.
+//  2. A file that cannot be read or parsed is never written over.
+//  3. Who changes the tree holds the lock, and has read the file while holding it. So a change is
+//     made to what the change before it left.
+//  4. A transaction sees one text: the file is read at its beginning and not again.
+//  5. Before a new text takes its place, the old one is in the history (where one is kept).
+//  6. Between transactions there is no lock and no change, and the tree is what the file held at
+//     the last look, unless the tree is stale: then the next transaction reads the file whatever
+//     its times say.
+//
+// States, and how they follow each other:
+//   idle     -> reading   Begin, when this user may not write the registry
+//   idle     -> writing   Begin, when it may be written: the lock is taken
+//   idle     -> unmade    Begin, when its folder is still missing: there is nothing to lock
+//   idle     -> copy      Begin on a copy: changes are made in memory and never stored
+//   idle     -> refused   Begin, when the file cannot be read, or the wait for the lock is over
+//   unmade   -> writing   PrepareChange: the folder is made and the lock taken
+//   unmade   -> failed    PrepareChange, when that cannot be done: nothing of this transaction is
+//                         stored, which has been said once
+//   any of these -> idle  Commit, Abandon
 #ifndef DEVPREP_PLATFORM_POSIX_REGISTRY_FILE_H_
 #define DEVPREP_PLATFORM_POSIX_REGISTRY_FILE_H_
 
@@ -6,9 +28,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
-#include "platform/posix/file_ops.h"
+#include "platform/posix/registry_lock.h"
 #include "platform/posix/watched_file.h"
+#include "platform/registry/record_counts.h"
 #include "platform/registry/registry_key.h"
 #include "platform/result.h"
 
@@ -21,11 +45,6 @@ inline constexpr const char* kDefaultRegistry = "/var/lib/devprep/registry.reg";
 // The path of the registry file in use.
 std::string RegistryFilePath();
 
-// Replaces the file at path: a new file in the same folder, written, synced, read back and renamed
-// over the old one, whose mode and owner it gets. After an error the old file is still there. The
-// caller keeps other writers out.
-Result<> ReplaceFile(const std::string& path, const std::string& text);
-
 class RegistryFile {
  public:
   // Called with the old root and the new one before the old one is dropped.
@@ -34,29 +53,28 @@ class RegistryFile {
 
   explicit RegistryFile(ReloadListener on_reload) : on_reload_(std::move(on_reload)) {}
 
-  // Locks the file against other processes and brings the tree up to date. Returns ERROR_SUCCESS;
-  // ERROR_BADDB when the file cannot be parsed; ERROR_ACCESS_DENIED when it cannot be read. The
-  // reason has then gone to standard error, once for each state of the file.
-  int Begin();
+  // Starts a transaction: takes the lock where the registry may be written, and brings the tree up
+  // to date. on_copy: changes are made to a copy that is never stored, by anybody who can read the
+  // file. Returns ERROR_SUCCESS; ERROR_BADDB when the file cannot be parsed; ERROR_ACCESS_DENIED
+  // when it cannot be read, or when another process keeps the lock. The reason has then been
+  // reported, once for each state of the file.
+  int Begin(bool on_copy);
 
-  // Whether the file and its folder may be written, as far as their modes and rights tell. Looked
-  // up once in a transaction.
-  bool Writable();
-
-  // Within a transaction that will be abandoned: from now on it may change the tree whatever the
-  // file and its folder allow.
-  void TryChangesOnly() { trial_ = true; }
+  // Whether the tree may be changed: as far as the modes and rights of the file and its folder
+  // tell. Looked up once in a transaction.
+  bool Writable() const { return writable_; }
 
   // To be called before the tree is changed. Makes the folder where it is missing. False when that
-  // fails.
+  // fails: the transaction has failed then.
   bool PrepareChange();
 
   // To be called when the tree was changed: Commit has something to store.
   void MarkChanged() { changed_ = true; }
   bool Changed() const { return changed_; }
 
-  // Stores what changed and unlocks. False when it cannot be stored: the reason has gone to
-  // standard error, and the next Begin reads the old file again.
+  // Stores what changed and unlocks. False when that could not be done, which has been reported:
+  // the old file is then in place and the next Begin reads it. Or the new one is, but its folder
+  // could not be synced, so that it may not survive a power cut.
   bool Commit();
 
   // Forgets what changed and unlocks.
@@ -69,23 +87,28 @@ class RegistryFile {
  private:
   int Load();
   int Refuse(const Error& error, int status);
-  Result<> LockFolder();
-  Result<> Store();
   bool LookWhetherWritable() const;
   void UseTree(std::shared_ptr<RegistryKey> root);
+  Result<> Lock();
+  void Fail(const Error& error);
+  Result<> Store();
 
   ReloadListener on_reload_;
   std::string path_;    // links followed
   std::string folder_;  // of path_
-  FileHandle lock_;     // the folder, locked; not open while the folder is missing
+  RegistryLock lock_;
   WatchedFile file_;
-  std::string refusal_;  // the last one reported
+  std::string refusal_;       // the last one reported
+  std::string lock_refusal_;  // the same of the lock
   int load_status_ = 0;
-  bool stale_ = true;     // the tree must be read again even from an unchanged file
-  bool exists_ = false;   // the file, at the last look
-  bool changed_ = false;  // the tree, since Begin
-  bool trial_ = false;
-  std::optional<bool> writable_;  // since Begin; nothing: not looked up yet
+  bool stale_ = true;    // the tree must be read again even from an unchanged file
+  bool exists_ = false;  // the file, at the last look
+  // Of the transaction.
+  bool on_copy_ = false;
+  bool writable_ = false;
+  bool failed_ = false;
+  bool changed_ = false;
+  std::optional<RecordCounts> before_;  // the first change; set once the tree may have changed
   std::shared_ptr<RegistryKey> root_;
   std::shared_ptr<RegistryKey> local_machine_;
 };

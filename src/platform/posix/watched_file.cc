@@ -42,8 +42,7 @@ Result<WatchedFile::State> WatchedFile::Refresh(const std::string& path) {
   const bool was_known = std::exchange(known_, false);
   const Result<FileHandle> file = OpenFile(path, O_RDONLY);
   if (!file) {
-    const int error = file.Failure().system_error;
-    if (error == ENOENT || error == ENOTDIR) return State::kMissing;
+    if (file.Failure().system_error == ENOENT) return State::kMissing;
     return file.Failure();
   }
   if (::fstat(file->Get(), &now) != 0) return SystemError(path);

@@ -11,6 +11,15 @@ constexpr unsigned char FoldCase(char c) {
   return byte >= 'a' && byte <= 'z' ? static_cast<unsigned char>(byte - ('a' - 'A')) : byte;
 }
 
+std::string UpperCase(std::string_view name) {
+  std::string folded(name);
+  for (char& c : folded) c = static_cast<char>(FoldCase(c));
+  return folded;
+}
+
+constexpr std::size_t kFewValues = 64;
+constexpr std::size_t kUsualValues = 8;
+
 }  // namespace
 
 int CompareNames(std::string_view a, std::string_view b) {
@@ -49,14 +58,57 @@ std::shared_ptr<RegistryKey> RegistryKey::FindChild(std::string_view name) const
   return slot != nullptr ? *slot : nullptr;
 }
 
-const RegistryValue* RegistryKey::FindValue(std::string_view name) const {
-  for (const RegistryValue& value : values_) {
-    if (value.name.size() == name.size() && CompareNames(value.name, name) == 0) return &value;
-  }
-  return nullptr;
+const std::vector<RegistryValue>& RegistryKey::Values() const {
+  if (index_ != nullptr && !index_->gaps.empty()) CloseGaps();
+  return values_;
 }
 
-std::shared_ptr<RegistryKey> RegistryKey::FindOrAddChild(std::string_view name) {
+std::size_t RegistryKey::ValueCount() const {
+  return values_.size() - (index_ == nullptr ? 0 : index_->gaps.size());
+}
+
+void RegistryKey::CloseGaps() const {
+  std::sort(index_->gaps.begin(), index_->gaps.end());
+  auto gap = index_->gaps.begin();
+  std::size_t kept = *gap;
+  for (std::size_t at = kept; at < values_.size(); ++at) {
+    if (gap != index_->gaps.end() && *gap == at) {
+      ++gap;
+    } else {
+      values_[kept++] = std::move(values_[at]);
+    }
+  }
+  values_.resize(kept);
+  index_.reset();
+  if (values_.size() > kFewValues) MakeIndex();
+}
+
+void RegistryKey::MakeIndex() const {
+  index_ = std::make_unique<ValueIndex>();
+  for (std::size_t at = 0; at < values_.size(); ++at) {
+    index_->places.emplace(UpperCase(values_[at].name), at);
+  }
+}
+
+std::size_t RegistryKey::PlaceOf(std::string_view name) const {
+  if (index_ != nullptr) {
+    const auto found = index_->places.find(UpperCase(name));
+    return found != index_->places.end() ? found->second : values_.size();
+  }
+  std::size_t at = 0;
+  while (at < values_.size() &&
+         (values_[at].name.size() != name.size() || CompareNames(values_[at].name, name) != 0)) {
+    ++at;
+  }
+  return at;
+}
+
+const RegistryValue* RegistryKey::FindValue(std::string_view name) const {
+  const std::size_t at = PlaceOf(name);
+  return at < values_.size() ? &values_[at] : nullptr;
+}
+
+const std::shared_ptr<RegistryKey>& RegistryKey::FindOrAddChild(std::string_view name) {
   if (const std::shared_ptr<RegistryKey>* slot = FindSlot(name)) return *slot;
   const std::size_t at = LowerBound(name);
   last_found_ = at;
@@ -78,23 +130,33 @@ void RegistryKey::MarkDeleted() {
 }
 
 bool RegistryKey::SetValue(std::string_view name, std::uint32_t type, std::string_view data) {
-  for (RegistryValue& value : values_) {
-    if (CompareNames(value.name, name) != 0) continue;
+  const std::size_t at = PlaceOf(name);
+  if (at < values_.size()) {
+    RegistryValue& value = values_[at];
     if (value.type == type && value.data == data) return false;
-    value.type = type;
     value.data = data;
+    value.type = type;
     return true;
   }
+  if (values_.empty()) values_.reserve(kUsualValues);
   values_.push_back({std::string(name), type, std::string(data)});
+  if (index_ != nullptr) {
+    index_->places.emplace(UpperCase(name), at);
+  } else if (values_.size() > kFewValues) {
+    MakeIndex();
+  }
   return true;
 }
 
 bool RegistryKey::RemoveValue(std::string_view name) {
-  const auto at = std::find_if(values_.begin(), values_.end(), [name](const RegistryValue& value) {
-    return CompareNames(value.name, name) == 0;
-  });
-  if (at == values_.end()) return false;
-  values_.erase(at);
+  const std::size_t at = PlaceOf(name);
+  if (at == values_.size()) return false;
+  if (index_ == nullptr) {
+    values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(at));
+  } else {
+    index_->gaps.push_back(at);
+    index_->places.erase(UpperCase(name));
+  }
   return true;
 }
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace devprep {
@@ -15,6 +16,10 @@ namespace devprep {
 inline constexpr std::size_t kMaxKeyName = 255;
 inline constexpr std::size_t kMaxValueName = 16383;
 inline constexpr std::size_t kMaxKeyDepth = 512;
+// Limits against absurd files: the largest machine needs some hundred sub-keys
+// and some dozen values in a key.
+inline constexpr std::size_t kMaxSubKeys = 16384;
+inline constexpr std::size_t kMaxValues = 65536;
 
 // Orders names without regard to ASCII case: negative, 0 or positive.
 int CompareNames(std::string_view a, std::string_view b);
@@ -31,7 +36,8 @@ class RegistryKey {
 
   const std::string& Name() const { return name_; }
   const std::vector<std::shared_ptr<RegistryKey>>& Children() const { return children_; }
-  const std::vector<RegistryValue>& Values() const { return values_; }
+  const std::vector<RegistryValue>& Values() const;
+  std::size_t ValueCount() const;
   // True once the key was taken out of its tree; handles to it may still exist.
   bool Deleted() const { return deleted_; }
 
@@ -39,16 +45,30 @@ class RegistryKey {
   std::shared_ptr<RegistryKey> FindChild(std::string_view name) const;
   const RegistryValue* FindValue(std::string_view name) const;
 
-  // The child of that name, made when missing.
-  std::shared_ptr<RegistryKey> FindOrAddChild(std::string_view name);
+  // The child of that name, made when missing. The reference lasts until the
+  // next change.
+  const std::shared_ptr<RegistryKey>& FindOrAddChild(std::string_view name);
   // Takes a child out with everything below it. False when there is none.
   bool RemoveChild(std::string_view name);
-  // Writes a value; one that exists keeps its place and its spelling. False when nothing changed.
+  // Writes a value; one that exists keeps its place and its spelling. False
+  // when nothing changed.
   bool SetValue(std::string_view name, std::uint32_t type, std::string_view data);
   bool RemoveValue(std::string_view name);
 
  private:
+  // Where the values of a key that has many lie: a search from the first on for
+  // each of them would make reading them take time in proportion to their
+  // square.
+  struct ValueIndex {
+    std::unordered_map<std::string, std::size_t> places;  // by name in upper case
+    std::vector<std::size_t> gaps;                        // places of removed values
+  };
+
   std::size_t LowerBound(std::string_view name) const;
+  // The value's place; that behind the last one when there is no such value.
+  std::size_t PlaceOf(std::string_view name) const;
+  void CloseGaps() const;
+  void MakeIndex() const;
   // Null when there is no such child.
   const std::shared_ptr<RegistryKey>* FindSlot(std::string_view name) const;
   void MarkDeleted();
@@ -59,11 +79,13 @@ class RegistryKey {
   std::string name_;
   std::vector<std::shared_ptr<RegistryKey>> children_;  // sorted by CompareNames
   mutable std::size_t last_found_ = 0;  // among children_: most look-ups ask for one in a row
-  std::vector<RegistryValue> values_;   // in order of creation
+  mutable std::vector<RegistryValue> values_;  // in order of creation; with gaps until Values()
+  mutable std::unique_ptr<ValueIndex> index_;  // null: few values, no gaps
   bool deleted_ = false;
 };
 
-// The key at a path of names separated by backslashes, below root. Null when a level is missing.
+// The key at a path of names separated by backslashes, below root. Null when a
+// level is missing.
 std::shared_ptr<RegistryKey> FindPath(const std::shared_ptr<RegistryKey>& root,
                                       std::string_view path);
 

@@ -24,11 +24,19 @@ inline constexpr std::string_view kLocalMachineName = "HKEY_LOCAL_MACHINE";
 // before it.
 Result<> ReadRegistryText(std::string_view text, RegistryKey& root);
 
+// Whether a text begins as one that ReadRegistryText takes. head: its first 128 bytes, or all.
+bool IsRegistryText(std::string_view head);
+
 // The whole tree below root in the "REGEDIT4" form. ReadRegistryText gives the same tree back.
 std::string WriteRegistryText(const RegistryKey& root);
 
 // The same for one key, named by its full path, and everything below it, without the first line.
 std::string WriteKeyText(std::string_view path, const RegistryKey& key);
+
+// Whether the tree comes back from the text that WriteRegistryText makes of it. The error names the
+// first key that does not: by a name that the format cannot hold, or by one of the limits of
+// registry_key.h.
+Result<> CheckStorable(const RegistryKey& root);
 
 }  // namespace devprep
 

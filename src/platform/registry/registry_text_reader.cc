@@ -1,8 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <memory>
-#include <optional>
 #include <utility>
 
 #include "platform/registry.h"
@@ -18,12 +16,26 @@ constexpr std::array<std::string_view, 5> kTopKeys = {kLocalMachineName, "HKEY_C
                                                       "HKEY_CURRENT_USER", "HKEY_USERS",
                                                       "HKEY_CURRENT_CONFIG"};
 
-std::optional<unsigned> HexDigit(char c) {
-  if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-  if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
-  if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A' + 10);
-  return std::nullopt;
-}
+constexpr std::uint8_t kNoDigit = 0xFF;
+
+// Of every byte the hexadecimal digit that it is.
+constexpr std::array<std::uint8_t, 256> kHexDigits = [] {
+  std::array<std::uint8_t, 256> digits{};
+  digits.fill(kNoDigit);
+  for (std::uint8_t i = 0; i < 10; ++i) digits[std::size_t{'0'} + i] = i;
+  for (std::uint8_t i = 0; i < 6; ++i)
+    digits[std::size_t{'a'} + i] = digits[std::size_t{'A'} + i] = static_cast<std::uint8_t>(10 + i);
+  return digits;
+}();
+
+std::uint8_t HexDigit(char c) { return kHexDigits[static_cast<unsigned char>(c)]; }
+
+// The bytes that end a stretch of a quoted text.
+constexpr std::array<bool, 256> kStopsText = [] {
+  std::array<bool, 256> stops{};
+  for (const char c : {'"', '\\', '\n', '\0'}) stops[static_cast<unsigned char>(c)] = true;
+  return stops;
+}();
 
 bool IsTextType(std::uint32_t type) {
   return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
@@ -129,8 +141,19 @@ class Reader {
       return Fail("a key name holds a control character that no key name can hold");
     }
     RegistryKey* key = &root_;
-    std::shared_ptr<RegistryKey> next;
     std::size_t depth = 0;
+    // Most keys lie beside the key before them.
+    const std::size_t cut = path.rfind('\\');
+    const bool beside = !removal && parent_ != nullptr && cut != std::string_view::npos &&
+                        path.substr(0, cut) == parent_path_;
+    if (beside) {
+      key = parent_;
+      depth = parent_depth_;
+      path.remove_prefix(cut + 1);
+    } else if (cut != std::string_view::npos) {
+      parent_path_ = path.substr(0, cut);
+    }
+    parent_ = nullptr;
     for (bool more = true; more; ++depth) {
       const std::size_t end = std::min(path.find('\\'), path.size());
       const std::string_view name = path.substr(0, end);
@@ -144,25 +167,32 @@ class Reader {
       if (name.empty()) return Fail("an empty key name");
       if (name.size() > kMaxKeyName) return Fail("a key name of more than 255 characters");
       if (depth >= kMaxKeyDepth) return Fail("more than 512 levels of keys");
+      if (!more && !removal && depth != 0) {
+        parent_ = key;
+        parent_depth_ = depth;
+      }
       if (removal && !more) {
         if (depth == 0) return Fail("a top key cannot be removed");
         key->RemoveChild(name);
       } else if (removal) {
-        next = key->FindChild(name);
-        if (next == nullptr) break;  // nothing there to remove
-        key = next.get();
+        key = key->FindChild(name).get();
+        if (key == nullptr) break;  // nothing there to remove
       } else {
-        next = key->FindOrAddChild(name);
-        key = next.get();
+        RegistryKey* const child = key->FindOrAddChild(name).get();
+        if (key->Children().size() > kMaxSubKeys) return Fail("more than 16384 keys in one");
+        key = child;
       }
     }
-    key_ = removal ? nullptr : next;
+    key_ = removal ? nullptr : key;
     return true;
   }
 
   bool ReadValueLine() {
     if (key_ == nullptr) return Fail("a value that belongs to no key");
-    std::string name;
+    std::string& name = name_;
+    std::string& data = data_;
+    name.clear();
+    data.clear();
     if (Peek() == '@') {
       ++at_;
     } else if (!ReadQuoted(name)) {
@@ -173,7 +203,6 @@ class Reader {
     if (Peek() != '=') return Fail("a value name without \"=\" behind it");
     ++at_;
     SkipBlanks();
-    std::string data;
     std::uint32_t type = REG_SZ;
     if (Peek() == '-') {
       ++at_;
@@ -193,6 +222,7 @@ class Reader {
       return Fail("a value that is neither a text, \"dword:\", \"hex:\" nor \"-\"");
     }
     key_->SetValue(name, type, data);
+    if (key_->ValueCount() > kMaxValues) return Fail("more than 65536 values in a key");
     return FinishLine();
   }
 
@@ -201,8 +231,8 @@ class Reader {
     const std::size_t first_line = line_;
     ++at_;
     while (true) {
-      const std::size_t stop =
-          std::min(text_.find_first_of(std::string_view("\"\\\n\0", 4), at_), text_.size());
+      std::size_t stop = at_;
+      while (stop < text_.size() && !kStopsText[static_cast<unsigned char>(text_[stop])]) ++stop;
       out.append(text_.substr(at_, stop - at_));
       at_ = stop;
       if (AtEnd()) return FailAt(first_line, "a text without its closing quote");
@@ -213,7 +243,9 @@ class Reader {
       if (c == '\\') {
         const char escaped = Peek();
         if (escaped != '\\' && escaped != '"') {
-          return Fail("a backslash in a text that is neither doubled nor before a quote");
+          return Fail(
+              "a backslash in a text that is neither doubled nor "
+              "before a quote");
         }
         out.push_back(escaped);
         ++at_;
@@ -226,9 +258,9 @@ class Reader {
   bool ReadHexNumber(std::uint32_t& number) {
     number = 0;
     std::size_t digits = 0;
-    for (auto digit = HexDigit(Peek()); digit && !AtEnd(); digit = HexDigit(Peek())) {
+    for (auto digit = HexDigit(Peek()); digit != kNoDigit; digit = HexDigit(Peek())) {
       if (++digits > 8) return Fail("a number of more than 8 hexadecimal digits");
-      number = number << 4 | *digit;
+      number = number << 4 | digit;
       ++at_;
     }
     return digits != 0 || Fail("a hexadecimal number is missing");
@@ -269,14 +301,33 @@ class Reader {
     return true;
   }
 
+  // Bytes of two digits with a comma and no space behind them, as they are most
+  // often written.
+  void ReadHexRun(std::string& data) {
+    const char* at = text_.data() + at_;
+    const char* const end = text_.data() + text_.size();
+    while (end - at >= 4 && at[2] == ',') {
+      const std::uint8_t high = HexDigit(at[0]);
+      const std::uint8_t low = HexDigit(at[1]);
+      // A run ends before what has to be looked at more closely: it leaves a
+      // byte to be read.
+      if ((high | low) == kNoDigit || HexDigit(at[3]) == kNoDigit) break;
+      data.push_back(static_cast<char>(high << 4 | low));
+      at += 3;
+    }
+    at_ = static_cast<std::size_t>(at - text_.data());
+  }
+
   bool ReadHex(std::string& data) {
     if (!SkipHexSpace()) return false;
     if (AtLineEnd() || Peek() == ';') return true;
     while (true) {
+      ReadHexRun(data);
       unsigned byte = 0;
       std::size_t digits = 0;
-      for (auto digit = HexDigit(Peek()); digit && digits < 2; digit = HexDigit(Peek())) {
-        byte = byte << 4 | *digit;
+      for (auto digit = HexDigit(Peek()); digit != kNoDigit && digits < 2;
+           digit = HexDigit(Peek())) {
+        byte = byte << 4 | digit;
         ++digits;
         ++at_;
       }
@@ -289,7 +340,8 @@ class Reader {
     }
   }
 
-  // A text stored as UTF-16LE bytes; half a character at its end is no character.
+  // A text stored as UTF-16LE bytes; half a character at its end is no
+  // character.
   bool NarrowText(std::string& data) {
     Result<std::string> narrow = DecodeUtf16(std::string_view(data).substr(0, data.size() / 2 * 2));
     if (!narrow) return Fail(narrow.Failure().message);
@@ -300,7 +352,12 @@ class Reader {
   std::string_view text_;
   RegistryKey& root_;
   std::string decoded_;
-  std::shared_ptr<RegistryKey> key_;
+  RegistryKey* key_ = nullptr;     // of the values that follow
+  RegistryKey* parent_ = nullptr;  // of key_; null: it is not known
+  std::string_view parent_path_;
+  std::size_t parent_depth_ = 0;
+  std::string name_;  // of a value, and its data: kept for their room
+  std::string data_;
   std::size_t at_ = 0;
   std::size_t line_ = 1;
   bool unicode_ = false;
@@ -308,6 +365,17 @@ class Reader {
 };
 
 }  // namespace
+
+bool IsRegistryText(std::string_view head) {
+  std::string narrow;
+  if (head.starts_with(kUtf16Mark)) {
+    for (std::size_t i = kUtf16Mark.size(); i < head.size(); i += 2) narrow += head[i];
+    head = narrow;
+  } else if (head.starts_with(kUtf8Mark)) {
+    head.remove_prefix(kUtf8Mark.size());
+  }
+  return head.starts_with(kHeaderBytes) || head.starts_with(kHeaderUnicode);
+}
 
 Result<> ReadRegistryText(std::string_view text, RegistryKey& root) {
   return Reader(text, root).Read();

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include "platform/registry.h"
@@ -8,8 +10,21 @@
 namespace devprep {
 namespace {
 
-// Column after which the editor breaks a line of hex digits.
-constexpr std::size_t kHexLineWidth = 77;
+// Column after which the editor breaks a line of hex digits, and how few bytes
+// such a line has.
+constexpr std::size_t kHexBreak = 75;
+constexpr std::size_t kMinBytesInLine = 24;
+
+// Of every byte its two digits.
+constexpr std::array<std::array<char, 2>, 256> kHexPairs = [] {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::array<std::array<char, 2>, 256> pairs{};
+  for (std::size_t i = 0; i < pairs.size(); ++i) pairs[i] = {kDigits[i >> 4], kDigits[i & 0xF]};
+  return pairs;
+}();
+
+// The bytes that a quoted text escapes.
+bool IsEscaped(char c) { return c == '"' || c == '\\'; }
 
 class Writer {
  public:
@@ -61,19 +76,18 @@ class Writer {
 
   void Quoted(std::string_view text) {
     out_ += '"';
-    for (const char c : text) {
-      if (c == '"' || c == '\\') out_ += '\\';
-      out_ += c;
+    if (std::none_of(text.begin(), text.end(), IsEscaped)) {
+      out_ += text;
+    } else {
+      for (const char c : text) {
+        if (IsEscaped(c)) out_ += '\\';
+        out_ += c;
+      }
     }
     out_ += '"';
   }
 
-  void Byte(char byte) {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    const auto bits = static_cast<unsigned char>(byte);
-    out_ += kDigits[bits >> 4];
-    out_ += kDigits[bits & 0xF];
-  }
+  void Byte(char byte) { out_.append(kHexPairs[static_cast<unsigned char>(byte)].data(), 2); }
 
   void Hex(const RegistryValue& value) {
     out_ += "hex";
@@ -86,23 +100,70 @@ class Writer {
       out_ += ')';
     }
     out_ += ':';
-    for (std::size_t i = 0; i < value.data.size(); ++i) {
-      Byte(value.data[i]);
-      if (i + 1 == value.data.size()) break;
-      out_ += ',';
-      if (out_.size() - line_start_ > kHexLineWidth - 2) {
-        out_ += "\\\n";
-        line_start_ = out_.size();
-        out_ += "  ";
+    if (value.data.empty()) return;
+    // Written in place: room for all digits, commas and breaks is made at once.
+    const std::size_t start = out_.size();
+    const std::size_t column = start - line_start_;
+    out_.resize(start + value.data.size() * 3 + (value.data.size() / kMinBytesInLine + 1) * 4);
+    char* at = out_.data() + start;
+    const char* line_end = at + (column > kHexBreak ? 0 : kHexBreak - column);
+    for (const char byte : value.data) {
+      const auto& digits = kHexPairs[static_cast<unsigned char>(byte)];
+      *at++ = digits[0];
+      *at++ = digits[1];
+      *at++ = ',';
+      if (at > line_end) {
+        std::memcpy(at, "\\\n  ", 4);
+        line_end = at + 2 + kHexBreak;
+        at += 4;
       }
     }
+    // Behind the last byte there is neither comma nor break.
+    at -= at[-1] == ',' ? 1 : 5;
+    out_.resize(static_cast<std::size_t>(at - out_.data()));
   }
 
   std::string out_;
   std::size_t line_start_ = 0;
 };
 
+// The reason why a key by itself cannot be stored. Null: it can.
+const char* Unstorable(const RegistryKey& key, std::size_t depth) {
+  constexpr std::string_view kNoKeyName("\0\r\n", 3);
+  const std::string& name = key.Name();
+  if (depth > kMaxKeyDepth) return "more than 512 levels of keys";
+  if (depth != 0 && name.empty()) return "an empty key name";
+  if (name.size() > kMaxKeyName) return "a key name of more than 255 characters";
+  if (name.find_first_of(kNoKeyName) != std::string::npos) {
+    return "a key name that holds a line end or NUL";
+  }
+  if (key.Children().size() > kMaxSubKeys) return "more than 16384 keys in one";
+  if (key.ValueCount() > kMaxValues) return "more than 65536 values in a key";
+  for (const RegistryValue& value : key.Values()) {
+    if (value.name.size() > kMaxValueName) return "a value name of more than 16383 characters";
+    if (value.name.find('\0') != std::string::npos) return "a value name that holds NUL";
+  }
+  return nullptr;
+}
+
+Result<> CheckKey(std::string& path, const RegistryKey& key, std::size_t depth) {
+  if (const char* reason = Unstorable(key, depth)) return Error{path + ": " + reason};
+  const std::size_t length = path.size();
+  for (const auto& child : key.Children()) {
+    if (length != 0) path += '\\';
+    path += child->Name();
+    if (Result<> checked = CheckKey(path, *child, depth + 1); !checked) return checked;
+    path.resize(length);
+  }
+  return {};
+}
+
 }  // namespace
+
+Result<> CheckStorable(const RegistryKey& root) {
+  std::string path;
+  return CheckKey(path, root, 0);
+}
 
 std::string WriteRegistryText(const RegistryKey& root) {
   Writer writer;

@@ -136,6 +136,9 @@ TEST_F(RegistrySeam, ValuesAreReadIntoBuffersThatHoldThem) {
     std::string data;
   } values[] = {{REG_SZ, std::string("text\0", 5)},
                 {REG_SZ, "text"},
+                {REG_EXPAND_SZ, "text"},
+                {REG_MULTI_SZ, "text"},
+                {REG_SZ, ""},
                 {REG_BINARY, std::string("\0\1\0\xFF", 4)},
                 {REG_DWORD, std::string("\1\2\3\4", 4)},
                 {REG_DWORD, "\1\2\3"},
@@ -157,11 +160,12 @@ TEST_F(RegistrySeam, ValuesAreReadIntoBuffersThatHoldThem) {
       EXPECT_EQ(type, v.type);
       const std::string read(data.begin(), data.begin() + stored);
       EXPECT_EQ(read, room < stored ? std::string(stored, '\xEE') : v.data);
-      // Wine: puts a NUL behind a text stored without one when there is room.
-      const bool may_end = v.type == REG_SZ && room > stored && !backing::ValuesKeepTheirOrder();
-      EXPECT_TRUE(data[stored] == 0xEE || (may_end && data[stored] == 0)) << v.data << room;
+      // Behind a text stored without NUL there is one where there is room.
+      const bool ends = v.data == "text" && room > stored;
+      EXPECT_EQ(data[stored], ends ? 0 : 0xEE) << v.type << room;
       EXPECT_EQ(data[stored + 1], 0xEE);
 
+      data.fill(0xEE);
       std::array<char, 4> name{};
       DWORD name_size = name.size();
       size = room;
@@ -169,6 +173,7 @@ TEST_F(RegistrySeam, ValuesAreReadIntoBuffersThatHoldThem) {
           RegEnumValueA(key, 0, name.data(), &name_size, nullptr, nullptr, data.data(), &size),
           status);
       EXPECT_EQ(size, stored);
+      EXPECT_EQ(data[stored], ends ? 0 : 0xEE) << v.type << room;
     }
     DWORD size = 77;
     EXPECT_EQ(RegQueryValueExA(key, "v", nullptr, nullptr, nullptr, &size), 0);

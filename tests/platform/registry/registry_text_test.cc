@@ -153,6 +153,24 @@ TEST(RegistryText, WritesAnyTreeSoThatItReadsBackInLinesOfTheEditorsWidth) {
   for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
 }
 
+TEST(RegistryText, ReadsAndRemovesManyValuesInTimeInProportionUpToALimit) {
+  std::string text = kOld;
+  std::string removal;
+  for (std::size_t i = 0; i < kMaxValues; ++i) {
+    text += "\"v" + std::to_string(i) + "\"=\"\"\n";
+    if (i % 3 != 0) removal += "\"V" + std::to_string(i) + "\"=-\n";
+  }
+  RegistryKey root("");
+  ASSERT_TRUE(ReadRegistryText(text + removal + "\"v0\"=\"again\"\n\"v1\"=\"new\"\n", root));
+  const auto& values = root.Children()[0]->Values();
+  ASSERT_EQ(values.size(), kMaxValues / 3 + 2);
+  EXPECT_EQ(values[0].data, std::string("again\0", 6));
+  EXPECT_EQ(values[1].name, "v3");
+  EXPECT_EQ(values.back().name, "v1");
+  EXPECT_EQ(root.Children()[0]->FindValue("V65535"), &values[values.size() - 2]);
+  EXPECT_EQ(Read(text + "\"one more\"=\"\""), "65539: more than 65536 values in a key");
+}
+
 TEST(RegistryText, RefusesTooManyLevels) {
   std::string path = "HKEY_LOCAL_MACHINE";
   for (int level = 1; level < 512; ++level) path += "\\k";
