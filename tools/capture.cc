@@ -23,7 +23,7 @@ void SetAnswer(RegistryKey& unit, const char* name, const std::optional<std::str
   if (answer) unit.SetValue(name, REG_BINARY, *answer);
 }
 
-void Capture(const Options& options, const std::string& file_name, bool redact) {
+void Capture(const Options& options, const std::string& file_name, bool redact, bool force) {
   RegistryKey root("");
   std::size_t count = 0;
   InSession(options, Needs::kHardware, [&] {
@@ -43,9 +43,9 @@ void Capture(const Options& options, const std::string& file_name, bool redact) 
     }
     if (redact) Redact(*hardware);
   });
-  SaveFile(file_name, WriteRegistryText(root));
-  std::cout << Count(count, "unit") << " captured in " << file_name
-            << (redact ? ", serial numbers and World Wide IDs replaced" : "") << ".\n";
+  std::ostream& out = SaveFile(file_name, WriteRegistryText(root), force) ? std::cerr : std::cout;
+  out << Count(count, "unit") << " captured in " << file_name
+      << (redact ? ", serial numbers and World Wide IDs replaced" : "") << ".\n";
 }
 
 }  // namespace
@@ -55,9 +55,14 @@ void AddCaptureCommand(CLI::App& app, const Options& options) {
       app.add_subcommand("capture", "Write the attached machine to a file that --hardware replays");
   const auto file_name = std::make_shared<std::string>();
   const auto redact = std::make_shared<bool>(false);
-  command->add_option("file", *file_name, "File to write")->required()->option_text("FILE");
+  command->add_option("file", *file_name, "File to write; - for standard output")
+      ->required()
+      ->option_text("FILE");
   command->add_flag("--redact", *redact, "Replace serial numbers and World Wide IDs, consistently");
-  command->callback([&options, file_name, redact] { Capture(options, *file_name, *redact); });
+  const auto force = std::make_shared<bool>(false);
+  command->add_flag("--force", *force, "Replace whatever file is there");
+  command->callback(
+      [&options, file_name, redact, force] { Capture(options, *file_name, *redact, *force); });
 }
 
 }  // namespace devprep::tool

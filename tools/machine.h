@@ -28,8 +28,11 @@ std::shared_ptr<RegistryKey> HardwareBranch();
 // Asks one unit all that the library asks. Within a session that has hardware.
 UnitAnswers AskUnit(const ScsiAddress& unit);
 
-// Replaces a file, or makes it. Throws Failure; the old file is then still there.
-void SaveFile(const std::string& file_name, const std::string& text);
+// Writes a file that somebody asked for. "-", and what is no regular file (a device, a pipe), is
+// written to. A regular file is replaced whole, a link followed. Without force that is refused for
+// the registry in use, and for a file that is no registry text. Returns whether the text went to
+// standard output. Throws Failure; an old file is then still there.
+bool SaveFile(const std::string& file_name, const std::string& text, bool force);
 
 }  // namespace devprep::tool
 

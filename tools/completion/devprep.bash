@@ -18,7 +18,7 @@ _devprep() {
     configure) options='--json --help' ;;
     devices | tree | raids) options='--json --columns --wide --no-headings --help' ;;
     hardware) options='--tree --json --columns --wide --no-headings --help' ;;
-    capture) compopt -o filenames; COMPREPLY=($(compgen -f -W '--redact --help' -- "$cur")); return ;;
+    capture) compopt -o filenames; COMPREPLY=($(compgen -f -W '--redact --force --help' -- "$cur")); return ;;
     raid)
       case $sub in
         '') options='create remove assign release level link --help' ;;
@@ -29,7 +29,8 @@ _devprep() {
     registry)
       case $sub in
         '') options='show import export --help' ;;
-        import | export) compopt -o filenames; COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        import) compopt -o filenames; COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        export) compopt -o filenames; COMPREPLY=($(compgen -f -W '--force --help' -- "$cur")); return ;;
         *) options='--help' ;;
       esac ;;
   esac

@@ -5,6 +5,7 @@
 
 #include "commands.h"
 #include "machine.h"
+#include "output.h"
 #include "platform/hardware/device_map_names.h"
 #include "platform/posix/file_ops.h"
 #include "platform/posix/process_registry.h"
@@ -32,31 +33,49 @@ void Show(const Options& options, const std::string& key) {
   std::cout << text.substr(text.find_first_not_of('\n'));
 }
 
+// How much a text brings.
+struct Contents {
+  std::size_t keys = 0;
+  std::size_t values = 0;
+};
+
+void CountContents(const RegistryKey& key, Contents& contents) {
+  contents.keys += key.Children().size();
+  contents.values += key.ValueCount();
+  for (const auto& child : key.Children()) CountContents(*child, contents);
+}
+
 void Import(const Options& options, const std::string& file_name) {
-  const Result<std::string> text = ReadFile(file_name);
+  const Result<std::string> text = ReadFile(file_name == "-" ? "/dev/stdin" : file_name);
   if (!text) throw Failure(text.Failure().Text());
   // Read it by itself first: what cannot be read whole is not imported in part.
   RegistryKey scratch("");
   if (const Result<> read = ReadRegistryText(*text, scratch); !read) {
     throw Failure(read.Failure().In(file_name).Text());
   }
-  bool with_hardware = false;
+  const auto machine = scratch.FindChild(kLocalMachineName);
+  const bool with_hardware = machine != nullptr && machine->RemoveChild(kHardwareKey);
+  Contents contents;
+  for (const auto& top : scratch.Children()) CountContents(*top, contents);
   InSession(options, Needs::kRegistryToChange, [&] {
     const auto root = RegistryRootForChange();
     if (root == nullptr) throw Failure("");
-    if (!ReadRegistryText(*text, *root)) throw Failure("");
-    const auto machine = root->FindChild(kLocalMachineName);
-    with_hardware = machine != nullptr && machine->RemoveChild(kHardwareKey);
+    if (const Result<> added = ReadRegistryText(*text, *root); !added) {
+      throw Failure(added.Failure().In(file_name).Text());
+    }
+    root->FindOrAddChild(kLocalMachineName)->RemoveChild(kHardwareKey);
   });
-  std::cout << file_name << " imported.\n";
+  std::cout << file_name << " imported: " << Count(contents.keys, "key") << ", "
+            << Count(contents.values, "value") << ".\n";
   if (with_hardware) {
     std::cout << "Its branch HARDWARE was left out: hardware is chosen with --hardware.\n";
   }
 }
 
-void Export(const Options& options, const std::string& file_name) {
-  InSession(options, Needs::kRegistry,
-            [&] { SaveFile(file_name, WriteRegistryText(*RegistryRoot())); });
+void Export(const Options& options, const std::string& file_name, bool force) {
+  std::string text;
+  InSession(options, Needs::kRegistry, [&] { text = WriteRegistryText(*RegistryRoot()); });
+  if (SaveFile(file_name, text, force)) return;
   std::cout << "The registry was written to " << file_name << ".\n";
 }
 
@@ -71,12 +90,18 @@ void AddRegistryCommands(CLI::App& app, const Options& options) {
   show->callback([&options, argument] { Show(options, *argument); });
   CLI::App* import_command = registry->add_subcommand(
       "import", "Add what a registry editor's file holds (REGEDIT4 or version 5.00)");
-  import_command->add_option("file", *argument, "File to read")->required()->option_text("FILE");
+  import_command->add_option("file", *argument, "File to read; - for standard input")
+      ->required()
+      ->option_text("FILE");
   import_command->callback([&options, argument] { Import(options, *argument); });
   CLI::App* export_command =
       registry->add_subcommand("export", "Write the whole registry to a file (REGEDIT4)");
-  export_command->add_option("file", *argument, "File to write")->required()->option_text("FILE");
-  export_command->callback([&options, argument] { Export(options, *argument); });
+  export_command->add_option("file", *argument, "File to write; - for standard output")
+      ->required()
+      ->option_text("FILE");
+  const auto force = std::make_shared<bool>(false);
+  export_command->add_flag("--force", *force, "Replace whatever file is there");
+  export_command->callback([&options, argument, force] { Export(options, *argument, *force); });
 }  // namespace devprep::tool
 
 }  // namespace devprep::tool

@@ -5,16 +5,21 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iostream>
 #include <system_error>
 #include <vector>
 
 #include "platform/hardware/hardware_map.h"
 #include "platform/registry.h"
+#include "platform/registry/registry_text.h"
 #include "platform/windows/registry_tree.h"
 #include "session.h"
 
 namespace devprep::tool {
 namespace {
+
+// Enough for the first line of a registry text in any encoding.
+constexpr std::size_t kHeadSize = 128;
 
 // One request, with a buffer of the length that the library gives it. Nothing when the device does
 // not answer.
@@ -67,14 +72,30 @@ UnitAnswers AskUnit(const ScsiAddress& unit) {
   return answers;
 }
 
-void SaveFile(const std::string& file_name, const std::string& text) {
+bool SaveFile(const std::string& file_name, const std::string& text, bool force) {
+  if (file_name == "-") {
+    std::cout << text;
+    return true;
+  }
+  std::error_code none;
+  if (!force && std::filesystem::is_regular_file(file_name, none) &&
+      std::filesystem::file_size(file_name, none) != 0) {
+    std::string head(kHeadSize, '\0');
+    std::ifstream old(file_name, std::ios::binary);
+    old.read(head.data(), static_cast<std::streamsize>(head.size()));
+    head.resize(static_cast<std::size_t>(old.gcount()));
+    if (!IsRegistryText(head)) {
+      throw Failure(file_name +
+                    ": this is no export and no capture; --force replaces it all the same");
+    }
+  }
   const std::string written = file_name + ".devprep-new";
   std::ofstream file(written, std::ios::binary | std::ios::trunc);
   file << text;
   file.close();
   std::error_code error;
   if (file) std::filesystem::rename(written, file_name, error);
-  if (file && !error) return;
+  if (file && !error) return false;
   std::error_code ignored;
   std::filesystem::remove(written, ignored);
   throw Failure(file_name + ": cannot be written" + (error ? ": " + error.message() : ""));
