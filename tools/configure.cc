@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstring>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -15,30 +14,16 @@
 #include "entry/library.h"
 #include "listing.h"
 #include "output.h"
-#include "reconfig/raid_carry_over.h"
-#include "reconfig/reconfigure.h"
-#include "records/address_list.h"
+#include "reconfig/outcome.h"
 #include "records/group_record.h"
 #include "records/raid_records.h"
-#include "store/numbered_key.h"
 #include "store/registry_store.h"
 #include "words.h"
 
 namespace devprep::tool {
 namespace {
 
-// A device of the old configuration, as it was stored before the pass.
-struct OldDevice {
-  DeviceRecord record = {};
-  std::string description;
-};
-
-struct Before {
-  std::vector<OldDevice> devices;
-  std::vector<GroupRecord> groups;
-};
-
-struct DeviceOutcome {
+struct DeviceLine {
   std::optional<std::uint16_t> old_number;
   std::optional<std::uint16_t> new_number;
   std::string old_address;
@@ -49,13 +34,9 @@ struct DeviceOutcome {
   MatchCriterion recognised_by = MatchCriterion::kNone;
 };
 
-struct MemberOutcome {
-  std::uint16_t old_number = 0;
-  std::uint16_t new_number = kDeviceGone;
-};
 using Members = std::vector<MemberOutcome>;
 
-struct GroupOutcome {
+struct GroupLine {
   std::uint16_t number = 0;
   std::string name;
   std::uint16_t kind = kGroupNone;
@@ -63,7 +44,7 @@ struct GroupOutcome {
   Members members;  // of a changer group the changer
 };
 
-struct RaidOutcome {
+struct RaidLine {
   std::uint16_t number = 0;
   std::string outcome;
   Members tapes;
@@ -71,180 +52,139 @@ struct RaidOutcome {
 };
 
 // The drives reserved to a changer that is still there.
-struct ReservationOutcome {
+struct ReservationLine {
   MemberOutcome changer;
   std::string outcome;
   Members drives;
 };
 
 struct Report {
-  std::vector<DeviceOutcome> devices;
-  std::vector<ReservationOutcome> reservations;
-  std::vector<GroupOutcome> groups;
-  std::vector<RaidOutcome> raids;
+  std::vector<DeviceLine> devices;
+  std::vector<ReservationLine> reservations;
+  std::vector<GroupLine> groups;
+  std::vector<RaidLine> raids;
 };
 
-Before ReadBefore() {
-  Before before;
-  std::uint16_t count = 0;
-  CountDeviceRecords(&count);
-  for (std::uint16_t k = 0; k < count; ++k) {
-    OldDevice device;
-    device.record.Number = k;
-    const bool readable = ReadDeviceRecord(&device.record) == kStatusOk;
-    char text[kDescriptionSize] = "";
-    ReadDeviceDescription(k, text);
-    device.description = readable ? CleanText(text, sizeof text) : "(record could not be read)";
-    before.devices.push_back(std::move(device));
+const char* ChangeName(Change change) {
+  switch (change) {
+    case Change::kKept:
+      return "kept";
+    case Change::kMoved:
+      return "moved";
+    case Change::kMerged:
+      return "merged";
+    case Change::kGone:
+      break;
   }
-  CountGroups(&count);
-  for (std::uint16_t i = 0; i < count; ++i) {
-    GroupRecord group = {};
-    group.Number = i;
-    ReadGroupRecord(&group);
-    before.groups.push_back(group);
-  }
-  return before;
+  return "gone";
 }
 
-DeviceOutcome Describe(const DeviceRecord& found) {
-  DeviceOutcome outcome;
-  outcome.new_number = found.Number;
-  outcome.new_address = AddressText(found.Address);
-  outcome.type = found.Type;
-  outcome.description = CleanText(found.Description, sizeof found.Description);
-  outcome.outcome = "new";
-  return outcome;
+DeviceLine Describe(const DeviceRecord& found) {
+  DeviceLine line;
+  line.new_number = found.Number;
+  line.new_address = AddressText(found.Address);
+  line.type = found.Type;
+  line.description = CleanText(found.Description, sizeof found.Description);
+  line.outcome = "new";
+  return line;
 }
 
 // In the order of the new numbers; devices that are gone come last.
-std::vector<DeviceOutcome> DeviceOutcomes(const Before& before) {
-  std::vector<DeviceOutcome> outcomes;
+std::vector<DeviceLine> DeviceLines() {
+  std::vector<DeviceLine> lines;
   for (std::uint16_t n = 0; n < FoundDeviceCount; ++n) {
     bool known = false;
-    for (std::uint16_t k = 0; k < OldDeviceCount; ++k) {
-      if (OldDeviceMap[k].NewNumber != n) continue;
+    for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+      const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
+      if (device.NewNumber != n) continue;
       known = true;
-      DeviceOutcome outcome = Describe(FoundDevices[n]);
-      const DeviceAddress& was = before.devices[k].record.Address;
-      outcome.old_number = k;
-      outcome.old_address = AddressText(was);
-      outcome.recognised_by = OldDeviceMap[k].RecognisedBy;
-      outcome.outcome = k == n && was == FoundDevices[n].Address ? "kept" : "moved";
-      outcomes.push_back(std::move(outcome));
+      DeviceLine line = Describe(FoundDevices[n]);
+      line.old_number = k;
+      line.old_address = AddressText(device.Old.Address);
+      line.recognised_by = device.RecognisedBy;
+      line.outcome = ChangeName(device.Became);
+      lines.push_back(std::move(line));
     }
-    if (!known) outcomes.push_back(Describe(FoundDevices[n]));
+    if (!known) lines.push_back(Describe(FoundDevices[n]));
   }
-  for (std::uint16_t k = 0; k < OldDeviceCount; ++k) {
-    if (OldDeviceMap[k].NewNumber != kDeviceGone) continue;
-    const OldDevice& device = before.devices[k];
-    outcomes.push_back({k, std::nullopt, AddressText(device.record.Address), "", device.record.Type,
-                        device.description, "gone", MatchCriterion::kNone});
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+    const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
+    if (device.NewNumber != kDeviceGone) continue;
+    const bool readable = device.ReadStatus == kStatusOk;
+    lines.push_back({k, std::nullopt, AddressText(device.Old.Address), "", device.Old.Type,
+                     readable ? CleanText(device.StoredDescription, sizeof device.StoredDescription)
+                              : "(record could not be read)",
+                     ChangeName(device.Became), MatchCriterion::kNone});
   }
-  return outcomes;
+  return lines;
 }
 
 // What became of a whole list of members.
 std::string ListOutcome(const Members& members) {
-  const auto gone = std::count_if(members.begin(), members.end(), [](const MemberOutcome& member) {
-    return member.new_number == kDeviceGone;
-  });
-  if (gone != 0) return "members_lost";
-  const bool same = std::all_of(members.begin(), members.end(), [](const MemberOutcome& member) {
-    return member.new_number == member.old_number;
-  });
-  return same ? "kept" : "renumbered";
+  const auto became = [&members](Change change) {
+    return std::count_if(members.begin(), members.end(),
+                         [change](const MemberOutcome& member) { return member.Became == change; });
+  };
+  if (became(Change::kGone) != 0) return "members_lost";
+  return became(Change::kMoved) == 0 ? "kept" : "renumbered";
 }
 
-std::vector<ReservationOutcome> ReservationOutcomes(const Before& before) {
-  std::vector<ReservationOutcome> outcomes;
-  for (std::uint16_t k = 0; k < OldDeviceCount; ++k) {
-    const DeviceRecord& record = before.devices[k].record;
-    const std::uint16_t number = OldDeviceMap[k].NewNumber;
-    if (record.ReservedDriveCount == 0 || number == kDeviceGone ||
-        FoundDevices[number].Type != kTypeChanger) {
-      continue;
-    }
-    ReservationOutcome outcome;
-    outcome.changer = {k, number};
-    for (std::uint16_t j = 0; j < record.ReservedDriveCount; ++j) {
-      outcome.drives.push_back({record.ReservedDrives[j], OldReservedDriveMap[k][j]});
-    }
-    outcome.outcome = ListOutcome(outcome.drives);
-    outcomes.push_back(std::move(outcome));
+std::vector<ReservationLine> ReservationLines() {
+  std::vector<ReservationLine> lines;
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+    const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
+    if (device.Old.ReservedDriveCount == 0 || !device.ReservationsCarried) continue;
+    ReservationLine line;
+    line.changer = {k, device.NewNumber, device.RecognisedBy, device.Became};
+    line.drives = {device.ReservedDrives, device.ReservedDrives + device.Old.ReservedDriveCount};
+    line.outcome = ListOutcome(line.drives);
+    lines.push_back(std::move(line));
   }
-  return outcomes;
+  return lines;
 }
 
-std::vector<GroupOutcome> GroupOutcomes(const Before& before) {
-  std::vector<GroupOutcome> outcomes;
-  for (std::size_t i = 0; i < before.groups.size(); ++i) {
-    const GroupRecord& group = before.groups[i];
-    GroupOutcome outcome;
-    outcome.number = group.Number;
-    outcome.name = CleanText(group.Name, sizeof group.Name);
-    outcome.kind = group.Kind;
-    if (group.Kind == kGroupChanger) {
-      outcome.members.push_back({group.Changer, OldGroupMemberMap[i][0]});
-    }
-    for (std::size_t j = 0; group.Kind != kGroupChanger && j < group.MemberCount; ++j) {
-      outcome.members.push_back({group.Members[j], OldGroupMemberMap[i][j]});
-    }
-    const bool emptied = group.Kind == kGroupChanger && OldGroupMemberMap[i][0] == kDeviceGone;
-    outcome.outcome = emptied ? "emptied" : ListOutcome(outcome.members);
-    outcomes.push_back(std::move(outcome));
+std::vector<GroupLine> GroupLines() {
+  std::vector<GroupLine> lines;
+  for (std::uint16_t i = 0; i < LastPass.OldGroupCount; ++i) {
+    const GroupOutcome& group = LastPass.Groups[i];
+    GroupLine line;
+    line.number = i;
+    line.name = CleanText(group.Name, sizeof group.Name);
+    line.kind = group.OldKind;
+    line.members = {group.Members, group.Members + group.MemberCount};
+    line.outcome = group.NewKind != group.OldKind ? "emptied" : ListOutcome(line.members);
+    lines.push_back(std::move(line));
   }
-  return outcomes;
+  return lines;
 }
 
-// The members of one of a RAID's lists. One whose new address is not in the list as it is stored
-// now has left the RAID.
-Members RaidMembers(std::uint16_t raid, const char* value_name, const std::uint16_t* old_devices,
-                    const std::uint16_t* new_devices, std::uint16_t count) {
-  char list[kRaidListSize];
-  StoreGetString(NumberedKey(kRaidKeyPrefix, raid).name, value_name, "", list, sizeof list);
-  Members members;
-  for (std::uint16_t i = 0; i < count; ++i) {
-    std::uint16_t became = new_devices[i];
-    if (became != kDeviceGone) {
-      char element[kAddressElementSize];
-      FormatAddress(FoundDevices[became].Address, element);
-      if (std::strstr(list, element) == nullptr) became = kDeviceGone;
-    }
-    members.push_back({old_devices[i], became});
-  }
-  return members;
-}
-
-std::vector<RaidOutcome> RaidOutcomes() {
-  std::vector<RaidOutcome> outcomes;
+std::vector<RaidLine> RaidLines() {
+  std::vector<RaidLine> lines;
   for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
-    const CarriedRaid& raid = CarriedRaids[n];
+    const RaidOutcome& raid = LastPass.Raids[n];
     if (!raid.Read) continue;
-    RaidOutcome outcome;
-    outcome.number = n;
-    outcome.tapes = RaidMembers(n, kRaidInfoValue, raid.Old.TapeDevices, raid.New.TapeDevices,
-                                raid.Old.TapeCount);
-    outcome.changers = RaidMembers(n, kRaidChangersValue, raid.Old.ChangerDevices,
-                                   raid.New.ChangerDevices, raid.Old.ChangerCount);
-    Members all = outcome.tapes;
-    all.insert(all.end(), outcome.changers.begin(), outcome.changers.end());
-    outcome.outcome = ListOutcome(all);
-    outcomes.push_back(std::move(outcome));
+    RaidLine line;
+    line.number = n;
+    line.tapes = {raid.Tapes, raid.Tapes + raid.Old.TapeCount};
+    line.changers = {raid.Changers, raid.Changers + raid.Old.ChangerCount};
+    Members all = line.tapes;
+    all.insert(all.end(), line.changers.begin(), line.changers.end());
+    line.outcome = ListOutcome(all);
+    lines.push_back(std::move(line));
   }
-  return outcomes;
+  return lines;
 }
 
 Value MemberValue(const MemberOutcome& member) {
-  const bool gone = member.new_number == kDeviceGone;
-  std::string text = std::to_string(member.old_number);
+  const bool gone = member.NewNumber == kDeviceGone;
+  std::string text = std::to_string(member.OldNumber);
   if (gone) {
     text += " gone";
-  } else if (member.new_number != member.old_number) {
-    text.append(" -> ").append(std::to_string(member.new_number));
+  } else if (member.NewNumber != member.OldNumber) {
+    text.append(" -> ").append(std::to_string(member.NewNumber));
   }
-  return Value::Record({{"old_number", member.old_number},
-                        {"new_number", gone ? Json(nullptr) : Json(member.new_number)}},
+  return Value::Record({{"old_number", member.OldNumber},
+                        {"new_number", gone ? Json(nullptr) : Json(member.NewNumber)}},
                        text);
 }
 
@@ -257,7 +197,7 @@ Value MembersValue(const Members& members) {
 std::uint16_t CountLost(const Members& members) {
   return static_cast<std::uint16_t>(
       std::count_if(members.begin(), members.end(),
-                    [](const MemberOutcome& member) { return member.new_number == kDeviceGone; }));
+                    [](const MemberOutcome& member) { return member.NewNumber == kDeviceGone; }));
 }
 
 Value OutcomeValue(const std::string& outcome) {
@@ -285,83 +225,83 @@ Column<Item> OutcomeColumn() {
           [](const Item& item) { return OutcomeValue(item.outcome); }};
 }
 
-const Listing<DeviceOutcome>& DeviceOutcomeListing() {
+const Listing<DeviceLine>& DeviceOutcomeListing() {
   using enum Importance;
-  static const Listing<DeviceOutcome> listing(
+  static const Listing<DeviceLine> listing(
       {{NumberColumn("old_number", "Old", "device number before", kKey),
-        [](const DeviceOutcome& d) { return OldOrNewNumber(d.old_number); }},
+        [](const DeviceLine& d) { return OldOrNewNumber(d.old_number); }},
        {NumberColumn("new_number", "New", "device number now", kKey),
-        [](const DeviceOutcome& d) { return OldOrNewNumber(d.new_number); }},
-       OutcomeColumn<DeviceOutcome>(),
+        [](const DeviceLine& d) { return OldOrNewNumber(d.new_number); }},
+       OutcomeColumn<DeviceLine>(),
        {TextColumn("old_address", "Old address", "port:bus:target:lun before"),
-        [](const DeviceOutcome& d) { return Value::Text(d.old_address); }},
+        [](const DeviceLine& d) { return Value::Text(d.old_address); }},
        {TextColumn("new_address", "New address", "port:bus:target:lun now", kKey),
-        [](const DeviceOutcome& d) { return Value::Text(d.new_address); }},
+        [](const DeviceLine& d) { return Value::Text(d.new_address); }},
        {TextColumn("type", "Type", "device type"),
-        [](const DeviceOutcome& d) { return Value::Name(TypeName(d.type)); }},
+        [](const DeviceLine& d) { return Value::Name(TypeName(d.type)); }},
        {WrappingColumn("description", "Description", "vendor, product and revision"),
-        [](const DeviceOutcome& d) { return Value::Text(d.description); }},
+        [](const DeviceLine& d) { return Value::Text(d.description); }},
        {TextColumn("recognised_by", "Recognised by", "what the device was recognised by"),
-        [](const DeviceOutcome& d) { return Value::Name(CriterionName(d.recognised_by)); }}},
-      OutcomeColour<DeviceOutcome>);
+        [](const DeviceLine& d) { return Value::Name(CriterionName(d.recognised_by)); }}},
+      OutcomeColour<DeviceLine>);
   return listing;
 }
 
-const Listing<ReservationOutcome>& ReservationListing() {
-  static const Listing<ReservationOutcome> listing(
+const Listing<ReservationLine>& ReservationListing() {
+  static const Listing<ReservationLine> listing(
       {{TextColumn("changer", "Changer", "device number before and now", Importance::kKey),
-        [](const ReservationOutcome& r) { return MemberValue(r.changer); }},
-       OutcomeColumn<ReservationOutcome>(),
+        [](const ReservationLine& r) { return MemberValue(r.changer); }},
+       OutcomeColumn<ReservationLine>(),
        {NumberColumn("lost", "Lost", "how many drives are gone"),
-        [](const ReservationOutcome& r) { return Value::Number(CountLost(r.drives)); }},
+        [](const ReservationLine& r) { return Value::Number(CountLost(r.drives)); }},
        {WrappingColumn("drives", "Reserved drives", "its drives"),
-        [](const ReservationOutcome& r) { return MembersValue(r.drives); }}},
-      OutcomeColour<ReservationOutcome>);
+        [](const ReservationLine& r) { return MembersValue(r.drives); }}},
+      OutcomeColour<ReservationLine>);
   return listing;
 }
 
-const Listing<GroupOutcome>& GroupListing() {
-  static const Listing<GroupOutcome> listing(
+const Listing<GroupLine>& GroupListing() {
+  static const Listing<GroupLine> listing(
       {{NumberColumn("number", "Group", "group number", Importance::kKey),
-        [](const GroupOutcome& g) { return Value::Number(g.number); }},
+        [](const GroupLine& g) { return Value::Number(g.number); }},
        {TextColumn("name", "Name", "name of the group"),
-        [](const GroupOutcome& g) { return Value::Text(g.name); }},
+        [](const GroupLine& g) { return Value::Text(g.name); }},
        {TextColumn("kind", "Kind", "kind of the group"),
-        [](const GroupOutcome& g) { return Value::Name(GroupKindName(g.kind)); }},
-       OutcomeColumn<GroupOutcome>(),
+        [](const GroupLine& g) { return Value::Name(GroupKindName(g.kind)); }},
+       OutcomeColumn<GroupLine>(),
        {NumberColumn("lost", "Lost", "how many members are gone"),
-        [](const GroupOutcome& g) { return Value::Number(CountLost(g.members)); }},
+        [](const GroupLine& g) { return Value::Number(CountLost(g.members)); }},
        {WrappingColumn("members", "Members", "its members"),
-        [](const GroupOutcome& g) { return MembersValue(g.members); }}},
-      OutcomeColour<GroupOutcome>);
+        [](const GroupLine& g) { return MembersValue(g.members); }}},
+      OutcomeColour<GroupLine>);
   return listing;
 }
 
-const Listing<RaidOutcome>& RaidOutcomeListing() {
-  static const Listing<RaidOutcome> listing(
+const Listing<RaidLine>& RaidOutcomeListing() {
+  static const Listing<RaidLine> listing(
       {{NumberColumn("number", "RAID", "RAID number", Importance::kKey),
-        [](const RaidOutcome& r) { return Value::Number(r.number); }},
-       OutcomeColumn<RaidOutcome>(),
+        [](const RaidLine& r) { return Value::Number(r.number); }},
+       OutcomeColumn<RaidLine>(),
        {NumberColumn("lost", "Lost", "how many members are gone"),
-        [](const RaidOutcome& r) {
+        [](const RaidLine& r) {
           return Value::Number(CountLost(r.tapes) + CountLost(r.changers));
         }},
        {WrappingColumn("tapes", "Tapes", "its drives"),
-        [](const RaidOutcome& r) { return MembersValue(r.tapes); }},
+        [](const RaidLine& r) { return MembersValue(r.tapes); }},
        {WrappingColumn("changers", "Changers", "its changers"),
-        [](const RaidOutcome& r) { return MembersValue(r.changers); }}},
-      OutcomeColour<RaidOutcome>);
+        [](const RaidLine& r) { return MembersValue(r.changers); }}},
+      OutcomeColour<RaidLine>);
   return listing;
 }
 
 std::size_t CountOutcome(const Report& report, const char* outcome) {
   return static_cast<std::size_t>(
       std::count_if(report.devices.begin(), report.devices.end(),
-                    [outcome](const DeviceOutcome& device) { return device.outcome == outcome; }));
+                    [outcome](const DeviceLine& device) { return device.outcome == outcome; }));
 }
 
 // What deserves a look: the pass keeps to its rules, but cannot know what was meant.
-void PrintDoubts(const std::vector<DeviceOutcome>& devices) {
+void PrintDoubts(const std::vector<DeviceLine>& devices) {
   std::size_t by_name = 0;
   for (std::size_t i = 0; i < devices.size(); ++i) {
     if (devices[i].recognised_by == MatchCriterion::kName) ++by_name;
@@ -390,7 +330,7 @@ void PrintBelow(const Listing<Item>& listing, const std::vector<Item>& items,
 void PrintText(const Report& report) {
   const ListingOptions listing;
   std::cout << Count(FoundDeviceCount, "device") << " found, " << CountOutcome(report, "new")
-            << " new. Of " << Count(OldDeviceCount, "old device") << ", "
+            << " new. Of " << Count(LastPass.OldDeviceCount, "old device") << ", "
             << CountOutcome(report, "kept") << " kept, " << CountOutcome(report, "moved")
             << " moved, " << CountOutcome(report, "gone") << " gone.\n\n";
   DeviceOutcomeListing().Print(report.devices, listing);
@@ -412,12 +352,10 @@ void Configure(const Options& options, bool json) {
   Report report;
   bool blocked = false;
   InSession(options, Needs::kEngineAndHardware, [&] {
-    const Before before = ReadBefore();
     blocked = SimKeyExists();
     ::SetUpInitTapesvrConfig();
     if (!blocked) {
-      report = {DeviceOutcomes(before), ReservationOutcomes(before), GroupOutcomes(before),
-                RaidOutcomes()};
+      report = {DeviceLines(), ReservationLines(), GroupLines(), RaidLines()};
     }
   });
   if (blocked) {

@@ -6,7 +6,7 @@
 
 #include "devprep/devprep.h"
 #include "platform/hardware/hardware_map.h"
-#include "reconfig/reconfigure.h"
+#include "reconfig/outcome.h"
 #include "records/group_record.h"
 
 namespace devprep::tool {

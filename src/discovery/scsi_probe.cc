@@ -12,6 +12,7 @@ namespace devprep {
 
 constinit DeviceRecord FoundDevices[kMaxFoundDevices] = {};
 constinit std::uint16_t FoundDeviceCount = 0;
+constinit std::uint8_t FoundDeviceAnswered[kMaxFoundDevices] = {};
 
 namespace {
 
@@ -32,6 +33,7 @@ void ProbeDevice(const char* identifier, DeviceRecord* device) {
   std::uint8_t inquiry_data[kInquiryLength];
   if (InquireDevice(at, inquiry_data)) {
     CopyInquiryText(inquiry_data, device->Description);
+    FoundDeviceAnswered[device->Number] = 1;
   } else {
     CopyIdentifier(identifier, device);
   }
@@ -131,6 +133,7 @@ std::uint16_t ProbeScsiDevices() {
 
 void ResetFoundDevices() {
   std::memset(static_cast<void*>(FoundDevices), 0, sizeof FoundDevices);
+  std::memset(FoundDeviceAnswered, 0, sizeof FoundDeviceAnswered);
   FoundDeviceCount = 0;
 }
 

@@ -16,6 +16,9 @@ inline constexpr std::size_t kMaxFoundDevices = 256;
 // Number i; of the settings CleaningTapeSlot and DefaultBlockFactor are kNotSet, the others 0.
 extern DeviceRecord FoundDevices[kMaxFoundDevices];
 extern std::uint16_t FoundDeviceCount;
+// Of each found device: 1 when it answered the standard inquiry, 0 when it did not or was not
+// asked.
+extern std::uint8_t FoundDeviceAnswered[kMaxFoundDevices];
 
 // Fills FoundDevices. Returns 0.
 std::uint16_t ProbeScsiDevices();

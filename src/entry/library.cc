@@ -6,6 +6,7 @@
 #include "entry/transaction.h"
 #include "platform/modules.h"
 #include "reconfig/device_match.h"
+#include "reconfig/outcome.h"
 #include "reconfig/raid_carry_over.h"
 #include "reconfig/reconfigure.h"
 #include "records/device_cache.h"
@@ -55,9 +56,8 @@ void ResetProcessState() {
   ResetFoundDevices();
   ResetDeviceCache();
   ResetDeviceMatch();
-  ResetReconfigure();
+  ResetPassOutcome();
   SetRaidMemberTotal(0);
-  ResetRaidCarryOver();
 }
 
 }  // namespace devprep

@@ -23,13 +23,120 @@ struct MatchRules {
   bool compare_port_and_bus;
 };
 
-bool SerialNumbersAgree(const DeviceRecord& old_record, const DeviceRecord& found) {
-  return std::memcmp(old_record.SerialNumber, found.SerialNumber, kSerialNumberSize) == 0 &&
-         HasSerialNumber(found);
+constexpr MatchRules kReservedDriveRules = {false, ReservedDriveClaims, false};
+
+MatchRules RulesFor(const DeviceRecord& old_record, const std::uint16_t* used) {
+  const bool changer = old_record.Type == kTypeChanger;
+  return {changer, changer ? nullptr : used, true};
 }
 
-bool WorldWideIdsAgree(const DeviceRecord& old_record, const DeviceRecord& found) {
+bool SerialNumbersEqual(const DeviceRecord& old_record, const DeviceRecord& found) {
+  return std::memcmp(old_record.SerialNumber, found.SerialNumber, kSerialNumberSize) == 0;
+}
+
+bool WorldWideIdsEqual(const DeviceRecord& old_record, const DeviceRecord& found) {
   return std::memcmp(old_record.WorldWideID, found.WorldWideID, kWorldWideIdSize) == 0;
+}
+
+// Where World Wide IDs count, a device that has one is recognised by it in the place of the rest of
+// its address.
+bool WorldWideIdRules(const DeviceRecord& found) {
+  return MatchByWorldWideId == 1 && HasWorldWideId(found);
+}
+
+bool IsInPlace(const DeviceRecord& old_record, const DeviceRecord& found, const MatchRules& rules) {
+  const DeviceAddress& was = old_record.Address;
+  const DeviceAddress& is = found.Address;
+  return was.Lun == is.Lun &&
+         (!rules.compare_port_and_bus || (was.Board == is.Board && was.Bus == is.Bus));
+}
+
+// The verdict of a criterion that an earlier match can take a device away from.
+Verdict Unless(const MatchRules& rules, const DeviceRecord& found, bool agrees) {
+  if (!agrees) return Verdict::kDiffers;
+  return rules.taken != nullptr && rules.taken[&found - FoundDevices] != 0 ? Verdict::kTaken
+                                                                           : Verdict::kAgrees;
+}
+
+Verdict JudgeWorldWideId(const DeviceRecord& old_record, const DeviceRecord& found,
+                         const MatchRules& rules, bool in_place) {
+  if (!WorldWideIdRules(found)) return Verdict::kAbsent;
+  return Unless(rules, found,
+                old_record.Type == found.Type && WorldWideIdsEqual(old_record, found) &&
+                    (!in_place || IsInPlace(old_record, found, rules)) &&
+                    NamesAgree(old_record, found));
+}
+
+Verdict JudgeName(const DeviceRecord& old_record, const DeviceRecord& found,
+                  const MatchRules& rules, bool in_place) {
+  if (WorldWideIdRules(found)) return Verdict::kAbsent;
+  return Unless(rules, found,
+                old_record.Type == found.Type &&
+                    (!in_place || (old_record.Address.ScsiId == found.Address.ScsiId &&
+                                   IsInPlace(old_record, found, rules))) &&
+                    NamesAgree(old_record, found));
+}
+
+Verdict JudgeSerialNumber(const DeviceRecord& old_record, const DeviceRecord& found,
+                          const MatchRules& rules, bool in_place) {
+  if (!HasSerialNumber(found)) return Verdict::kAbsent;
+  const bool type_fits = !in_place || !rules.changer || found.Type == kTypeChanger;
+  return type_fits && SerialNumbersEqual(old_record, found) ? Verdict::kAgrees : Verdict::kDiffers;
+}
+
+// The criteria of one pass over the found devices, in their order.
+struct PassCriteria {
+  bool in_place;
+  MatchCriterion by_world_wide_id;
+  MatchCriterion by_name;
+};
+constexpr PassCriteria kPasses[] = {
+    {true, MatchCriterion::kWorldWideIdInPlace, MatchCriterion::kAddress},
+    {false, MatchCriterion::kWorldWideId, MatchCriterion::kName}};
+
+// What a found device satisfies first in a pass.
+MatchCriterion TryCriteria(const DeviceRecord& old_record, const DeviceRecord& found,
+                           const MatchRules& rules, const PassCriteria& pass) {
+  if (JudgeWorldWideId(old_record, found, rules, pass.in_place) == Verdict::kAgrees) {
+    return pass.by_world_wide_id;
+  }
+  if (JudgeName(old_record, found, rules, pass.in_place) == Verdict::kAgrees) return pass.by_name;
+  return JudgeSerialNumber(old_record, found, rules, pass.in_place) == Verdict::kAgrees
+             ? MatchCriterion::kSerialNumber
+             : MatchCriterion::kNone;
+}
+
+MatchCriterion Match(const DeviceRecord& old_record, const MatchRules& rules,
+                     std::uint16_t* number) {
+  for (const PassCriteria& pass : kPasses) {
+    for (std::uint16_t n = 0; n < FoundDeviceCount; ++n) {
+      const MatchCriterion criterion = TryCriteria(old_record, FoundDevices[n], rules, pass);
+      if (criterion == MatchCriterion::kNone) continue;
+      *number = n;
+      return criterion;
+    }
+  }
+  return MatchCriterion::kNone;
+}
+
+MatchWitness Witness(const DeviceRecord& old_record, const MatchRules& rules,
+                     std::uint16_t number) {
+  const DeviceRecord& found = FoundDevices[number];
+  MatchWitness witness;
+  witness.WorldWideIdInPlace = JudgeWorldWideId(old_record, found, rules, true);
+  witness.Address = JudgeName(old_record, found, rules, true);
+  witness.SerialNumber = JudgeSerialNumber(old_record, found, rules, false);
+  witness.WorldWideId = JudgeWorldWideId(old_record, found, rules, false);
+  witness.Name = JudgeName(old_record, found, rules, false);
+  witness.First = TryCriteria(old_record, found, rules, kPasses[0]);
+  witness.Second = TryCriteria(old_record, found, rules, kPasses[1]);
+  return witness;
+}
+
+}  // namespace
+
+void ClearUsedDeviceFlags() {
+  std::fill(std::begin(UsedDeviceFlags), std::end(UsedDeviceFlags), std::uint16_t{0});
 }
 
 // The old record's description holds no blanks; those of the found device do not count.
@@ -45,89 +152,25 @@ bool NamesAgree(const DeviceRecord& old_record, const DeviceRecord& found) {
   return name == name_end || *name == '\0';
 }
 
-bool WorldWideIdRules(const DeviceRecord& found) {
-  return MatchByWorldWideId == 1 && HasWorldWideId(found);
-}
-
-MatchCriterion TryInPlace(const DeviceRecord& old_record, const DeviceRecord& found, bool free,
-                          const MatchRules& rules) {
-  const DeviceAddress& was = old_record.Address;
-  const DeviceAddress& is = found.Address;
-  const bool in_place = was.Lun == is.Lun && (!rules.compare_port_and_bus ||
-                                              (was.Board == is.Board && was.Bus == is.Bus));
-  if (free && in_place) {
-    if (WorldWideIdRules(found)) {
-      if (WorldWideIdsAgree(old_record, found) && NamesAgree(old_record, found)) {
-        return MatchCriterion::kWorldWideIdInPlace;
-      }
-    } else if (was.ScsiId == is.ScsiId && NamesAgree(old_record, found)) {
-      return MatchCriterion::kAddress;
-    }
-  }
-  if ((!rules.changer || found.Type == kTypeChanger) && SerialNumbersAgree(old_record, found)) {
-    return MatchCriterion::kSerialNumber;
-  }
-  return MatchCriterion::kNone;
-}
-
-MatchCriterion TryAnywhere(const DeviceRecord& old_record, const DeviceRecord& found, bool free,
-                           const MatchRules& /*rules*/) {
-  if (free) {
-    if (WorldWideIdRules(found)) {
-      if (WorldWideIdsAgree(old_record, found) && NamesAgree(old_record, found)) {
-        return MatchCriterion::kWorldWideId;
-      }
-    } else if (NamesAgree(old_record, found)) {
-      return MatchCriterion::kName;
-    }
-  }
-  return SerialNumbersAgree(old_record, found) ? MatchCriterion::kSerialNumber
-                                               : MatchCriterion::kNone;
-}
-
-// One pass over the found devices.
-template <typename TryCriteria>
-MatchCriterion MatchAny(const DeviceRecord& old_record, const MatchRules& rules,
-                        TryCriteria try_criteria, std::uint16_t* number) {
-  for (std::uint16_t n = 0; n < FoundDeviceCount; ++n) {
-    const DeviceRecord& found = FoundDevices[n];
-    const bool free =
-        old_record.Type == found.Type && (rules.taken == nullptr || rules.taken[n] == 0);
-    const MatchCriterion criterion = try_criteria(old_record, found, free, rules);
-    if (criterion == MatchCriterion::kNone) continue;
-    *number = n;
-    return criterion;
-  }
-  return MatchCriterion::kNone;
-}
-
-MatchCriterion Match(const DeviceRecord& old_record, const MatchRules& rules,
-                     std::uint16_t* number) {
-  const MatchCriterion in_place = MatchAny(old_record, rules, TryInPlace, number);
-  return in_place != MatchCriterion::kNone ? in_place
-                                           : MatchAny(old_record, rules, TryAnywhere, number);
-}
-
-}  // namespace
-
-void ClearUsedDeviceFlags() {
-  std::fill(std::begin(UsedDeviceFlags), std::end(UsedDeviceFlags), std::uint16_t{0});
-}
-
 std::int32_t MatchDevice(const DeviceRecord* old_record, std::uint16_t* number,
                          MatchCriterion* criterion) {
-  const bool changer = old_record->Type == kTypeChanger;
-  const MatchRules rules = {changer, changer ? nullptr : UsedDeviceFlags, true};
-  const MatchCriterion matched = Match(*old_record, rules, number);
+  const MatchCriterion matched = Match(*old_record, RulesFor(*old_record, UsedDeviceFlags), number);
   if (criterion != nullptr) *criterion = matched;
   return matched == MatchCriterion::kNone ? kNoMatch : kMatched;
 }
 
-std::int32_t MatchReservedDrive(const DeviceRecord* old_record, std::uint16_t* number) {
-  const MatchRules rules = {false, ReservedDriveClaims, false};
-  if (Match(*old_record, rules, number) == MatchCriterion::kNone) return kNoMatch;
+std::int32_t MatchReservedDrive(const DeviceRecord* old_record, std::uint16_t* number,
+                                MatchCriterion* criterion) {
+  const MatchCriterion matched = Match(*old_record, kReservedDriveRules, number);
+  if (criterion != nullptr) *criterion = matched;
+  if (matched == MatchCriterion::kNone) return kNoMatch;
   ReservedDriveClaims[*number] = 1;
   return kMatched;
+}
+
+MatchWitness WitnessDevice(const DeviceRecord* old_record, std::uint16_t number,
+                           const std::uint16_t* used) {
+  return Witness(*old_record, RulesFor(*old_record, used), number);
 }
 
 std::uint16_t RecordFromFoundDevice(DeviceRecord* record) {

@@ -24,6 +24,26 @@ enum class MatchCriterion : std::uint8_t {
   kName,         // type and name alone
 };
 
+// What a criterion says of an old record and a found device.
+enum class Verdict : std::uint8_t {
+  kAgrees,
+  kDiffers,
+  kAbsent,  // it does not apply: the device has no such identity, or another rule is for it
+  kTaken,   // it would agree, but an earlier match has taken the device
+};
+
+// What every criterion says of one found device, and which criterion, if any, would choose it in
+// the first pass over the devices and in the second.
+struct MatchWitness {
+  Verdict WorldWideIdInPlace;
+  Verdict Address;
+  Verdict SerialNumber;
+  Verdict WorldWideId;
+  Verdict Name;
+  MatchCriterion First;
+  MatchCriterion Second;
+};
+
 // One flag for each found device: 1 when an earlier match of the current phase has paired it.
 // MatchDevice reads them; its callers set them and clear them between phases.
 extern std::uint16_t UsedDeviceFlags[kMaxFoundDevices];
@@ -39,7 +59,17 @@ std::int32_t MatchDevice(const DeviceRecord* old_record, std::uint16_t* number,
 
 // The same for a drive named in a changer's ReservedDrives. The changer's drives move with it, so
 // port and bus do not count; each found drive is given out once. Returns as MatchDevice.
-std::int32_t MatchReservedDrive(const DeviceRecord* old_record, std::uint16_t* number);
+std::int32_t MatchReservedDrive(const DeviceRecord* old_record, std::uint16_t* number,
+                                MatchCriterion* criterion = nullptr);
+
+// What MatchDevice makes of the old record and found device number, by its very comparisons. used:
+// the flags of all found devices, kMaxFoundDevices, as they were at that match. Changes nothing.
+MatchWitness WitnessDevice(const DeviceRecord* old_record, std::uint16_t number,
+                           const std::uint16_t* used);
+
+// Whether the old record's description, which holds no blanks, is that of the found device without
+// its blanks.
+bool NamesAgree(const DeviceRecord& old_record, const DeviceRecord& found);
 
 // Fills a zero-filled record, whose Number is a place in the list, from that found device. Returns
 // 0; 13 when there is no such device, the record is then unchanged.

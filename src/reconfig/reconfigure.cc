@@ -6,14 +6,11 @@
 #include <iterator>
 
 #include "platform/modules.h"
+#include "reconfig/device_match.h"
+#include "reconfig/outcome.h"
+#include "records/group_record.h"
 
 namespace devprep {
-
-constinit OldDeviceEntry OldDeviceMap[kMaxDeviceRecords + 1] = {};
-constinit std::uint16_t OldDeviceCount = 0;
-constinit std::uint16_t OldGroupCount = 0;
-constinit std::uint16_t OldGroupMemberMap[kMaxGroups][kMaxGroupMembers] = {};
-constinit std::uint16_t OldReservedDriveMap[kMaxDeviceRecords][kMaxDriveListEntries] = {};
 
 namespace {
 
@@ -21,47 +18,77 @@ namespace {
 struct Workspace {
   SavedGroup* old_groups;   // kMaxGroups
   GroupRecord* new_groups;  // kMaxGroups
-  DeviceRecord old_devices[kMaxDeviceRecords];
 };
 
-void LoadRecord(std::uint16_t number, DeviceRecord* record) {
+std::uint16_t LoadRecord(std::uint16_t number, DeviceRecord* record) {
   *record = {};
   record->Number = number;
-  ReadDeviceRecord(record);
+  return ReadDeviceRecord(record);
+}
+
+// What became of a device, but for merging, which shows when all have been paired.
+Change DeviceChange(const OldDeviceOutcome& device) {
+  if (device.NewNumber == kDeviceGone) return Change::kGone;
+  return device.NewNumber == device.Old.Number &&
+                 device.Old.Address == FoundDevices[device.NewNumber].Address
+             ? Change::kKept
+             : Change::kMoved;
+}
+
+void MarkMerged() {
+  std::uint16_t bearers[kMaxFoundDevices] = {};
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+    const std::uint16_t number = LastPass.OldDeviceMap[k].NewNumber;
+    if (number != kDeviceGone) ++bearers[number];
+  }
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+    OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
+    if (device.NewNumber != kDeviceGone && bearers[device.NewNumber] > 1) {
+      device.Became = Change::kMerged;
+    }
+  }
 }
 
 // Loads every old record and pairs it. Nothing is written before all old records and groups were
 // read, so one reading of each record serves the whole pass.
-void MapOldDevices(Workspace* work) {
-  CountDeviceRecords(&OldDeviceCount);
-  for (std::uint16_t k = 0; k < OldDeviceCount; ++k) {
-    LoadRecord(k, &work->old_devices[k]);
-    OldDeviceMap[k] = {k, kDeviceGone, MatchCriterion::kNone};
+void MapOldDevices() {
+  CountDeviceRecords(&LastPass.OldDeviceCount);
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+    OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
+    device.ReadStatus = LoadRecord(k, &device.Old);
+    device.NewNumber = kDeviceGone;
     std::uint16_t number = 0;
-    if (MatchDevice(&work->old_devices[k], &number, &OldDeviceMap[k].RecognisedBy) != kMatched) {
-      continue;
+    if (MatchDevice(&device.Old, &number, &device.RecognisedBy) == kMatched) {
+      device.NewNumber = number;
+      UsedDeviceFlags[number] = 1;
+    } else {
+      ReadDeviceDescription(k, device.StoredDescription);
     }
-    OldDeviceMap[k].NewNumber = number;
-    UsedDeviceFlags[number] = 1;
+    device.Became = DeviceChange(device);
   }
+  MarkMerged();
   ClearUsedDeviceFlags();
 }
 
 // A group may also name a device key behind a gap in the numbering.
-void LoadMember(const Workspace* work, std::uint16_t number, DeviceRecord* record) {
-  if (number < OldDeviceCount) {
-    *record = work->old_devices[number];
+void LoadMember(std::uint16_t number, DeviceRecord* record) {
+  if (number < LastPass.OldDeviceCount) {
+    *record = LastPass.OldDeviceMap[number].Old;
   } else {
     LoadRecord(number, record);
   }
 }
 
 void LoadOldGroups(Workspace* work) {
-  CountGroups(&OldGroupCount);
-  for (std::uint16_t i = 0; i < OldGroupCount; ++i) {
+  CountGroups(&LastPass.OldGroupCount);
+  for (std::uint16_t i = 0; i < LastPass.OldGroupCount; ++i) {
     GroupRecord group = {};
     group.Number = i;
-    ReadGroupRecord(&group);
+    GroupOutcome* outcome = &LastPass.Groups[i];
+    outcome->ReadStatus = ReadGroupRecord(&group);
+    outcome->OldKind = group.Kind;
+    outcome->OldAttribute = group.Attribute;
+    std::memcpy(outcome->Name, group.Name, sizeof outcome->Name);
     SavedGroup* saved = &work->old_groups[i];
     std::memcpy(saved->Name, group.Name, sizeof saved->Name);
     saved->Kind = group.Kind;
@@ -71,37 +98,46 @@ void LoadOldGroups(Workspace* work) {
     std::memcpy(saved->PairFirsts, group.PairFirsts, sizeof saved->PairFirsts);
     std::memcpy(saved->PairSeconds, group.PairSeconds, sizeof saved->PairSeconds);
     if (group.Kind == kGroupChanger) {
-      LoadMember(work, group.Changer, &saved->Members[0]);
+      LoadMember(group.Changer, &saved->Members[0]);
     } else {
       for (std::uint16_t j = 0; j < group.MemberCount; ++j) {
-        LoadMember(work, group.Members[j], &saved->Members[j]);
+        LoadMember(group.Members[j], &saved->Members[j]);
       }
     }
   }
 }
 
-void RenumberChangerGroup(const SavedGroup& saved, GroupRecord* group, std::uint16_t* became) {
+// Pairs a member of a group anew, and records what became of it.
+MemberOutcome PairMember(const DeviceRecord& member) {
+  MemberOutcome outcome = {member.Number, kDeviceGone, MatchCriterion::kNone, Change::kGone};
   std::uint16_t number = 0;
-  if (MatchDevice(&saved.Members[0], &number) != kMatched) {
+  if (MatchDevice(&member, &number, &outcome.RecognisedBy) != kMatched) return outcome;
+  UsedDeviceFlags[number] = 1;
+  outcome.NewNumber = number;
+  outcome.Became = MemberChange(member.Number, number);
+  return outcome;
+}
+
+void RenumberChangerGroup(const SavedGroup& saved, GroupRecord* group, GroupOutcome* outcome) {
+  outcome->MemberCount = 1;
+  outcome->Members[0] = PairMember(saved.Members[0]);
+  if (outcome->Members[0].NewNumber == kDeviceGone) {
     group->Kind = kGroupNone;
     return;
   }
   group->PairCount = saved.PairCount;
   std::memcpy(group->PairFirsts, saved.PairFirsts, sizeof group->PairFirsts);
   std::memcpy(group->PairSeconds, saved.PairSeconds, sizeof group->PairSeconds);
-  group->Changer = number;
-  UsedDeviceFlags[number] = 1;
-  became[0] = number;
+  group->Changer = outcome->Members[0].NewNumber;
 }
 
-void RenumberMembers(const SavedGroup& saved, GroupRecord* group, std::uint16_t* became) {
+void RenumberMembers(const SavedGroup& saved, GroupRecord* group, GroupOutcome* outcome) {
+  outcome->MemberCount = saved.MemberCount;
   for (std::uint16_t j = 0; j < saved.MemberCount; ++j) {
-    std::uint16_t number = 0;
-    if (MatchDevice(&saved.Members[j], &number) != kMatched) continue;
+    outcome->Members[j] = PairMember(saved.Members[j]);
+    if (outcome->Members[j].NewNumber == kDeviceGone) continue;
     const std::uint8_t place = group->MemberCount++;
-    group->Members[place] = number;
-    UsedDeviceFlags[number] = 1;
-    became[j] = number;
+    group->Members[place] = outcome->Members[j].NewNumber;
     if (saved.Kind == kGroupRaidChanger) {
       group->PairFirsts[place] = saved.PairFirsts[j];
       group->PairSeconds[place] = saved.PairSeconds[j];
@@ -110,68 +146,74 @@ void RenumberMembers(const SavedGroup& saved, GroupRecord* group, std::uint16_t*
 }
 
 void RenumberGroups(Workspace* work) {
-  for (std::uint16_t i = 0; i < OldGroupCount; ++i) {
+  for (std::uint16_t i = 0; i < LastPass.OldGroupCount; ++i) {
     const SavedGroup& saved = work->old_groups[i];
     GroupRecord* group = &work->new_groups[i];
-    std::fill(std::begin(OldGroupMemberMap[i]), std::end(OldGroupMemberMap[i]), kDeviceGone);
     group->Number = i;
     group->Kind = saved.Kind;
     std::memcpy(group->Name, saved.Name, sizeof group->Name);
     if (saved.Kind == kGroupChanger) {
-      RenumberChangerGroup(saved, group, OldGroupMemberMap[i]);
+      RenumberChangerGroup(saved, group, &LastPass.Groups[i]);
     } else {
-      RenumberMembers(saved, group, OldGroupMemberMap[i]);
+      RenumberMembers(saved, group, &LastPass.Groups[i]);
     }
+    LastPass.Groups[i].NewKind = group->Kind;
   }
 }
 
-// Gives each drive of a changer's reserved list its new number, which became tells entry by entry;
+// Pairs the drive of a reserved list's entry, and records what became of it.
+MemberOutcome PairReservedDrive(std::uint16_t drive) {
+  MemberOutcome outcome = {drive, kDeviceGone, MatchCriterion::kNone, Change::kGone};
+  std::uint16_t number = 0;
+  if (drive >= LastPass.OldDeviceCount ||
+      MatchReservedDrive(&LastPass.OldDeviceMap[drive].Old, &number, &outcome.RecognisedBy) !=
+          kMatched) {
+    return outcome;
+  }
+  outcome.NewNumber = number;
+  outcome.Became = MemberChange(drive, number);
+  return outcome;
+}
+
+// Gives each drive of a changer's reserved list its new number, which outcomes tell entry by entry;
 // drives that are gone leave the list. A list that begins in descending order is walked from its
 // end. The order of the walk decides which of several identical drives goes to which entry.
-void RenumberReservedDrives(const Workspace* work, DeviceRecord* changer, std::uint16_t* became) {
+void RenumberReservedDrives(DeviceRecord* changer, MemberOutcome* outcomes) {
   std::uint16_t* const drives = changer->ReservedDrives;
-  std::uint16_t* const count = &changer->ReservedDriveCount;
-  if (*count == 0) return;
+  const std::uint16_t entries = changer->ReservedDriveCount;
+  if (entries == 0) return;
   const bool backwards = drives[0] > drives[1];
-  const std::uint16_t entries = *count;
-  std::uint16_t at = backwards ? static_cast<std::uint16_t>(entries - 1) : std::uint16_t{0};
   for (std::uint16_t taken = 0; taken < entries; ++taken) {
-    std::uint16_t number = kDeviceGone;
-    const bool here = drives[at] < OldDeviceCount &&
-                      MatchReservedDrive(&work->old_devices[drives[at]], &number) == kMatched;
-    became[backwards ? entries - 1 - taken : taken] = number;
-    if (here) {
-      drives[at] = number;
-    } else {
-      std::copy(drives + at + 1, drives + *count, drives + at);
-      --*count;
-    }
-    if (backwards) {
-      --at;
-    } else if (here) {
-      ++at;
-    }
+    const std::size_t at = backwards ? entries - 1U - taken : taken;
+    outcomes[at] = PairReservedDrive(drives[at]);
+  }
+  changer->ReservedDriveCount = 0;
+  for (std::uint16_t j = 0; j < entries; ++j) {
+    if (outcomes[j].NewNumber == kDeviceGone) continue;
+    drives[changer->ReservedDriveCount++] = outcomes[j].NewNumber;
   }
 }
 
-void WritePairedDevices(const Workspace* work) {
-  for (std::uint16_t k = 0; k < OldDeviceCount; ++k) {
+void WritePairedDevices() {
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
     DeviceRecord record = {};
     if (FindNewDeviceNumber(k, &record.Number) != 0) continue;
     RecordFromFoundDevice(&record);
-    const DeviceRecord& old_record = work->old_devices[k];
-    record.ReadShots = old_record.ReadShots;
-    record.WriteShots = old_record.WriteShots;
-    record.CleaningTapeSlot = old_record.CleaningTapeSlot;
-    record.DefaultBlockFactor = old_record.DefaultBlockFactor;
+    OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
+    record.ReadShots = device.Old.ReadShots;
+    record.WriteShots = device.Old.WriteShots;
+    record.CleaningTapeSlot = device.Old.CleaningTapeSlot;
+    record.DefaultBlockFactor = device.Old.DefaultBlockFactor;
     if (record.Type == kTypeChanger) {
-      record.ReservedDriveCount = old_record.ReservedDriveCount;
-      std::memcpy(record.ReservedDrives, old_record.ReservedDrives, sizeof record.ReservedDrives);
-      record.DisabledDrives = old_record.DisabledDrives;
-      record.BarCodeInstall = old_record.BarCodeInstall;
-      record.SetBarCodeTapeToBlank = old_record.SetBarCodeTapeToBlank;
-      record.SetAutoCleaningTime = old_record.SetAutoCleaningTime;
-      RenumberReservedDrives(work, &record, OldReservedDriveMap[k]);
+      record.ReservedDriveCount = device.Old.ReservedDriveCount;
+      std::memcpy(record.ReservedDrives, device.Old.ReservedDrives, sizeof record.ReservedDrives);
+      record.DisabledDrives = device.Old.DisabledDrives;
+      record.BarCodeInstall = device.Old.BarCodeInstall;
+      record.SetBarCodeTapeToBlank = device.Old.SetBarCodeTapeToBlank;
+      record.SetAutoCleaningTime = device.Old.SetAutoCleaningTime;
+      device.ReservationsCarried = true;
+      device.NewDisabledDrives = device.Old.DisabledDrives;
+      RenumberReservedDrives(&record, device.ReservedDrives);
     }
     WriteDeviceRecord(&record);
   }
@@ -190,15 +232,18 @@ void WriteUnclaimedDevices() {
 }
 
 void Reconfigure(Workspace* work) {
-  MapOldDevices(work);
+  MapOldDevices();
   LoadOldGroups(work);
   ClearUsedDeviceFlags();
   RenumberGroups(work);
-  for (std::uint16_t k = 0; k < OldDeviceCount; ++k) DeleteDeviceRecord(k);
-  WritePairedDevices(work);
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) DeleteDeviceRecord(k);
+  WritePairedDevices();
   WriteUnclaimedDevices();
-  for (std::uint16_t g = 0; g < OldGroupCount; ++g) DeleteGroupKey(g);
-  for (std::uint16_t g = 0; g < OldGroupCount; ++g) WriteGroupRecord(&work->new_groups[g]);
+  for (std::uint16_t g = 0; g < LastPass.OldGroupCount; ++g) DeleteGroupKey(g);
+  for (std::uint16_t g = 0; g < LastPass.OldGroupCount; ++g) {
+    WriteGroupRecord(&work->new_groups[g]);
+  }
+  LastPass.Ran = true;
 }
 
 template <typename T>
@@ -216,7 +261,7 @@ std::uint32_t ReconfigureDevices() {
     GlobalFree(old_groups);
     return kNoWorkingStorage;
   }
-  Workspace work = {old_groups, new_groups, {}};
+  Workspace work = {old_groups, new_groups};
   Reconfigure(&work);
   GlobalFree(new_groups);
   GlobalFree(old_groups);
@@ -224,19 +269,12 @@ std::uint32_t ReconfigureDevices() {
 }
 
 std::uint16_t FindNewDeviceNumber(std::uint16_t old_number, std::uint16_t* number) {
-  if (old_number >= OldDeviceCount || OldDeviceMap[old_number].NewNumber == kDeviceGone) {
+  if (old_number >= LastPass.OldDeviceCount ||
+      LastPass.OldDeviceMap[old_number].NewNumber == kDeviceGone) {
     return kNumberNotMapped;
   }
-  *number = OldDeviceMap[old_number].NewNumber;
+  *number = LastPass.OldDeviceMap[old_number].NewNumber;
   return 0;
-}
-
-void ResetReconfigure() {
-  std::memset(static_cast<void*>(OldDeviceMap), 0, sizeof OldDeviceMap);
-  std::memset(OldGroupMemberMap, 0, sizeof OldGroupMemberMap);
-  std::memset(OldReservedDriveMap, 0, sizeof OldReservedDriveMap);
-  OldDeviceCount = 0;
-  OldGroupCount = 0;
 }
 
 }  // namespace devprep

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "reconfig/outcome.h"
 #include "support/world.h"
 
 namespace devprep {
@@ -109,14 +110,14 @@ ADDED="TAPE_GROUP,"
 GROUP_ATTRIBUTE=0
 )"));
   const int became[] = {4, 3, kDeviceGone, 0, 2};
-  ASSERT_EQ(OldDeviceCount, std::size(became));
+  ASSERT_EQ(LastPass.OldDeviceCount, std::size(became));
   for (std::uint16_t k = 0; k < std::size(became); ++k) {
     std::uint16_t number = kDeviceGone;
     EXPECT_EQ(FindNewDeviceNumber(k, &number), became[k] == kDeviceGone ? kNumberNotMapped : 0);
     EXPECT_EQ(number, became[k]) << k;
   }
-  EXPECT_EQ(OldGroupMemberMap[2][0], kDeviceGone);
-  EXPECT_EQ(OldGroupMemberMap[2][2], 3);
+  EXPECT_EQ(LastPass.Groups[2].Members[0].Became, Change::kGone);
+  EXPECT_EQ(LastPass.Groups[2].Members[2].NewNumber, 3);
 }
 
 TEST(Reconfigure, TwinsGoByAddressThenByTheirOldNumber) {
