@@ -6,6 +6,7 @@
 #include "entry/transaction.h"
 #include "platform/modules.h"
 #include "reconfig/device_match.h"
+#include "reconfig/follow_identity.h"
 #include "reconfig/outcome.h"
 #include "reconfig/raid_carry_over.h"
 #include "reconfig/reconfigure.h"
@@ -29,7 +30,9 @@ bool SimKeyExists() {
   return key.Open(HKEY_LOCAL_MACHINE, kSimKeyPath.text, KEY_ALL_ACCESS) == ERROR_SUCCESS;
 }
 
-std::uint16_t SetUpInitTapesvrConfig() {
+std::uint16_t SetUpInitTapesvrConfig() { return RunConfigurationPass({}); }
+
+std::uint16_t RunConfigurationPass(const PassOptions& options) {
   if (!SimKeyExists()) {
     if (FirstPassPending == 0) return 0;
     FirstPassPending = 0;
@@ -37,10 +40,12 @@ std::uint16_t SetUpInitTapesvrConfig() {
     ReadProductConfig();
     StartVirtualLibraryManager();
     ProbeScsiDevices();
+    if (options.FollowIdentity) AlignOldRecords();
     CarryOverRaids();
     ResetDeviceCache();
     // The carried-over lists belong to the devices that could not be stored.
     if (ReconfigureDevices() == kNoWorkingStorage) RegistryFail(kNoMemory);
+    if (options.FollowIdentity) MendMemberships();
   }
   CountRaidMembers();
   return 0;
@@ -57,6 +62,7 @@ void ResetProcessState() {
   ResetDeviceCache();
   ResetDeviceMatch();
   ResetPassOutcome();
+  ResetFollowIdentity();
   SetRaidMemberTotal(0);
 }
 

@@ -24,6 +24,14 @@ namespace devprep {
 // The configuration pass (devprep.h). Returns 0.
 std::uint16_t SetUpInitTapesvrConfig();
 
+// What a caller within the house may ask of the pass beside what the export does.
+struct PassOptions {
+  bool FollowIdentity;  // devices keep their numbers' settings and memberships (follow_identity.h)
+};
+
+// The pass with options; the export runs it with none. Returns 0.
+std::uint16_t RunConfigurationPass(const PassOptions& options);
+
 // Whether the key "Sim" exists under the tape engine key: while it does, the configuration is never
 // rebuilt. One that cannot be opened with full access counts as absent.
 bool SimKeyExists();

@@ -11,7 +11,6 @@ namespace {
 
 // More losses than this are a mass, however many there were before.
 constexpr std::uint16_t kFewLosses = 3;
-constexpr std::uint32_t kDisabledDrivesBits = 32;
 
 bool IsTapeOrChanger(const DeviceRecord& device) {
   return device.Type == kTypeTape || device.Type == kTypeChanger;
@@ -20,7 +19,7 @@ bool IsTapeOrChanger(const DeviceRecord& device) {
 Danger MakeDanger(DangerCode code, std::uint16_t old_number, std::uint16_t new_number) {
   Danger danger = {};
   danger.Code = code;
-  danger.Refused = code != DangerCode::kReplaced;
+  danger.Refused = true;
   danger.Old = old_number;
   danger.New = new_number;
   danger.Other = kDeviceGone;
@@ -110,8 +109,8 @@ void JudgeDisabledDrives(DangerList* dangers, const OldDeviceOutcome& changer) {
   for (std::uint16_t j = 0; j < changer.Old.ReservedDriveCount; ++j) {
     const MemberOutcome& drive = changer.ReservedDrives[j];
     if (drive.NewNumber == kDeviceGone) continue;
-    const bool was = j < kDisabledDrivesBits && (changer.Old.DisabledDrives >> j & 1U) != 0;
-    const bool is = place < kDisabledDrivesBits && (changer.NewDisabledDrives >> place & 1U) != 0;
+    const bool was = IsDriveDisabled(changer.Old.DisabledDrives, j);
+    const bool is = IsDriveDisabled(changer.NewDisabledDrives, place);
     ++place;
     if (was == is) continue;
     Danger danger = MakeDanger(DangerCode::kSplit, drive.OldNumber, drive.NewNumber);
@@ -197,10 +196,11 @@ void JudgeReplacing(DangerList* dangers) {
     const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
     if (device.NewNumber == kDeviceGone) continue;
     const DeviceRecord& found = FoundDevices[device.NewNumber];
-    if (device.Old.Address == found.Address &&
-        CompareIdentities(device.Old, found) == IdentityVerdict::kOther) {
-      Add(dangers, MakeDanger(DangerCode::kReplaced, k, device.NewNumber));
-    }
+    if (CompareIdentities(device.Old, found) != IdentityVerdict::kOther) continue;
+    // A drive that was exchanged where it stood is the usual repair. Elsewhere it is another drive.
+    Danger danger = MakeDanger(DangerCode::kReplaced, k, device.NewNumber);
+    danger.Refused = device.Old.Address != found.Address;
+    Add(dangers, danger);
   }
 }
 

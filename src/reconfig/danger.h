@@ -17,7 +17,7 @@ enum class DangerCode : std::uint8_t {
   kSplit,         // member Old of the list at Place went to New, its device record to Other
   kTwins,         // old device Old became New by its name alone; Count devices would do
   kSameIdentity,  // found devices New and Other bear one identity
-  kReplaced,      // old device Old became New, in its place, with another identity: told only
+  kReplaced,  // old device Old became New, of another identity: told only where the place is one
 };
 inline constexpr std::size_t kDangerCodeCount = 9;
 

@@ -2,9 +2,18 @@
 
 #include <cstring>
 
+#include "discovery/scsi_probe.h"
+
 namespace devprep {
 
 constinit PassOutcome LastPass = {};
+
+Change DeviceChange(const DeviceRecord& old_record, std::uint16_t new_number) {
+  if (new_number == kDeviceGone) return Change::kGone;
+  return old_record.Number == new_number && old_record.Address == FoundDevices[new_number].Address
+             ? Change::kKept
+             : Change::kMoved;
+}
 
 Change MemberChange(std::uint16_t old_number, std::uint16_t new_number) {
   if (new_number == kDeviceGone) return Change::kGone;

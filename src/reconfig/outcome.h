@@ -75,6 +75,10 @@ struct PassOutcome {
 };
 extern PassOutcome LastPass;
 
+// What an old device that was paired with found device new_number became, but for merging, which
+// shows when all have been paired.
+Change DeviceChange(const DeviceRecord& old_record, std::uint16_t new_number);
+
 // What a member with these numbers became.
 Change MemberChange(std::uint16_t old_number, std::uint16_t new_number);
 

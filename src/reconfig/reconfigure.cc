@@ -26,15 +26,6 @@ std::uint16_t LoadRecord(std::uint16_t number, DeviceRecord* record) {
   return ReadDeviceRecord(record);
 }
 
-// What became of a device, but for merging, which shows when all have been paired.
-Change DeviceChange(const OldDeviceOutcome& device) {
-  if (device.NewNumber == kDeviceGone) return Change::kGone;
-  return device.NewNumber == device.Old.Number &&
-                 device.Old.Address == FoundDevices[device.NewNumber].Address
-             ? Change::kKept
-             : Change::kMoved;
-}
-
 void MarkMerged() {
   std::uint16_t bearers[kMaxFoundDevices] = {};
   for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
@@ -64,7 +55,7 @@ void MapOldDevices() {
     } else {
       ReadDeviceDescription(k, device.StoredDescription);
     }
-    device.Became = DeviceChange(device);
+    device.Became = DeviceChange(device.Old, device.NewNumber);
   }
   MarkMerged();
   ClearUsedDeviceFlags();

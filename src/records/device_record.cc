@@ -43,11 +43,6 @@ constexpr Setting kDeviceSettings[] = {
     {"CleaningTapeSlot", &DeviceRecord::CleaningTapeSlot, kNotSet},
     {"DefaultBlockFactor", &DeviceRecord::DefaultBlockFactor, kNotSet},
 };
-constexpr std::uint16_t kDisabledDrivesBits = 32;
-constexpr const char* kDisabledDrivesValue = "DisabledDrives";
-
-constexpr const char* kReservedDrivesValue = "ReservedDrives";
-constexpr const char* kUnReservedDrivesValue = "UnReservedDrives";
 
 NumberedKey DeviceKey(std::uint16_t number) { return {kDeviceKeyPrefix, number}; }
 

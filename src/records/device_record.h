@@ -17,6 +17,11 @@ inline constexpr std::uint16_t kMaxDeviceRecords = 255;
 inline constexpr std::uint16_t kDeviceGone = 65535;  // a device number in whose place there is none
 inline constexpr std::uint16_t kNotSet = 65535;      // CleaningTapeSlot, DefaultBlockFactor
 
+inline constexpr const char* kReservedDrivesValue = "ReservedDrives";
+inline constexpr const char* kUnReservedDrivesValue = "UnReservedDrives";
+inline constexpr const char* kDisabledDrivesValue = "DisabledDrives";
+inline constexpr std::uint16_t kDisabledDrivesBits = 32;
+
 // Device type codes. They follow from the SCSI peripheral device type (SPC-4); kTypeTapeEngine is
 // the tape engine's own, probed like tape drives and changers.
 inline constexpr std::uint16_t kTypeDirectAccess = 2;
