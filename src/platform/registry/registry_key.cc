@@ -11,10 +11,11 @@ constexpr unsigned char FoldCase(char c) {
   return byte >= 'a' && byte <= 'z' ? static_cast<unsigned char>(byte - ('a' - 'A')) : byte;
 }
 
-std::string UpperCase(std::string_view name) {
-  std::string folded(name);
-  for (char& c : folded) c = static_cast<char>(FoldCase(c));
-  return folded;
+// FNV-1a, without regard to case.
+std::size_t HashName(std::string_view name) {
+  std::uint64_t hash = 0xCBF29CE484222325;
+  for (const char c : name) hash = (hash ^ FoldCase(c)) * 0x100000001B3;
+  return static_cast<std::size_t>(hash ^ hash >> 32);
 }
 
 constexpr std::size_t kFewValues = 64;
@@ -85,15 +86,29 @@ void RegistryKey::CloseGaps() const {
 
 void RegistryKey::MakeIndex() const {
   index_ = std::make_unique<ValueIndex>();
+  std::size_t size = kFewValues;
+  while (size < values_.size() * 4) size *= 2;
+  index_->slots.assign(size, kFreeSlot);
   for (std::size_t at = 0; at < values_.size(); ++at) {
-    index_->places.emplace(UpperCase(values_[at].name), at);
+    index_->slots[SlotOf(values_[at].name)] = static_cast<std::uint32_t>(at);
   }
+}
+
+std::size_t RegistryKey::SlotOf(std::string_view name) const {
+  const auto& slots = index_->slots;
+  std::size_t slot = HashName(name) & (slots.size() - 1);
+  while (slots[slot] != kFreeSlot &&
+         (slots[slot] == kRemovedSlot || values_[slots[slot]].name.size() != name.size() ||
+          CompareNames(values_[slots[slot]].name, name) != 0)) {
+    slot = (slot + 1) & (slots.size() - 1);
+  }
+  return slot;
 }
 
 std::size_t RegistryKey::PlaceOf(std::string_view name) const {
   if (index_ != nullptr) {
-    const auto found = index_->places.find(UpperCase(name));
-    return found != index_->places.end() ? found->second : values_.size();
+    const std::uint32_t at = index_->slots[SlotOf(name)];
+    return at != kFreeSlot ? at : values_.size();
   }
   std::size_t at = 0;
   while (at < values_.size() &&
@@ -140,10 +155,14 @@ bool RegistryKey::SetValue(std::string_view name, std::uint32_t type, std::strin
   }
   if (values_.empty()) values_.reserve(kUsualValues);
   values_.push_back({std::string(name), type, std::string(data)});
-  if (index_ != nullptr) {
-    index_->places.emplace(UpperCase(name), at);
-  } else if (values_.size() > kFewValues) {
+  if (index_ == nullptr) {
+    if (values_.size() > kFewValues) MakeIndex();
+  } else if (values_.size() * 2 <= index_->slots.size()) {
+    index_->slots[SlotOf(name)] = static_cast<std::uint32_t>(at);
+  } else if (index_->gaps.empty()) {
     MakeIndex();
+  } else {
+    CloseGaps();
   }
   return true;
 }
@@ -155,7 +174,7 @@ bool RegistryKey::RemoveValue(std::string_view name) {
     values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(at));
   } else {
     index_->gaps.push_back(at);
-    index_->places.erase(UpperCase(name));
+    index_->slots[SlotOf(name)] = kRemovedSlot;
   }
   return true;
 }

@@ -7,7 +7,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace devprep {
@@ -56,17 +55,20 @@ class RegistryKey {
   bool RemoveValue(std::string_view name);
 
  private:
-  // Where the values of a key that has many lie: a search from the first on for
-  // each of them would make reading them take time in proportion to their
-  // square.
+  // Where the values of a key that has many lie: a search from the first on for each of them would
+  // make reading them take time in proportion to their square.
   struct ValueIndex {
-    std::unordered_map<std::string, std::size_t> places;  // by name in upper case
-    std::vector<std::size_t> gaps;                        // places of removed values
+    std::vector<std::uint32_t> slots;  // a hash table, open addressing: a value's place, or below
+    std::vector<std::size_t> gaps;     // places of removed values
   };
+  static constexpr std::uint32_t kFreeSlot = 0xFFFFFFFF;
+  static constexpr std::uint32_t kRemovedSlot = 0xFFFFFFFE;
 
   std::size_t LowerBound(std::string_view name) const;
   // The value's place; that behind the last one when there is no such value.
   std::size_t PlaceOf(std::string_view name) const;
+  // The value's slot in the index; the free one that ends the search when there is no such value.
+  std::size_t SlotOf(std::string_view name) const;
   void CloseGaps() const;
   void MakeIndex() const;
   // Null when there is no such child.
