@@ -115,7 +115,7 @@ Result<std::vector<std::uint64_t>> HistoryNumbers(const std::string& folder) {
     const char* end = name.data() + name.size();
     const auto parsed = std::from_chars(name.data(), end, number);
     if (parsed.ec != std::errc() || number == 0) continue;
-    if (folder + '/' + name == HistoryTextPath(folder, number)) numbers.push_back(number);
+    if (NameOf(HistoryTextPath(folder, number)) == name) numbers.push_back(number);
   }
   std::sort(numbers.begin(), numbers.end());
   return numbers;

@@ -115,27 +115,8 @@ std::string HolderOf(const FileHandle& file) {
          ", user " + line.substr(user + 1, line.size() - user - 2) + ")";
 }
 
-}  // namespace
-
-Result<> RegistryLock::Take(const std::string& path) {
-  const std::string lock_path = LockPath(path);
-  while (true) {
-    Result<FileHandle> file = OpenLockFile(lock_path);
-    if (!file) return file.Failure();
-    if (Result<> locked = Wait(path, *file); !locked) return locked;
-    // Somebody may have removed the file while it was waited for.
-    if (!IsAt(lock_path, *file)) continue;
-    file_ = *std::move(file);
-    NameHolder();
-    if (const Result<> set = SetRights(path, file_); !set) {
-      Release();
-      return set.Failure().In(lock_path);
-    }
-    return {};
-  }
-}
-
-Result<> RegistryLock::Wait(const std::string& path, const FileHandle& file) const {
+// Locks the file as soon as nobody else has it, or gives up.
+Result<> Wait(const std::string& path, const FileHandle& file) {
   const unsigned seconds = NumberSetting(kWaitVariable, kDefaultWaitSeconds, kMaxWaitSeconds);
   const Clock::time_point start = Clock::now();
   std::chrono::microseconds pause = kFirstPause;
@@ -156,6 +137,26 @@ Result<> RegistryLock::Wait(const std::string& path, const FileHandle& file) con
     }
     std::this_thread::sleep_for(pause);
     pause = std::min(pause * 2, kLongestPause);
+  }
+}
+
+}  // namespace
+
+Result<> RegistryLock::Take(const std::string& path) {
+  const std::string lock_path = LockPath(path);
+  while (true) {
+    Result<FileHandle> file = OpenLockFile(lock_path);
+    if (!file) return file.Failure();
+    if (Result<> locked = Wait(path, *file); !locked) return locked;
+    // Somebody may have removed the file while it was waited for.
+    if (!IsAt(lock_path, *file)) continue;
+    file_ = *std::move(file);
+    NameHolder();
+    if (const Result<> set = SetRights(path, file_); !set) {
+      Release();
+      return set.Failure().In(lock_path);
+    }
+    return {};
   }
 }
 

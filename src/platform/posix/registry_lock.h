@@ -29,7 +29,6 @@ class RegistryLock {
   bool HeldByOther() const { return held_by_other_; }
 
  private:
-  Result<> Wait(const std::string& path, const FileHandle& file) const;
   void NameHolder();
 
   FileHandle file_;
