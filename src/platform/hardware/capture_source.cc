@@ -1,6 +1,9 @@
 #include "platform/hardware/capture_source.h"
 
+#include <algorithm>
+#include <sstream>
 #include <utility>
+#include <vector>
 
 #include "platform/hardware/hardware_map.h"
 #include "platform/raw_scsi.h"
@@ -25,6 +28,25 @@ class CaptureSource : public HardwareSource {
   }
   std::optional<std::string> WorldWideId(const ScsiAddress& address) override {
     return Answer(address, kWorldWideIdValue);
+  }
+
+  std::optional<std::string> ElementAddressPage(const ScsiAddress& changer) override {
+    return Answer(changer, kElementAddressValue);
+  }
+  std::optional<std::string> ElementStatusData(const ScsiAddress& changer) override {
+    return Answer(changer, kElementStatusValue);
+  }
+  std::optional<std::string> DriveElementPage(const ScsiAddress& drive) override {
+    return Answer(drive, kDriveElementValue);
+  }
+  std::vector<std::string> NodeNames(const ScsiAddress& address) override {
+    std::istringstream names(Answer(address, kNodeNamesValue).value_or(""));
+    std::vector<std::string> found;
+    for (std::string name; std::getline(names, name, ' ');) {
+      name.resize(std::min(name.find('\0'), name.size()));
+      if (!name.empty()) found.push_back(name);
+    }
+    return found;
   }
 
  private:

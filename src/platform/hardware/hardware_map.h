@@ -17,6 +17,12 @@ namespace devprep {
 inline constexpr const char* kInquiryDataValue = "InquiryData";
 inline constexpr const char* kSerialNumberPageValue = "UnitSerialNumberPage";
 inline constexpr const char* kWorldWideIdValue = "WorldWideId";
+// Of a changer and of a drive (element_pages.h).
+inline constexpr const char* kElementAddressValue = "ElementAddressAssignment";
+inline constexpr const char* kElementStatusValue = "ElementStatus";
+inline constexpr const char* kDriveElementValue = "DataTransferElementAddress";
+// The machine's names for a unit, a blank between any two.
+inline constexpr const char* kNodeNamesValue = "NodeNames";
 
 // "port:bus:target:lun", for messages.
 std::string AddressText(const ScsiAddress& address);
@@ -44,6 +50,9 @@ std::shared_ptr<RegistryKey> FindPort(const std::shared_ptr<RegistryKey>& branch
 // The key of a unit. Null when the map does not have it.
 std::shared_ptr<RegistryKey> FindUnit(const std::shared_ptr<RegistryKey>& branch,
                                       const ScsiAddress& address);
+
+// The word for a unit's type in the map (device_map_names.h). Empty when the map does not have it.
+std::string UnitTypeWord(const std::shared_ptr<RegistryKey>& branch, const ScsiAddress& address);
 
 }  // namespace devprep
 

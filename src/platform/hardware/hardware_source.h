@@ -61,6 +61,25 @@ class HardwareSource {
                                                       std::uint32_t page) = 0;
   virtual std::optional<std::string> WorldWideId(const ScsiAddress& address) = 0;
 
+  // Asks these units at once for all of the above, and by their type in the device map for what the
+  // calls below return.
+  virtual void PrefetchLibrary(std::span<const ScsiAddress> units) { Prefetch(units); }
+
+  // Of a changer: mode page 1Dh, and the answer to READ ELEMENT STATUS; of a tape drive: vital
+  // product data page B4h with its header (element_pages.h). Nothing when it does not answer.
+  virtual std::optional<std::string> ElementAddressPage(const ScsiAddress& /*changer*/) {
+    return std::nullopt;
+  }
+  virtual std::optional<std::string> ElementStatusData(const ScsiAddress& /*changer*/) {
+    return std::nullopt;
+  }
+  virtual std::optional<std::string> DriveElementPage(const ScsiAddress& /*drive*/) {
+    return std::nullopt;
+  }
+
+  // The names that this machine has for a unit, as paths such as /dev/nst0.
+  virtual std::vector<std::string> NodeNames(const ScsiAddress& /*address*/) { return {}; }
+
   // How a unit fared in this transaction.
   virtual UnitCondition Condition(const ScsiAddress& /*address*/) const { return {}; }
 };

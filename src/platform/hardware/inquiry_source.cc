@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "platform/hardware/element_requests.h"
 #include "platform/hardware/hardware_map.h"
 #include "platform/messages.h"
 
@@ -21,6 +22,8 @@ constexpr milliseconds kProgressStep{250};
 constexpr milliseconds kFirstPause{10};
 constexpr milliseconds kMaxPause{1000};
 constexpr int kMaxDoublings = 7;
+// Every adapter takes answers of this size.
+constexpr std::size_t kSafeAllocation = 65536;
 
 ProgressListener& Listener() {
   static ProgressListener listener;
@@ -103,6 +106,15 @@ std::unique_ptr<ScsiRequest> InquirySource::MakeRequest(Question question) {
             Result<std::string> page = CheckVitalProductData(received, kDeviceIdentificationPage);
             return page ? WorldWideIdIn(*page) : page;
           });
+    case Question::kElementAddresses:
+      return std::make_unique<ElementAddressRequest>();
+    case Question::kElementStatus:
+      return std::make_unique<ElementStatusRequest>();
+    case Question::kDriveElement:
+      return std::make_unique<PageRequest>(
+          VitalProductDataCommand(kElementAddressPage), [](std::string_view received) {
+            return CheckVitalProductData(received, kElementAddressPage);
+          });
     case Question::kStandardInquiry:
       break;
   }
@@ -156,6 +168,16 @@ void InquirySource::Send(Round& round, Exchange exchange) {
     round.under_way.emplace(ticket, std::move(exchange));
     return;
   }
+  if (exchange.request->Command().allocation > kSafeAllocation) {
+    // More than the adapter takes at once: the request may have a smaller command.
+    if (exchange.request->Take(
+            {ticket, {CommandStatus::kRefused, sent.Failure().message}, {}, {}})) {
+      Send(round, std::move(exchange));
+    } else {
+      FinishRequest(round, exchange);
+    }
+    return;
+  }
   MarkUnresponsive(round, unit, sent.Failure().message);
   std::erase_if(round.under_way, [&unit](const auto& at) { return at.second.unit == unit; });
   std::erase_if(round.delayed, [&unit](const auto& at) { return at.exchange.unit == unit; });
@@ -183,6 +205,13 @@ void InquirySource::FinishRequest(Round& round, Exchange& exchange) {
       std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - round.start);
   const Result<std::string> answer = exchange.request->Answer();
   unit.answers[index] = answer ? std::optional(*answer) : std::nullopt;
+  if (answer && exchange.question == Question::kElementAddresses) {
+    if (const auto addresses = ParseElementAddressPage(*answer)) {
+      for (auto& [ticket, other] : round.under_way) {
+        if (other.unit == exchange.unit) other.request->Learn(*addresses);
+      }
+    }
+  }
   if (!answer && exchange.question == Question::kStandardInquiry) {
     unit.no_inquiry = true;
     unit.problem = "cannot be identified: " + answer.Failure().message;
@@ -304,6 +333,23 @@ void InquirySource::Prefetch(std::span<const ScsiAddress> units) {
   Ask(asked);
 }
 
+void InquirySource::PrefetchLibrary(std::span<const ScsiAddress> units) {
+  std::vector<UnitQuestions> asked;
+  for (const ScsiAddress& unit : units) {
+    UnitQuestions questions = {
+        unit, {Question::kStandardInquiry, Question::kSerialNumber, Question::kWorldWideId}};
+    const std::string type = UnitTypeWord(transport_->DeviceMap(), unit);
+    if (type == kChangerWord) {
+      questions.questions.insert(questions.questions.end(),
+                                 {Question::kElementAddresses, Question::kElementStatus});
+    } else if (type == kTapeWord) {
+      questions.questions.push_back(Question::kDriveElement);
+    }
+    asked.push_back(std::move(questions));
+  }
+  Ask(asked);
+}
+
 std::vector<std::optional<std::string>> InquirySource::PrefetchInquiries(
     std::span<const ScsiAddress> units) {
   std::vector<UnitQuestions> asked;
@@ -350,6 +396,18 @@ std::optional<std::string> InquirySource::VitalProductData(const ScsiAddress& ad
 
 std::optional<std::string> InquirySource::WorldWideId(const ScsiAddress& address) {
   return Answer(address, Question::kWorldWideId);
+}
+
+std::optional<std::string> InquirySource::ElementAddressPage(const ScsiAddress& changer) {
+  return Answer(changer, Question::kElementAddresses);
+}
+
+std::optional<std::string> InquirySource::ElementStatusData(const ScsiAddress& changer) {
+  return Answer(changer, Question::kElementStatus);
+}
+
+std::optional<std::string> InquirySource::DriveElementPage(const ScsiAddress& drive) {
+  return Answer(drive, Question::kDriveElement);
 }
 
 UnitCondition InquirySource::Condition(const ScsiAddress& address) const {

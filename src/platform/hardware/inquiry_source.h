@@ -59,6 +59,13 @@ class InquirySource : public HardwareSource {
   std::optional<std::string> VitalProductData(const ScsiAddress& address,
                                               std::uint32_t page) override;
   std::optional<std::string> WorldWideId(const ScsiAddress& address) override;
+  void PrefetchLibrary(std::span<const ScsiAddress> units) override;
+  std::optional<std::string> ElementAddressPage(const ScsiAddress& changer) override;
+  std::optional<std::string> ElementStatusData(const ScsiAddress& changer) override;
+  std::optional<std::string> DriveElementPage(const ScsiAddress& drive) override;
+  std::vector<std::string> NodeNames(const ScsiAddress& address) override {
+    return transport_->NodeNames(address);
+  }
   UnitCondition Condition(const ScsiAddress& address) const override;
 
   // Asks units for their standard inquiry data, which the first request for it still gets. For a
@@ -66,8 +73,15 @@ class InquirySource : public HardwareSource {
   std::vector<std::optional<std::string>> PrefetchInquiries(std::span<const ScsiAddress> units);
 
  private:
-  enum class Question : std::size_t { kStandardInquiry, kSerialNumber, kWorldWideId };
-  static constexpr std::size_t kQuestionCount = 3;
+  enum class Question : std::size_t {
+    kStandardInquiry,
+    kSerialNumber,
+    kWorldWideId,
+    kElementAddresses,
+    kElementStatus,
+    kDriveElement
+  };
+  static constexpr std::size_t kQuestionCount = 6;
 
   // What this transaction knows of a unit.
   struct Unit {

@@ -13,6 +13,8 @@
 
 namespace devprep {
 
+struct ElementAddressAssignment;
+
 class ScsiRequest {
  public:
   ScsiRequest() = default;
@@ -24,6 +26,8 @@ class ScsiRequest {
   virtual ScsiCommand Command() const = 0;
   // Takes what became of that command, which is good or refused. Whether another one is to be sent.
   virtual bool Take(const FinishedCommand& finished) = 0;
+  // Takes note of what another request of the same unit has found out.
+  virtual void Learn(const ElementAddressAssignment& /*addresses*/) {}
   // The answer, when no other command is to be sent.
   virtual Result<std::string> Answer() = 0;
 };

@@ -42,6 +42,9 @@ class ScsiTransport {
   // The name of a unit for messages: its vendor and product, or empty.
   virtual std::string NameOf(const ScsiAddress& unit) = 0;
 
+  // See HardwareSource.
+  virtual std::vector<std::string> NodeNames(const ScsiAddress& /*unit*/) { return {}; }
+
   // Makes ready to send to an attached unit.
   virtual Result<> Open(const ScsiAddress& unit) = 0;
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <filesystem>
@@ -151,6 +152,7 @@ class LiveTransport : public ScsiTransport {
            ')';
   }
 
+  std::vector<std::string> NodeNames(const ScsiAddress& address) override;
   Result<> Open(const ScsiAddress& address) override;
   Result<> Send(const ScsiAddress& address, const ScsiCommand& command,
                 std::uint64_t ticket) override;
@@ -243,6 +245,41 @@ void LiveTransport::AddKernelUnit(const std::string& name,
           peripheral_type);
   const std::vector<std::string> nodes = NamesIn(folder + "/scsi_generic");
   units_[address] = {*kernel_address, *vendor, *product, nodes.empty() ? "" : nodes.front()};
+}
+
+// The generic node, the drivers' own, and the links that keep their names over a restart.
+std::vector<std::string> LiveTransport::NodeNames(const ScsiAddress& address) {
+  const KernelUnit* unit = Find(address);
+  if (unit == nullptr) return {};
+  const std::string folder =
+      sysfs_ + "/bus/scsi/devices/" + KernelAddressText(unit->kernel_address);
+  std::vector<std::string> names;
+  const auto add = [this, &folder, &names](const char* driver, const auto& wanted) {
+    std::vector<std::string> nodes = NamesIn(folder + '/' + driver);
+    std::sort(nodes.begin(), nodes.end());
+    for (const std::string& node : nodes) {
+      if (wanted(node)) names.push_back(devices_ + '/' + node);
+    }
+  };
+  const auto any = [](const std::string& /*node*/) { return true; };
+  add("scsi_generic", any);
+  // A drive has more nodes, for its other modes: st0l, nst0a and so on.
+  add("scsi_tape", [](const std::string& node) { return std::isdigit(node.back()) != 0; });
+  add("scsi_changer", any);
+  const std::size_t nodes = names.size();
+  const std::string links = devices_ + "/tape/by-id";
+  std::vector<std::string> found = NamesIn(links);
+  std::sort(found.begin(), found.end());
+  for (const std::string& link : found) {
+    std::error_code error;
+    const auto target = std::filesystem::read_symlink(links + '/' + link, error);
+    const std::string path = devices_ + '/' + target.filename().string();
+    if (!error && std::find(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(nodes),
+                            path) != names.begin() + static_cast<std::ptrdiff_t>(nodes)) {
+      names.push_back(links + '/' + link);
+    }
+  }
+  return names;
 }
 
 Result<> LiveTransport::Open(const ScsiAddress& address) {

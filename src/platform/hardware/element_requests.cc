@@ -1,0 +1,162 @@
+#include "platform/hardware/element_requests.h"
+
+#include <algorithm>
+#include <array>
+
+namespace devprep {
+namespace {
+
+// In the order in which they are tried: identities are worth most, volume tags come next.
+struct Variant {
+  bool identification;
+  bool volume_tags;
+  bool current_data;
+};
+constexpr std::array<Variant, 8> kVariants = {{{true, true, true},
+                                               {true, true, false},
+                                               {false, true, true},
+                                               {false, true, false},
+                                               {true, false, true},
+                                               {true, false, false},
+                                               {false, false, true},
+                                               {false, false, false}}};
+
+void Set(ElementStatusCommand& command, const Variant& variant) {
+  command.identification = variant.identification;
+  command.volume_tags = variant.volume_tags;
+  command.current_data = variant.current_data;
+}
+
+}  // namespace
+
+bool ElementAddressRequest::Take(const FinishedCommand& finished) {
+  answer_ = finished.outcome.status == CommandStatus::kGood
+                ? ElementAddressPageIn(finished.data, ten_bytes_)
+                : Result<std::string>(Error{finished.outcome.reason});
+  if (answer_ || ten_bytes_) return false;
+  ten_bytes_ = true;
+  return true;
+}
+
+bool ElementStatusRequest::Take(const FinishedCommand& finished) {
+  if (++commands_ == kMaxCommands) return false;
+  if (finished.outcome.status == CommandStatus::kGood) return TakeAnswer(finished.data);
+  return TakeRefusal(finished.outcome.reason);
+}
+
+bool ElementStatusRequest::TakeAnswer(const std::string& data) {
+  const Result<ElementStatus> status = ParseElementStatus(data);
+  if (!status) return TakeRefusal(status.Failure().message);
+  if (for_identities_) {
+    // Before the answer that lacks them: of two descriptors of one element the first counts.
+    answers_.insert(answers_.begin(), data);
+    return false;
+  }
+  if (status->cut && command_.allocation < std::min(status->total_size, kMaxAllocation)) {
+    command_.allocation = std::min(status->total_size, kMaxAllocation);
+    return true;
+  }
+  variant_works_ = true;
+  answers_.push_back(data);
+  const std::vector<Element>& elements = status->elements;
+  if (command_.type == ElementType::kAll) {
+    if (!status->cut) return AskForIdentities();
+    // It does not come whole at once.
+    answers_.clear();
+    return AskNextType();
+  }
+  const bool more = status->cut || (in_parts_ && !elements.empty());
+  if (more && !elements.empty()) {
+    std::size_t last = 0;
+    for (const Element& element : elements) last = std::max<std::size_t>(last, element.address);
+    if (last >= command_.first) return AskForPart(last + 1);
+  }
+  return AskNextType();
+}
+
+bool ElementStatusRequest::TakeRefusal(const std::string& reason) {
+  if (for_identities_) return false;
+  refusal_ = reason;
+  if (command_.allocation > kFirstAllocation) {
+    // So much at once does not come through.
+    command_.allocation = kFirstAllocation;
+    if (in_parts_ && part_size_ > 1) part_size_ = static_cast<std::uint16_t>(part_size_ / 4);
+    return command_.type == ElementType::kAll ? AskNextType() : AskForPart(command_.first);
+  }
+  if (!variant_works_ && variant_ + 1 < kVariants.size()) {
+    Set(command_, kVariants[++variant_]);
+    return true;
+  }
+  if (command_.type == ElementType::kAll) return AskNextType();
+  if (!in_parts_) return AskForPart(command_.first);
+  if (part_size_ > 1) {
+    part_size_ = static_cast<std::uint16_t>(part_size_ / 4);
+    command_.count = part_size_;
+    return true;
+  }
+  return AskNextType();
+}
+
+// Starts with the next type of elements that the changer may have.
+bool ElementStatusRequest::AskNextType() {
+  type_index_ = command_.type == ElementType::kAll ? 0 : type_index_ + 1;
+  if (addresses_) {
+    while (type_index_ < kElementTypes.size() &&
+           addresses_->Of(kElementTypes[type_index_]).count == 0) {
+      ++type_index_;
+    }
+  }
+  if (type_index_ >= kElementTypes.size()) {
+    command_.type = ElementType::kDrive;
+    return AskForIdentities();
+  }
+  const std::size_t allocation = command_.allocation;
+  command_ = {.type = kElementTypes[type_index_], .allocation = allocation};
+  in_parts_ = false;
+  part_size_ = kPartSize;
+  if (!variant_works_) variant_ = 0;
+  Set(command_, kVariants[variant_]);
+  return true;
+}
+
+bool ElementStatusRequest::AskForPart(std::size_t first) {
+  if (addresses_) {
+    const ElementRange& range = addresses_->Of(command_.type);
+    first = std::max<std::size_t>(first, range.first);
+    if (first >= std::size_t{range.first} + range.count) return AskNextType();
+  }
+  if (first > 0xFFFF) return AskNextType();
+  in_parts_ = true;
+  if (!variant_works_) Set(command_, kVariants[variant_ = 0]);
+  command_.first = static_cast<std::uint16_t>(first);
+  command_.count = part_size_;
+  return true;
+}
+
+// Changers that refuse identification for other elements may give it for drives alone.
+bool ElementStatusRequest::AskForIdentities() {
+  if (answers_.empty() || command_.identification || for_identities_) return false;
+  for_identities_ = true;
+  const bool volume_tags = command_.volume_tags;
+  command_ = {.type = ElementType::kDrive,
+              .volume_tags = volume_tags,
+              .current_data = command_.current_data,
+              .allocation = kFirstAllocation};
+  return true;
+}
+
+Result<std::string> ElementStatusRequest::Answer() {
+  if (answers_.empty()) {
+    return Error{refusal_.empty() ? "it does not report its elements" : refusal_};
+  }
+  if (answers_.size() > 1) return JoinElementStatus(answers_);
+  std::string answer = answers_.front();
+  constexpr std::size_t kHeaderSize = 8;
+  const Result<ElementStatus> status = ParseElementStatus(answer);
+  if (status && status->total_size > kHeaderSize) {
+    answer.resize(std::min(answer.size(), status->total_size));
+  }
+  return answer;
+}
+
+}  // namespace devprep
