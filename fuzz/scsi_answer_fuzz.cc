@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "fuzz_target.h"
+#include "platform/hardware/element_pages.h"
 #include "platform/hardware/scsi_pages.h"
 #include "platform/raw_scsi.h"
 
@@ -19,7 +20,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Require(devprep::InquiryTextIn(*inquiry).size() == 28, "the texts are whole");
     Require(devprep::PeripheralTypeIn(*inquiry) < 32, "a type has five bits");
   }
-  check(devprep::CheckVitalProductData(received, devprep::kUnitSerialNumberPage));
+  (void)check(devprep::CheckVitalProductData(received, devprep::kUnitSerialNumberPage));
   if (const auto page =
           check(devprep::CheckVitalProductData(received, devprep::kDeviceIdentificationPage))) {
     const devprep::Result<std::string> id = devprep::WorldWideIdIn(*page);
@@ -27,6 +28,20 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         !id || (id->size() == devprep::kWorldWideIdSize && page->find(*id) != std::string::npos),
         "a World Wide ID stands in its page");
   }
+  for (const devprep::ElementText& text : devprep::ElementTextsIn(received)) {
+    Require(text.size != 0 && text.offset + text.size <= received.size(),
+            "a text is in its answer");
+  }
+  if (const auto elements = devprep::ParseElementStatus(received)) {
+    const auto joined = devprep::ParseElementStatus(devprep::JoinElementStatus({received}));
+    Require(joined && joined->elements.size() <= elements->elements.size() && !joined->cut,
+            "joining adds nothing");
+  }
+  for (const bool ten_bytes : {false, true}) {
+    const auto addresses = devprep::ElementAddressPageIn(received, ten_bytes);
+    Require(!addresses || devprep::ParseElementAddressPage(*addresses), "a page can be read");
+  }
+  (void)devprep::DataTransferElementAddressIn(received);
   Require(devprep::SenseIn(received).key < 16, "a sense key has four bits");
   return 0;
 }

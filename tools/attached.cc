@@ -49,7 +49,7 @@ void AddAnswers(AttachedUnit& unit) {
 
 ScsiAddress AttachedUnit::Address() const { return ScsiAddressOf(record.Address); }
 
-std::vector<AttachedUnit> AskAttachedUnits() {
+std::vector<AttachedUnit> AskAttachedUnits(Asked asked) {
   std::vector<AttachedUnit> units(static_cast<std::size_t>(CountScsiMapEntries()));
   std::vector<ScsiAddress> addresses;
   for (std::size_t i = 0; i < units.size(); ++i) {
@@ -60,10 +60,10 @@ std::vector<AttachedUnit> AskAttachedUnits() {
     std::cerr << "devprep: note: " << Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit")
               << " beyond the first " << kMaxScsiMapEntries << " left out\n";
   }
-  PrefetchScsiAnswers(addresses.data(), addresses.size());
+  PrefetchUnits(addresses, asked);
   const auto branch = HardwareBranch();
   for (AttachedUnit& unit : units) {
-    unit.answers = AskUnit(unit.Address());
+    unit.answers = AskUnit(unit.Address(), asked);
     AddAnswers(unit);
     const auto port = FindPort(branch, unit.record.Address.Board);
     const RegistryValue* driver = port == nullptr ? nullptr : port->FindValue(kDriverValue);

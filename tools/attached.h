@@ -19,7 +19,7 @@ struct AttachedUnit {
 };
 
 // Asks every unit. Within a session that has hardware.
-std::vector<AttachedUnit> AskAttachedUnits();
+std::vector<AttachedUnit> AskAttachedUnits(Asked asked = Asked::kIdentity);
 
 }  // namespace devprep::tool
 

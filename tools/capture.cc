@@ -27,7 +27,7 @@ void Capture(const Options& options, const std::string& file_name, bool redact, 
   RegistryKey root("");
   std::size_t count = 0;
   InSession(options, Needs::kHardware, [&] {
-    const std::vector<AttachedUnit> units = AskAttachedUnits();
+    const std::vector<AttachedUnit> units = AskAttachedUnits(Asked::kLibrary);
     count = units.size();
     const auto hardware = root.FindOrAddChild(kLocalMachineName)->FindOrAddChild(kHardwareKey);
     const auto branch = HardwareBranch();
@@ -40,12 +40,18 @@ void Capture(const Options& options, const std::string& file_name, bool redact, 
       SetAnswer(*key, kInquiryDataValue, unit.answers.inquiry_data);
       SetAnswer(*key, kSerialNumberPageValue, unit.answers.serial_number_page);
       SetAnswer(*key, kWorldWideIdValue, unit.answers.world_wide_id);
+      SetAnswer(*key, kElementAddressValue, unit.answers.element_addresses);
+      SetAnswer(*key, kElementStatusValue, unit.answers.element_status);
+      SetAnswer(*key, kDriveElementValue, unit.answers.drive_element);
+      std::string nodes;
+      for (const std::string& node : unit.answers.nodes) nodes += (nodes.empty() ? "" : " ") + node;
+      if (!nodes.empty()) key->SetValue(kNodeNamesValue, REG_SZ, nodes + '\0');
     }
     if (redact) Redact(*hardware);
   });
   std::ostream& out = SaveFile(file_name, WriteRegistryText(root), force) ? std::cerr : std::cout;
   out << Count(count, "unit") << " captured in " << file_name
-      << (redact ? ", serial numbers and World Wide IDs replaced" : "") << ".\n";
+      << (redact ? ", serial numbers, World Wide IDs and volume tags replaced" : "") << ".\n";
 }
 
 }  // namespace
@@ -58,7 +64,8 @@ void AddCaptureCommand(CLI::App& app, const Options& options) {
   command->add_option("file", *file_name, "File to write; - for standard output")
       ->required()
       ->option_text("FILE");
-  command->add_flag("--redact", *redact, "Replace serial numbers and World Wide IDs, consistently");
+  command->add_flag("--redact", *redact,
+                    "Replace serial numbers, World Wide IDs and volume tags, consistently");
   const auto force = std::make_shared<bool>(false);
   command->add_flag("--force", *force, "Replace whatever file is there");
   command->callback(

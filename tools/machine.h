@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/raw_scsi.h"
 #include "platform/registry/registry_key.h"
@@ -18,6 +19,11 @@ struct UnitAnswers {
   std::optional<std::string> inquiry_data;
   std::optional<std::string> serial_number_page;
   std::optional<std::string> world_wide_id;
+  // Asked for the library's map alone (platform/hardware/element_pages.h).
+  std::optional<std::string> element_addresses;  // of a changer
+  std::optional<std::string> element_status;     // of a changer
+  std::optional<std::string> drive_element;      // of a tape drive
+  std::vector<std::string> nodes;  // paths such as /dev/nst0; where the machine has such names
   std::optional<std::chrono::microseconds> time_to_answer;  // of the slowest, where that is known
   std::string problem;  // why it gave no answer, or one that is not believed; empty: none
 };
@@ -25,8 +31,15 @@ struct UnitAnswers {
 // The key HARDWARE. Null when this machine has none. Within a session that has hardware.
 std::shared_ptr<RegistryKey> HardwareBranch();
 
-// Asks one unit all that the library asks. Within a session that has hardware.
-UnitAnswers AskUnit(const ScsiAddress& unit);
+// What a unit is asked: what it is, or, of changers and drives, where the library's elements are as
+// well.
+enum class Asked { kIdentity, kLibrary };
+
+// Asks these units at once. Within a session that has hardware.
+void PrefetchUnits(const std::vector<ScsiAddress>& units, Asked asked);
+
+// Asks one unit. Within a session that has hardware.
+UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked);
 
 // Writes a file that somebody asked for. "-", and what is no regular file (a device, a pipe), is
 // written to. A regular file is replaced whole, a link followed. Without force that is refused for

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/hardware/element_pages.h"
 #include "platform/hardware/hardware_map.h"
 #include "platform/raw_scsi.h"
 #include "records/device_record.h"
@@ -17,6 +18,7 @@ constexpr std::size_t kVendorSpecificOffset = 36;  // in standard inquiry data, 
 constexpr std::size_t kTellingSize = 4;
 constexpr char kFiller = 'X';
 constexpr std::string_view kPadding{" \0", 2};
+constexpr std::string_view kLinkFolder = " /dev/tape/by-id/";  // behind the nodes
 
 // The value in letters and digits, filled up from the left. Nothing when it takes more places.
 std::string Numbered(std::size_t number, std::size_t size) {
@@ -79,11 +81,44 @@ void ReplaceAll(std::string& text, const std::string& original, const std::strin
 class Redactor {
  public:
   void Walk(RegistryKey& key) {
-    Unit(key);
-    for (const auto& child : key.Children()) Walk(*child);
+    Units(key);
+    // Now the drives are known that the changers name.
+    Elements(key);
   }
 
  private:
+  void Units(RegistryKey& key) {
+    Unit(key);
+    for (const auto& child : key.Children()) Units(*child);
+  }
+
+  void Elements(RegistryKey& key) {
+    if (const std::string* status = ValueOf(key, kElementStatusValue)) {
+      std::string data = *status;
+      for (const ElementText& text : ElementTextsIn(*status)) {
+        data.replace(text.offset, text.size,
+                     ElementReplacement(text.kind, status->substr(text.offset, text.size)));
+      }
+      Write(key, kElementStatusValue, data);
+    }
+    for (const auto& child : key.Children()) Elements(*child);
+  }
+
+  std::string ElementReplacement(ElementText::Kind kind, const std::string& text) {
+    if (kind == ElementText::Kind::kVolumeTag) return volume_tags_.Of(text);
+    if (kind == ElementText::Kind::kWorldWideId) {
+      // Digits, and identifiers of other sizes, are replaced as texts; what they begin with counts.
+      if (text.size() == kWorldWideIdSize) return WorldWideId(text);
+      const std::string begin =
+          WorldWideId(text.substr(0, std::min(text.size(), kWorldWideIdSize)));
+      return begin + std::string(text.size() - begin.size(), '\0');
+    }
+    const auto known = whole_serials_.find(Core(text));
+    if (known == whole_serials_.end()) return serials_.Of(text);
+    std::string replaced = text;
+    return replaced.replace(text.find(known->first), known->first.size(), known->second);
+  }
+
   void Unit(RegistryKey& key) {
     std::string serial;
     std::string replaced;
@@ -94,6 +129,10 @@ class Redactor {
       const std::size_t told = std::min(serial.size(), kSerialNumberSize);
       replaced = serials_.Of(serial.substr(0, told)) + serials_.Of(serial.substr(told));
       Write(key, kSerialNumberPageValue, page->substr(0, kPageHeaderSize) + replaced);
+      if (!Core(serial).empty()) whole_serials_[Core(serial)] = Core(replaced);
+    }
+    if (const std::string* names = ValueOf(key, kNodeNamesValue)) {
+      Write(key, kNodeNamesValue, names->substr(0, names->find(kLinkFolder)) + '\0');
     }
     if (const std::string* id = ValueOf(key, kWorldWideIdValue)) {
       Write(key, kWorldWideIdValue, WorldWideId(*id));
@@ -142,6 +181,8 @@ class Redactor {
   }
 
   Replacements serials_;
+  Replacements volume_tags_;
+  std::map<std::string, std::string> whole_serials_;  // of pages, with what stands for them
   std::map<std::string, std::size_t> ids_;
 };
 

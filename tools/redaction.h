@@ -6,11 +6,11 @@
 
 namespace devprep::tool {
 
-// Replaces serial numbers and World Wide IDs in a key and all below it, wherever a unit's texts
-// repeat them too. Equal ones stay equal, different ones different, all keep their length, their
-// blanks and zeros at either end, and their emptiness. Vendor-specific inquiry data that nobody
-// reads becomes zeros. Throws Failure when there are more serial numbers of some length than there
-// are replacements.
+// Replaces serial numbers, World Wide IDs and volume tags in a key and all below it, wherever a
+// unit's texts repeat them too. Equal ones stay equal, different ones different, all keep their
+// length, their blanks and zeros at either end, and their emptiness. Vendor-specific inquiry data
+// that nobody reads becomes zeros; links to device nodes, whose names tell identities, go. Throws
+// Failure when there are more serial numbers of some length than there are replacements.
 void Redact(RegistryKey& key);
 
 }  // namespace devprep::tool

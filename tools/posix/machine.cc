@@ -8,6 +8,7 @@
 #include <array>
 #include <iostream>
 
+#include "platform/hardware/hardware_map.h"
 #include "platform/posix/file_ops.h"
 #include "platform/posix/hardware.h"
 #include "platform/posix/registry_file.h"
@@ -47,12 +48,28 @@ void CheckReplaceable(const std::string& file_name, const struct stat& file) {
 
 std::shared_ptr<RegistryKey> HardwareBranch() { return CurrentHardware()->DeviceMap(); }
 
-UnitAnswers AskUnit(const ScsiAddress& unit) {
+void PrefetchUnits(const std::vector<ScsiAddress>& units, Asked asked) {
+  if (asked == Asked::kLibrary) {
+    CurrentHardware()->PrefetchLibrary(units);
+  } else {
+    CurrentHardware()->Prefetch(units);
+  }
+}
+
+UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked) {
   HardwareSource& hardware = *CurrentHardware();
   UnitAnswers answers;
   answers.inquiry_data = hardware.StandardInquiry(unit);
   answers.serial_number_page = hardware.VitalProductData(unit, kUnitSerialNumberPage);
   answers.world_wide_id = hardware.WorldWideId(unit);
+  answers.nodes = hardware.NodeNames(unit);
+  const std::string type = UnitTypeWord(hardware.DeviceMap(), unit);
+  if (asked == Asked::kLibrary && type == kChangerWord) {
+    answers.element_addresses = hardware.ElementAddressPage(unit);
+    answers.element_status = hardware.ElementStatusData(unit);
+  } else if (asked == Asked::kLibrary && type == kTapeWord) {
+    answers.drive_element = hardware.DriveElementPage(unit);
+  }
   UnitCondition condition = hardware.Condition(unit);
   answers.time_to_answer = condition.time_to_answer;
   answers.problem = std::move(condition.problem);

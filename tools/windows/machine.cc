@@ -46,7 +46,11 @@ std::shared_ptr<RegistryKey> HardwareBranch() {
   return branch;
 }
 
-UnitAnswers AskUnit(const ScsiAddress& unit) {
+// The pass-through answers each call by itself.
+void PrefetchUnits(const std::vector<ScsiAddress>& /*units*/, Asked /*asked*/) {}
+
+// The pass-through has no call for a changer's elements.
+UnitAnswers AskUnit(const ScsiAddress& unit, Asked /*asked*/) {
   const auto start = std::chrono::steady_clock::now();
   UnitAnswers answers;
   answers.inquiry_data = Ask(kInquiryLength, [&unit](auto* buffer, auto length) {

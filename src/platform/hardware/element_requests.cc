@@ -21,6 +21,9 @@ constexpr std::array<Variant, 8> kVariants = {{{true, true, true},
                                                {false, false, true},
                                                {false, false, false}}};
 
+// The additional sense code of a unit that does not know the command at all.
+constexpr std::uint8_t kInvalidOperationCode = 0x20;
+
 void Set(ElementStatusCommand& command, const Variant& variant) {
   command.identification = variant.identification;
   command.volume_tags = variant.volume_tags;
@@ -41,6 +44,10 @@ bool ElementAddressRequest::Take(const FinishedCommand& finished) {
 bool ElementStatusRequest::Take(const FinishedCommand& finished) {
   if (++commands_ == kMaxCommands) return false;
   if (finished.outcome.status == CommandStatus::kGood) return TakeAnswer(finished.data);
+  if (finished.sense.code == kInvalidOperationCode && answers_.empty()) {
+    refusal_ = finished.outcome.reason;
+    return false;
+  }
   return TakeRefusal(finished.outcome.reason);
 }
 
@@ -92,6 +99,7 @@ bool ElementStatusRequest::TakeRefusal(const std::string& reason) {
   if (part_size_ > 1) {
     part_size_ = static_cast<std::uint16_t>(part_size_ / 4);
     command_.count = part_size_;
+    if (!variant_works_) Set(command_, kVariants[variant_ = 0]);
     return true;
   }
   return AskNextType();

@@ -2,28 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <fstream>
 #include <iomanip>
 #include <sstream>
 #include <string>
+#include <vector>
+
+#include "support/recorded_answer.h"
 
 namespace devprep {
 namespace {
-
-// A recorded answer: hexadecimal bytes, with comments from # to the end of a line.
-std::string Recorded(const std::string& name) {
-  std::ifstream file(DEVPREP_TEST_ANSWERS "/" + name + ".hex");
-  EXPECT_TRUE(file) << name;
-  std::string bytes;
-  for (std::string line; std::getline(file, line);) {
-    std::istringstream words(line.substr(0, line.find('#')));
-    for (std::string word; words >> word;) {
-      bytes += static_cast<char>(std::strtoul(word.c_str(), nullptr, 16));
-    }
-  }
-  return bytes;
-}
 
 std::string Hexadecimal(const std::string& bytes) {
   std::ostringstream text;
@@ -35,7 +22,7 @@ std::string Hexadecimal(const std::string& bytes) {
 
 // Exactly the bytes that may be read, so that a sanitizer sees one too many.
 Result<std::string> Check(const std::string& name, Result<std::string> (*check)(std::string_view)) {
-  const std::string recorded = Recorded(name);
+  const std::string recorded = RecordedAnswer(name);
   const std::vector<char> bytes(recorded.begin(), recorded.end());
   return check({bytes.data(), bytes.size()});
 }
@@ -115,7 +102,7 @@ TEST(ScsiPages, TheWorldWideIdIsTheUnitsOwnAndTheBestOfIts) {
 
 TEST(ScsiPages, NoBeginningOfAnAnswerIsTakenForMoreThanItIs) {
   for (const char* name : {"changer_inquiry", "changer_serial", "changer_identification"}) {
-    const std::string whole = Recorded(name);
+    const std::string whole = RecordedAnswer(name);
     for (std::size_t size = 0; size <= whole.size(); ++size) {
       const std::vector<char> part(whole.begin(),
                                    whole.begin() + static_cast<std::ptrdiff_t>(size));
