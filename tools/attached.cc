@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iostream>
+#include <string>
 
 #include "discovery/scsi_map.h"
 #include "discovery/scsi_probe.h"
 #include "output.h"
 #include "platform/hardware/hardware_map.h"
+#include "platform/messages.h"
 #include "platform/raw_scsi.h"
 
 namespace devprep::tool {
@@ -57,8 +58,9 @@ std::vector<AttachedUnit> AskAttachedUnits(Asked asked) {
     addresses.push_back(units[i].Address());
   }
   if (ScsiMap.LeftOut != 0) {
-    std::cerr << "devprep: note: " << Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit")
-              << " beyond the first " << kMaxScsiMapEntries << " left out\n";
+    ReportMessage(Severity::kNote, Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit") +
+                                       " beyond the first " + std::to_string(kMaxScsiMapEntries) +
+                                       " left out");
   }
   PrefetchUnits(addresses, asked);
   const auto branch = HardwareBranch();

@@ -23,10 +23,11 @@ void SetAnswer(RegistryKey& unit, const char* name, const std::optional<std::str
   if (answer) unit.SetValue(name, REG_BINARY, *answer);
 }
 
-void Capture(const Options& options, const std::string& file_name, bool redact, bool force) {
+Result<ExitStatus> Capture(const Options& options, const std::string& file_name, bool redact,
+                           bool force) {
   RegistryKey root("");
   std::size_t count = 0;
-  InSession(options, Needs::kHardware, [&] {
+  const Result<> captured = InSession(options, Needs::kHardware, [&]() -> Result<> {
     const std::vector<AttachedUnit> units = AskAttachedUnits(Asked::kLibrary);
     count = units.size();
     const auto hardware = root.FindOrAddChild(kLocalMachineName)->FindOrAddChild(kHardwareKey);
@@ -47,16 +48,20 @@ void Capture(const Options& options, const std::string& file_name, bool redact, 
       for (const std::string& node : unit.answers.nodes) nodes += (nodes.empty() ? "" : " ") + node;
       if (!nodes.empty()) key->SetValue(kNodeNamesValue, REG_SZ, nodes + '\0');
     }
-    if (redact) Redact(*hardware);
+    return redact ? Redact(*hardware) : Result<>();
   });
-  std::ostream& out = SaveFile(file_name, WriteRegistryText(root), force) ? std::cerr : std::cout;
+  if (!captured) return captured.Failure();
+  const Result<bool> saved = SaveFile(file_name, WriteRegistryText(root), force);
+  if (!saved) return saved.Failure();
+  std::ostream& out = *saved ? std::cerr : std::cout;
   out << Count(count, "unit") << " captured in " << file_name
       << (redact ? ", serial numbers, World Wide IDs and volume tags replaced" : "") << ".\n";
+  return ExitStatus::kDone;
 }
 
 }  // namespace
 
-void AddCaptureCommand(CLI::App& app, const Options& options) {
+void AddCaptureCommand(CLI::App& app, Invocation& invocation) {
   CLI::App* command =
       app.add_subcommand("capture", "Write the attached machine to a file that --hardware replays");
   const auto file_name = std::make_shared<std::string>();
@@ -68,8 +73,9 @@ void AddCaptureCommand(CLI::App& app, const Options& options) {
                     "Replace serial numbers, World Wide IDs and volume tags, consistently");
   const auto force = std::make_shared<bool>(false);
   command->add_flag("--force", *force, "Replace whatever file is there");
-  command->callback(
-      [&options, file_name, redact, force] { Capture(options, *file_name, *redact, *force); });
+  OnCommand(command, invocation, [&invocation, file_name, redact, force] {
+    return Capture(invocation.options, *file_name, *redact, *force);
+  });
 }
 
 }  // namespace devprep::tool

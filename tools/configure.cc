@@ -14,9 +14,11 @@
 #include "entry/library.h"
 #include "listing.h"
 #include "output.h"
+#include "platform/messages.h"
 #include "reconfig/outcome.h"
 #include "records/group_record.h"
 #include "records/raid_records.h"
+#include "report.h"
 #include "store/registry_store.h"
 #include "words.h"
 
@@ -348,38 +350,42 @@ void PrintReportJson(const Report& report, const ListingOptions& listing) {
              {"units_left_out", ScsiMap.LeftOut}});
 }
 
-void Configure(const Options& options, bool json) {
+Result<ExitStatus> Configure(const Options& options, bool json) {
   Report report;
-  bool blocked = false;
-  InSession(options, Needs::kEngineAndHardware, [&] {
-    blocked = SimKeyExists();
-    ::SetUpInitTapesvrConfig();
-    if (!blocked) {
-      report = {DeviceLines(), ReservationLines(), GroupLines(), RaidLines()};
+  const Result<> done = InSession(options, Needs::kConfigurationToChange, [&]() -> Result<> {
+    if (SimKeyExists()) {
+      return Error{
+          "the key Sim under the tape engine key blocks the rebuild; devices and groups stay as "
+          "they are"};
     }
+    ::SetUpInitTapesvrConfig();
+    report = {DeviceLines(), ReservationLines(), GroupLines(), RaidLines()};
+    return {};
   });
-  if (blocked) {
-    throw Failure(
-        "the key Sim under the tape engine key blocks the rebuild; devices and groups stay as they "
-        "are");
-  }
-  json ? PrintReportJson(report, {}) : PrintText(report);
+  if (!done) return done.Failure();
   if (ScsiMap.LeftOut != 0) {
-    std::cerr << "devprep: note: " << Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit")
-              << " beyond the first " << kMaxScsiMapEntries << " of the device map left out\n";
+    ReportMessage(Severity::kNote, Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit") +
+                                       " beyond the first " + std::to_string(kMaxScsiMapEntries) +
+                                       " of the device map left out");
   }
+  if (json)
+    PrintReportJson(report, {});
+  else
+    PrintText(report);
+  return ExitStatus::kDone;
 }
 
 }  // namespace
 
-void AddConfigureCommand(CLI::App& app, const Options& options) {
+void AddConfigureCommand(CLI::App& app, Invocation& invocation) {
   CLI::App* command = app.add_subcommand(
       "configure",
       "Rebuild the configuration from the devices attached now, and tell what became of each old "
       "device, group and tape RAID");
   const auto json = std::make_shared<bool>(false);
   command->add_flag("--json", *json, "Print JSON");
-  command->callback([&options, json] { Configure(options, *json); });
+  OnCommand(command, invocation,
+            [&invocation, json] { return Configure(invocation.options, *json); });
 }
 
 }  // namespace devprep::tool

@@ -11,12 +11,14 @@
 #include "listing.h"
 #include "output.h"
 #include "records/device_record.h"
+#include "report.h"
 #include "words.h"
 
 namespace devprep::tool {
 namespace {
 
 struct Warning {
+  const char* code;                // for programs
   std::vector<std::string> units;  // addresses
   std::string text;
 };
@@ -24,10 +26,11 @@ struct Warning {
 // Units of one identity, by that identity.
 using Bearers = std::map<std::string, std::vector<std::string>>;
 
-void WarnOfShared(const Bearers& bearers, const std::string& what, std::vector<Warning>& warnings) {
+void WarnOfShared(const Bearers& bearers, const char* code, const std::string& what,
+                  std::vector<Warning>& warnings) {
   for (const auto& [identity, units] : bearers) {
     if (units.size() < 2) continue;
-    warnings.push_back({units, "have one " + what + ": a re-cabling may exchange them"});
+    warnings.push_back({code, units, "share one " + what + " and may be mistaken for each other"});
   }
 }
 
@@ -45,20 +48,21 @@ std::vector<Warning> DoubtfulIdentities(const std::vector<AttachedUnit>& units) 
         serial_numbers[{record.SerialNumber, record.SerialNumber + kSerialNumberSize}].push_back(
             address);
       } else {
-        warnings.push_back({{address},
-                            "has a serial number that starts with ten zero bytes, and is not "
-                            "recognised by it"});
+        warnings.push_back({"empty_serial_number",
+                            {address},
+                            "has a serial number that starts with ten zero bytes and is ignored"});
       }
     }
     if (!unit.answers.world_wide_id) continue;
     if (HasWorldWideId(record)) {
       world_wide_ids[WorldWideIdText(record)].push_back(address);
     } else {
-      warnings.push_back({{address}, "has a World Wide ID of zeros, and is not recognised by it"});
+      warnings.push_back(
+          {"zero_world_wide_id", {address}, "has a World Wide ID of zeros, which is ignored"});
     }
   }
-  WarnOfShared(serial_numbers, "serial number", warnings);
-  WarnOfShared(world_wide_ids, "World Wide ID", warnings);
+  WarnOfShared(serial_numbers, "shared_serial_number", "serial number", warnings);
+  WarnOfShared(world_wide_ids, "shared_world_wide_id", "World Wide ID", warnings);
   return warnings;
 }
 
@@ -138,17 +142,21 @@ std::string Joined(const std::vector<std::string>& texts) {
   return joined;
 }
 
-void ShowHardware(const Options& options, bool tree, const ListingOptions& listing) {
+Result<ExitStatus> ShowHardware(const Options& options, bool tree, const ListingOptions& listing) {
   std::vector<AttachedUnit> units;
-  InSession(options, Needs::kHardware, [&] { units = AskAttachedUnits(); });
+  const Result<> asked = InSession(options, Needs::kHardware, [&]() -> Result<> {
+    units = AskAttachedUnits();
+    return {};
+  });
+  if (!asked) return asked.Failure();
   const std::vector<Warning> warnings = DoubtfulIdentities(units);
   if (listing.json) {
-    Json doubts = Json::array();
     for (const Warning& warning : warnings) {
-      doubts.push_back({{"units", warning.units}, {"text", warning.text}});
+      AddJsonWarning(warning.code, Joined(warning.units) + ' ' + warning.text,
+                     {{"units", warning.units}});
     }
-    PrintJson({{"units", UnitListing().AsJson(units, listing)}, {"warnings", doubts}});
-    return;
+    PrintJson({{"units", UnitListing().AsJson(units, listing)}});
+    return ExitStatus::kDone;
   }
   if (units.empty()) {
     std::cout << "No SCSI devices are attached.\n";
@@ -159,15 +167,16 @@ void ShowHardware(const Options& options, bool tree, const ListingOptions& listi
   }
   if (!warnings.empty()) std::cout << '\n';
   for (const Warning& warning : warnings) {
-    std::cout << Paint("Doubtful: " + Joined(warning.units) + ' ' + warning.text + '.',
+    std::cout << Paint("Warning: " + Joined(warning.units) + ' ' + warning.text + '.',
                        Colour::kChanged)
               << '\n';
   }
+  return ExitStatus::kDone;
 }
 
 }  // namespace
 
-void AddHardwareCommand(CLI::App& app, const Options& options) {
+void AddHardwareCommand(CLI::App& app, Invocation& invocation) {
   CLI::App* command =
       app.add_subcommand("hardware", "Show what is attached now, before any configuration");
   const auto tree = std::make_shared<bool>(false);
@@ -175,7 +184,9 @@ void AddHardwareCommand(CLI::App& app, const Options& options) {
   auto* tree_flag = command->add_flag("--tree", *tree, "Show a tree of ports and units");
   AddListingOptions(*command, *listing, UnitListing().Infos());
   tree_flag->excludes("--json");
-  command->callback([&options, tree, listing] { ShowHardware(options, *tree, *listing); });
+  OnCommand(command, invocation, [&invocation, tree, listing] {
+    return ShowHardware(invocation.options, *tree, *listing);
+  });
 }
 
 }  // namespace devprep::tool

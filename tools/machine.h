@@ -11,6 +11,7 @@
 
 #include "platform/raw_scsi.h"
 #include "platform/registry/registry_key.h"
+#include "platform/result.h"
 
 namespace devprep::tool {
 
@@ -44,8 +45,8 @@ UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked);
 // Writes a file that somebody asked for. "-", and what is no regular file (a device, a pipe), is
 // written to. A regular file is replaced whole, a link followed. Without force that is refused for
 // the registry in use, and for a file that is no registry text. Returns whether the text went to
-// standard output. Throws Failure; an old file is then still there.
-bool SaveFile(const std::string& file_name, const std::string& text, bool force);
+// standard output. After an error an old file is still there.
+Result<bool> SaveFile(const std::string& file_name, const std::string& text, bool force);
 
 }  // namespace devprep::tool
 

@@ -1,30 +1,58 @@
 // The command-line tool for the person at the machine.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <clocale>
 #include <exception>
 #include <iostream>
+#include <string_view>
 
 #include "commands.h"
 #include "devprep/version.h"
+#include "exit_status.h"
+#include "report.h"
 #include "session.h"
 
 namespace {
 
-constexpr int kDone = 0;
-constexpr int kFailed = 1;
-constexpr int kWrongUse = 2;
+using devprep::Error;
+using devprep::Result;
+using devprep::tool::ExitStatus;
 
 constexpr const char* kAbout =
     "Prepares the tape engine's configuration: finds the SCSI tape drives and media changers "
     "attached now, and keeps device numbers, settings, groups and tape RAIDs with their devices.";
 
 constexpr const char* kFooter =
-    "Exit status: 0 done, 1 failed (the reason is on standard error), 2 wrong use.\n"
+    "Exit status: 0 done, 1 failed (the reason is on standard error), 2 wrong use,\n"
+    "4 something differs or would change, 5 dangers.\n"
     "See devprep(1) for the commands, the formats and the environment.";
 
-int Run(int argc, char** argv) {
+// What is wrong with the command line, in a line.
+std::string ExplainWrongUse(const CLI::App& app, const CLI::ParseError& wrong) {
+  const auto unknown = app.remaining();
+  return unknown.empty() ? wrong.what() : "unknown command or argument " + unknown.front();
+}
+
+ExitStatus RunCommand(const devprep::tool::Command& command) {
+  Result<ExitStatus> done = command();
+  if (!done) {
+    devprep::tool::PrintError(done.Failure());
+    return ExitStatus::kFailed;
+  }
+  devprep::tool::PrintKeptMessages();
+  std::cout.flush();
+  if (!std::cout) {
+    std::cerr << "devprep: cannot write standard output"
+              << (devprep::tool::StoredSomething() ? "; the changes were stored" : "") << '\n';
+    return ExitStatus::kFailed;
+  }
+  return *done;
+}
+
+ExitStatus Run(int argc, char** argv) {
   CLI::App app(kAbout, "devprep");
-  devprep::tool::Options options;
+  devprep::tool::Invocation invocation;
+  devprep::tool::Options& options = invocation.options;
   app.add_option("--registry", options.registry,
                  "Registry file (DEVPREP_REGISTRY; /var/lib/devprep/registry.reg)")
       ->option_text("FILE");
@@ -40,27 +68,29 @@ int Run(int argc, char** argv) {
   app.footer(kFooter);
   app.require_subcommand(1);
   app.fallthrough();
-  devprep::tool::AddConfigureCommand(app, options);
-  devprep::tool::AddDevicesCommand(app, options);
-  devprep::tool::AddTreeCommand(app, options);
-  devprep::tool::AddHardwareCommand(app, options);
-  devprep::tool::AddCaptureCommand(app, options);
-  devprep::tool::AddRaidCommands(app, options);
-  devprep::tool::AddRegistryCommands(app, options);
+  devprep::tool::AddConfigureCommand(app, invocation);
+  devprep::tool::AddDevicesCommand(app, invocation);
+  devprep::tool::AddTreeCommand(app, invocation);
+  devprep::tool::AddHardwareCommand(app, invocation);
+  devprep::tool::AddCaptureCommand(app, invocation);
+  devprep::tool::AddRaidCommands(app, invocation);
+  devprep::tool::AddRegistryCommands(app, invocation);
+  // Known before the command line is understood, so that what is wrong with it is JSON, too.
+  devprep::tool::StartReport(std::any_of(
+      argv, argv + argc, [](const char* a) { return std::string_view(a) == "--json"; }));
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& wanted) {
-    return app.exit(wanted);  // --help, --version
+    app.exit(wanted);  // --help, --version
+    return ExitStatus::kDone;
   } catch (const CLI::ParseError& wrong) {
-    const auto unknown = app.remaining();
-    std::cerr << "devprep: "
-              << (unknown.empty() ? wrong.what() : "unknown command or argument " + unknown.front())
-              << "\nTry 'devprep --help'.\n";
-    return kWrongUse;
+    Error error = {ExplainWrongUse(app, wrong)};
+    error.code = "wrong_use";
+    devprep::tool::PrintError(error);
+    if (!devprep::tool::ReportsJson()) std::cerr << "Try 'devprep --help'.\n";
+    return ExitStatus::kWrongUse;
   }
-  std::cout.flush();
-  if (!std::cout) throw devprep::tool::Failure("standard output cannot be written");
-  return kDone;
+  return RunCommand(invocation.command);
 }
 
 }  // namespace
@@ -68,10 +98,10 @@ int Run(int argc, char** argv) {
 int main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "");
   try {
-    return Run(argc, argv);
-  } catch (const std::exception& failure) {
+    return static_cast<int>(Run(argc, argv));
+  } catch (const std::exception& failure) {  // of the standard library, as when memory runs out
     std::cout.flush();
-    if (*failure.what() != '\0') std::cerr << "devprep: " << failure.what() << '\n';
-    return kFailed;
+    std::cerr << "devprep: " << failure.what() << '\n';
+    return static_cast<int>(ExitStatus::kFailed);
   }
 }

@@ -93,12 +93,6 @@ std::string Paint(const std::string& text, Colour colour) {
   return ColourCode(colour) + text + "\033[0m";
 }
 
-void PrintJson(const Json& members) {
-  Json listing = {{"format", kJsonFormat}};
-  listing.update(members);
-  std::cout << listing.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
-}
-
 std::string CleanText(const char* text, std::size_t size) {
   std::string clean(text, strnlen(text, size));
   for (char& c : clean) {

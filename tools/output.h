@@ -32,9 +32,6 @@ std::size_t TerminalWidth();
 // combines with the character before it.
 std::size_t DisplayWidth(const std::string& text);
 
-// Prints a listing, with "format" as its first member.
-void PrintJson(const Json& members);
-
 // A text of fixed size as the registry or a device gave it: it ends at a NUL, blanks at its end go,
 // and what cannot be printed becomes "?".
 std::string CleanText(const char* text, std::size_t size);

@@ -1,6 +1,7 @@
 // devprep raids and devprep raid: listing and editing tape RAIDs.
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -12,12 +13,16 @@
 #include "device_view.h"
 #include "listing.h"
 #include "output.h"
+#include "records/address_list.h"
 #include "records/raid_records.h"
+#include "report.h"
 #include "setup/raid_setup.h"
 #include "words.h"
 
 namespace devprep::tool {
 namespace {
+
+constexpr std::uint16_t kMaxLevel = 6;  // of the levels that arrays have
 
 std::string Named(const char* noun, std::uint16_t number) {
   return std::string(noun) + " " + std::to_string(number);
@@ -27,6 +32,12 @@ Value Numbers(const std::uint16_t* numbers, std::uint16_t count) {
   std::vector<Value> values;
   for (std::uint16_t i = 0; i < count; ++i) values.push_back(Value::Number(numbers[i]));
   return Value::List(values);
+}
+
+Error NoRaid(std::uint16_t number) {
+  Error error = {"there is no " + Named("RAID", number)};
+  error.code = "no_raid";
+  return error;
 }
 
 const Listing<RaidInfo>& RaidListing() {
@@ -76,15 +87,21 @@ void ShowRaid(const RaidInfo& raid, const DeviceViews& views, const ListingOptio
   DeviceListing().Print(MembersOf(raid, views), members);
 }
 
-void ListRaids(const Options& options, std::optional<std::uint16_t> number,
-               const ListingOptions& listing) {
+Result<ExitStatus> ListRaids(const Options& options, std::optional<std::uint16_t> number,
+                             const ListingOptions& listing) {
   DeviceViews views;
-  InSession(options, Needs::kEngineAndHardware, [&] { views = ViewDevices(); });
+  const Result<> viewed = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
+    views = ViewDevices();
+    return {};
+  });
+  if (!viewed) return viewed.Failure();
   if (number) {
     for (const RaidInfo& raid : views.raids) {
-      if (raid.RaidNumber == *number) return ShowRaid(raid, views, listing);
+      if (raid.RaidNumber != *number) continue;
+      ShowRaid(raid, views, listing);
+      return ExitStatus::kDone;
     }
-    throw Failure("there is no RAID " + std::to_string(*number));
+    return NoRaid(*number);
   }
   if (listing.json) {
     PrintJson({{"raids", RaidListing().AsJson(views.raids, listing)}});
@@ -93,10 +110,11 @@ void ListRaids(const Options& options, std::optional<std::uint16_t> number,
   } else {
     RaidListing().Print(views.raids, listing);
   }
+  return ExitStatus::kDone;
 }
 
 // Why an edit of a RAID was refused, in a sentence.
-std::string ExplainRefusal(const RaidEdit& edit, std::uint16_t number) {
+Term ExplainRefusal(const RaidEdit& edit, std::uint16_t number) {
   const std::string raid = Named("RAID", number);
   const std::string device = Named("device", edit.device);
   const std::string drive = Named("drive", edit.device);
@@ -107,111 +125,167 @@ std::string ExplainRefusal(const RaidEdit& edit, std::uint16_t number) {
     case RaidRefusal::kNone:
       break;
     case RaidRefusal::kNoRaid:
-      return "there is no " + raid;
+      return {"no_raid", "there is no " + raid};
     case RaidRefusal::kRaidNotReadable:
-      return raid + " cannot be read";
+      return {"raid_not_readable", raid + " cannot be read"};
     case RaidRefusal::kRaidNotStored:
-      return raid + " cannot be stored";
+      return {"raid_not_stored", raid + " cannot be stored"};
     case RaidRefusal::kRaidLimit:
-      return "there are " + std::to_string(kMaxRaids) + " RAIDs, and no more are allowed";
+      return {"raid_limit",
+              "there are " + std::to_string(kMaxRaids) + " RAIDs, and no more are allowed"};
     case RaidRefusal::kNoTapeEngineKey:
-      return "there must be a configuration first (devprep configure)";
+      return {"no_tape_engine_key", "there must be a configuration first (devprep configure)"};
     case RaidRefusal::kNoDevice:
-      return device + " is not configured";
+      return {"no_device", device + " is not configured"};
     case RaidRefusal::kDeviceNotReadable:
-      return device + " has a malformed stored record";
+      return {"device_not_readable", device + " has a malformed stored record"};
     case RaidRefusal::kAlreadyMember:
-      return device + " is in " + raid + " already";
+      return {"already_member", device + " is in " + raid + " already"};
     case RaidRefusal::kNotAMember:
-      return device + " is not in " + raid;
+      return {"not_a_member", device + " is not in " + raid};
     case RaidRefusal::kLastDriveNotAMember:
-      return "the last of the enabled drives of " + changer + " was not in " + raid +
-             "; what was, has been taken out";
+      return {"last_drive_not_a_member", "the last of the enabled drives of " + changer +
+                                             " is not in " + raid +
+                                             "; --force takes the others out"};
     case RaidRefusal::kFirstNotReadable:
-      return "the first member, whose model is asked for, cannot be read";
+      return {"first_not_readable", "the first member, whose model is asked for, cannot be read"};
     case RaidRefusal::kOtherModel:
-      return device + " is not of the model of " + Named("device", edit.other) +
-             ", the first member of its kind";
+      return {"other_model", device + " is not of the model of " + Named("device", edit.other) +
+                                 ", the first member of its kind"};
     case RaidRefusal::kMemberLimit:
-      return "there are " + limit + ", and no more are allowed";
+      return {"member_limit", "there are " + limit + ", and no more are allowed"};
     case RaidRefusal::kDrivesAboveLimit:
-      return "with the free drives of " + changer + " there would be more than " + limit;
+      return {"drives_above_limit",
+              "with the free drives of " + changer + " there would be more than " + limit};
     case RaidRefusal::kMirrorFull:
-      return "a RAID of level " + std::to_string(kMirrorLevel) + " takes " +
-             Count(kMaxMirrorTapes, "tape") + ", and " + raid + " has them";
+      return {"mirror_full", "a RAID of level " + std::to_string(kMirrorLevel) + " takes " +
+                                 Count(kMaxMirrorTapes, "tape") + ", and " + raid + " has them"};
     case RaidRefusal::kListFull:
-      return "the list of " + raid + " is full";
+      return {"list_full", "the list of " + raid + " is full"};
     case RaidRefusal::kNothingToShare:
-      return tapes + ", but " + changer + " has no reserved drives to share them with";
+      return {"nothing_to_share",
+              tapes + ", but " + changer + " has no reserved drives to share them with"};
     case RaidRefusal::kUnevenShare:
-      return tapes + ", which is no multiple of the " + Count(edit.drives, "drive") +
-             " reserved to " + changer;
+      return {"uneven_share", tapes + ", which is no multiple of the " +
+                                  Count(edit.drives, "drive") + " reserved to " + changer};
     case RaidRefusal::kTapesWithoutChanger:
-      return tapes + " that belong to no changer; a changer can only join it while it is empty";
+      return {"tapes_without_changer",
+              tapes + " that belong to no changer; a changer can only join it while it is empty"};
     case RaidRefusal::kDriveWithoutChanger:
-      return drive + " is reserved to no changer, but " + raid + " is backed by changers";
+      return {"drive_without_changer",
+              drive + " is reserved to no changer, but " + raid + " is backed by changers"};
     case RaidRefusal::kChangersComplete:
-      return "every changer of " + raid + " has all its drives in it already";
+      return {"changers_complete",
+              "every changer of " + raid + " has all its drives in it already"};
     case RaidRefusal::kOtherChangersTurn:
-      return drive + " belongs to " + Named("changer", edit.other) + ", but " +
-             Named("changer", edit.next) + " of this RAID still has free drives";
+      return {"other_changers_turn", drive + " belongs to " + Named("changer", edit.other) +
+                                         ", but " + Named("changer", edit.next) +
+                                         " of this RAID still has free drives"};
   }
   return {};
 }
 
-// Runs an edit in a session with the members counted, as they are after a configuration pass. The
-// edit returns why it was refused, or an empty text and then prints what it did.
-void Edit(const Options& options, const std::function<std::string()>& edit) {
-  std::string refusal;
-  InSession(options, Needs::kEngineAndHardware, [&] {
+Error Refused(std::uint16_t status, const Term& reason) {
+  Error error = {"refused (" + std::to_string(status) + "): " + reason.text};
+  error.code = reason.identifier;
+  return error;
+}
+
+// What the exports would take, and --force has done: not what the tape engine can use.
+Error RefusedWithoutForce(const char* code, const std::string& text) {
+  Error error = {text + " (--force does it all the same)"};
+  error.code = code;
+  return error;
+}
+
+// text: what was done. fits: what the exports do not ask, with force all the same.
+Result<std::string> Done(const RaidEdit& edit, std::uint16_t number, const std::string& text,
+                         const Result<>& fits = {}, bool force = false) {
+  if (edit.status != DEVPREP_OK) return Refused(edit.status, ExplainRefusal(edit, number));
+  if (!fits && !force) return fits.Failure();
+  return text;
+}
+
+// Runs an edit with the members counted, as they are after a configuration pass, and prints what it
+// did. Nothing is stored when it was refused.
+Result<ExitStatus> Edit(const Options& options, const std::function<Result<std::string>()>& edit) {
+  std::string text;
+  const Result<> done = InSession(options, Needs::kConfigurationToChange, [&]() -> Result<> {
     CountRaidMembers();
-    refusal = edit();
+    Result<std::string> edited = edit();
+    if (!edited) return edited.Failure();
+    text = *edited;
+    return {};
   });
-  if (!refusal.empty()) throw Failure(refusal);
+  if (!done) return done.Failure();
+  std::cout << text << '\n';
+  return ExitStatus::kDone;
 }
 
-std::string Refused(const RaidEdit& edit, std::uint16_t number) {
-  return "refused (" + std::to_string(edit.status) + "): " + ExplainRefusal(edit, number);
+Result<> CheckNumber(const char* what, const char* code, std::uint16_t value, std::uint16_t max) {
+  if (value <= max) return {};
+  return RefusedWithoutForce(code, std::string("there is no ") + what + ' ' +
+                                       std::to_string(value) + ": 0 to " + std::to_string(max));
 }
 
-std::string Create(std::uint16_t level) {
+Result<> CheckLevelExists(std::uint16_t level) {
+  return CheckNumber("RAID level", "no_such_level", level, kMaxLevel);
+}
+
+// The exports take any device, and one that another RAID has.
+Result<> CheckDevice(std::uint16_t number, std::uint16_t device) {
+  DeviceRecord record = {};
+  record.Number = device;
+  if (ReadDeviceRecord(&record) != DEVPREP_OK) return {};  // the edit says why
+  if (record.Type != kTypeTape && record.Type != kTypeChanger) {
+    return RefusedWithoutForce(
+        "not_a_drive_or_changer",
+        Named("device", device) +
+            " is neither a tape drive nor a changer: " + TypeName(record.Type).text);
+  }
+  char element[kAddressElementSize];
+  FormatAddress(record.Address, element);
+  for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
+    if (n == number) continue;
+    // Reading the RAID's record would drop members from its lists.
+    char list[kRaidListSize];
+    if (!ReadRaidList(OpenRaidKey(n), kRaidInfoValue, list)) continue;
+    if (std::strstr(list, element) != nullptr) {
+      return RefusedWithoutForce(
+          "in_another_raid", Named("drive", device) + " is in " + Named("RAID", n) + " already");
+    }
+  }
+  return {};
+}
+
+Result<std::string> Create(std::uint16_t level, bool force) {
   std::uint16_t number = 0;
   const RaidEdit edit = CreateRaid(level, &number);
-  if (edit.status != DEVPREP_OK) return Refused(edit, number);
-  std::cout << "RAID " << number << " created with level " << level << ".\n";
-  return {};
+  return Done(edit, number,
+              Named("RAID", number) + " created with level " + std::to_string(level) + ".",
+              CheckLevelExists(level), force);
 }
 
-std::string Remove(std::uint16_t number) {
-  const RaidEdit edit = RemoveRaid(number);
-  if (edit.status != DEVPREP_OK) return Refused(edit, number);
-  std::cout << "RAID " << number << " removed. RAIDs with higher numbers have moved down by one.\n";
-  return {};
+Result<std::string> Remove(std::uint16_t number) {
+  return Done(
+      RemoveRaid(number), number,
+      Named("RAID", number) + " removed. RAIDs with higher numbers have moved down by one.");
 }
 
-std::string Assign(std::uint16_t number, std::uint16_t device, bool strict) {
+Result<std::string> Assign(std::uint16_t number, std::uint16_t device, bool strict, bool force) {
   const RaidEdit edit = AssignDeviceToRaid(number, device, strict ? kStrictMatch : 0);
-  if (edit.status != DEVPREP_OK) return Refused(edit, number);
-  std::cout << "Device " << device << " assigned to RAID " << number << ": "
-            << Count(edit.tapes, "tape") << " added.\n";
-  return {};
+  return Done(edit, number,
+              Named("Device", device) + " assigned to " + Named("RAID", number) + ": " +
+                  Count(edit.tapes, "tape") + " added.",
+              CheckDevice(number, device), force);
 }
 
-std::string Release(std::uint16_t number, std::uint16_t device) {
-  const RaidEdit edit = RemoveDeviceFromRaid(number, device);
-  if (edit.status != DEVPREP_OK) return Refused(edit, number);
-  std::cout << "Device " << device << " released from RAID " << number << ": "
-            << Count(edit.tapes, "tape") << " taken out.\n";
-  return {};
-}
-
-// The library would make a RAID's key that is not there, with this one value in it.
-std::string SetNumber(std::uint16_t number, const char* what, std::uint16_t value,
-                      void (*set)(std::uint16_t, std::uint16_t)) {
-  if (!RaidExists(number)) return "there is no " + Named("RAID", number);
-  set(number, value);
-  std::cout << "RAID " << number << " has " << what << ' ' << value << " now.\n";
-  return {};
+Result<std::string> Release(std::uint16_t number, std::uint16_t device, bool force) {
+  RaidEdit edit = RemoveDeviceFromRaid(number, device);
+  if (force && edit.refusal == RaidRefusal::kLastDriveNotAMember) edit.status = DEVPREP_OK;
+  return Done(edit, number,
+              Named("Device", device) + " released from " + Named("RAID", number) + ": " +
+                  Count(edit.tapes, "tape") + " taken out.");
 }
 
 // The numbers and flags of one command line.
@@ -222,8 +296,18 @@ struct Arguments {
   std::uint16_t value = 0;
   std::uint16_t level = kDefaultRaidLevel;
   bool strict = false;
+  bool force = false;
   ListingOptions listing;
 };
+
+// The library would make a RAID's key that is not there, with this one value in it.
+Result<std::string> SetNumber(const Arguments& given, const char* what, const Result<>& exists,
+                              void (*set)(std::uint16_t, std::uint16_t)) {
+  if (!RaidExists(given.number)) return NoRaid(given.number);
+  if (!exists && !given.force) return exists.Failure();
+  set(given.number, given.value);
+  return Named("RAID", given.number) + " has " + what + ' ' + std::to_string(given.value) + " now.";
+}
 
 CLI::App* AddRaidCommand(CLI::App* raid, const char* name, const char* about,
                          std::uint16_t* number) {
@@ -234,52 +318,62 @@ CLI::App* AddRaidCommand(CLI::App* raid, const char* name, const char* about,
 
 }  // namespace
 
-void AddRaidCommands(CLI::App& app, const Options& options) {
+void AddRaidCommands(CLI::App& app, Invocation& invocation) {
   const auto arguments = std::make_shared<Arguments>();
   Arguments* const a = arguments.get();
   CLI::App* list = app.add_subcommand("raids", "List the tape RAIDs, or show one in full");
   list->add_option("number", a->listed, "Show this RAID in full")->option_text("N");
   AddListingOptions(*list, a->listing, RaidListing().Infos());
-  list->callback(
-      [&options, arguments] { ListRaids(options, arguments->listed, arguments->listing); });
+  OnCommand(list, invocation, [&invocation, arguments] {
+    return ListRaids(invocation.options, arguments->listed, arguments->listing);
+  });
 
   CLI::App* raid = app.add_subcommand("raid", "Create, edit and remove tape RAIDs");
   raid->require_subcommand(1);
+  const auto on_edit = [&invocation, arguments](CLI::App* command, auto edit) {
+    OnCommand(command, invocation, [&invocation, arguments, edit] {
+      return Edit(invocation.options, [&] { return edit(*arguments); });
+    });
+  };
+  const auto add_force = [a](CLI::App* command) {
+    command->add_flag("--force", a->force, "Do it where the tape engine may not be able to use it");
+  };
   CLI::App* create =
       raid->add_subcommand("create", "Create an empty RAID under the lowest free number");
   create->add_option("--level", a->level, "RAID level (5)")->option_text("N");
-  create->callback(
-      [&options, arguments] { Edit(options, [&] { return Create(arguments->level); }); });
-  AddRaidCommand(raid, "remove", "Remove a RAID; the RAIDs above it move down one number",
-                 &a->number)
-      ->callback(
-          [&options, arguments] { Edit(options, [&] { return Remove(arguments->number); }); });
+  add_force(create);
+  on_edit(create, [](const Arguments& given) { return Create(given.level, given.force); });
+  on_edit(AddRaidCommand(raid, "remove", "Remove a RAID; the RAIDs above it move down one number",
+                         &a->number),
+          [](const Arguments& given) { return Remove(given.number); });
   CLI::App* assign = AddRaidCommand(
       raid, "assign", "Add a drive, or a changer with its free reserved drives", &a->number);
   assign->add_option("device", a->device, "Device number")->required()->option_text("DEVICE");
   assign->add_flag("--strict", a->strict, "Only if it is of the model of the RAID's first member");
-  assign->callback([&options, arguments] {
-    Edit(options, [&] { return Assign(arguments->number, arguments->device, arguments->strict); });
+  add_force(assign);
+  on_edit(assign, [](const Arguments& given) {
+    return Assign(given.number, given.device, given.strict, given.force);
   });
   CLI::App* release = AddRaidCommand(
       raid, "release", "Take a drive, or a changer with its reserved drives, out of a RAID",
       &a->number);
   release->add_option("device", a->device, "Device number")->required()->option_text("DEVICE");
-  release->callback([&options, arguments] {
-    Edit(options, [&] { return Release(arguments->number, arguments->device); });
-  });
+  add_force(release);
+  on_edit(release,
+          [](const Arguments& given) { return Release(given.number, given.device, given.force); });
   CLI::App* level = AddRaidCommand(raid, "level", "Set a RAID's level", &a->number);
   level->add_option("level", a->value, "Level")->required()->option_text("L");
-  level->callback([&options, arguments] {
-    Edit(options,
-         [&] { return SetNumber(arguments->number, "level", arguments->value, SetRaidLevel); });
+  add_force(level);
+  on_edit(level, [](const Arguments& given) {
+    return SetNumber(given, "level", CheckLevelExists(given.value), SetRaidLevel);
   });
   CLI::App* link = AddRaidCommand(raid, "link", "Set a RAID's link position", &a->number);
   link->add_option("position", a->value, "Link position")->required()->option_text("P");
-  link->callback([&options, arguments] {
-    Edit(options, [&] {
-      return SetNumber(arguments->number, "link position", arguments->value, SetRaidLinkPosition);
-    });
+  add_force(link);
+  on_edit(link, [](const Arguments& given) {
+    const Result<> exists =
+        CheckNumber("link position", "no_such_link_position", given.value, kMaxRaidMembers);
+    return SetNumber(given, "link position", exists, SetRaidLinkPosition);
   });
 }
 

@@ -9,7 +9,6 @@
 #include "platform/hardware/hardware_map.h"
 #include "platform/raw_scsi.h"
 #include "records/device_record.h"
-#include "session.h"
 
 namespace devprep::tool {
 namespace {
@@ -20,12 +19,13 @@ constexpr char kFiller = 'X';
 constexpr std::string_view kPadding{" \0", 2};
 constexpr std::string_view kLinkFolder = " /dev/tape/by-id/";  // behind the nodes
 
-// The value in letters and digits, filled up from the left. Nothing when it takes more places.
+// The value in letters and digits, filled up from the left; longer than size where it takes more
+// places.
 std::string Numbered(std::size_t number, std::size_t size) {
   static constexpr std::string_view kDigits = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
   std::string text;
   for (; number != 0; number /= kDigits.size()) text.insert(0, 1, kDigits[number % kDigits.size()]);
-  if (text.size() > size) throw Failure("there are too many short serial numbers to replace");
+  if (text.size() > size) return text;
   // A filler is no number's first digit, or two numbers could meet.
   text.insert(0, size - text.size(), text.empty() || text.front() != kFiller ? kFiller : '0');
   return text;
@@ -48,12 +48,17 @@ class Replacements {
     auto at = known_.find(core);
     if (at == known_.end()) {
       at = known_.emplace(core, Numbered(++counts_[core.size()], core.size())).first;
+      overflown_ = overflown_ || at->second.size() > core.size();
     }
     std::string replaced = text;
     return replaced.replace(text.find(core), core.size(), at->second);
   }
 
+  // Whether there were more texts of some length than replacements.
+  bool Overflown() const { return overflown_; }
+
  private:
+  bool overflown_ = false;
   std::map<std::string, std::string> known_;
   std::map<std::size_t, std::size_t> counts_;  // by length
 };
@@ -85,6 +90,8 @@ class Redactor {
     // Now the drives are known that the changers name.
     Elements(key);
   }
+
+  bool Overflown() const { return serials_.Overflown(); }
 
  private:
   void Units(RegistryKey& key) {
@@ -188,6 +195,11 @@ class Redactor {
 
 }  // namespace
 
-void Redact(RegistryKey& key) { Redactor().Walk(key); }
+Result<> Redact(RegistryKey& key) {
+  Redactor redactor;
+  redactor.Walk(key);
+  if (redactor.Overflown()) return Error{"there are too many short serial numbers to replace"};
+  return {};
+}
 
 }  // namespace devprep::tool

@@ -3,15 +3,16 @@
 #define DEVPREP_TOOLS_REDACTION_H_
 
 #include "platform/registry/registry_key.h"
+#include "platform/result.h"
 
 namespace devprep::tool {
 
 // Replaces serial numbers, World Wide IDs and volume tags in a key and all below it, wherever a
 // unit's texts repeat them too. Equal ones stay equal, different ones different, all keep their
 // length, their blanks and zeros at either end, and their emptiness. Vendor-specific inquiry data
-// that nobody reads becomes zeros; links to device nodes, whose names tell identities, go. Throws
-// Failure when there are more serial numbers of some length than there are replacements.
-void Redact(RegistryKey& key);
+// that nobody reads becomes zeros; links to device nodes, whose names tell identities, go. Fails
+// when there are more serial numbers of some length than there are replacements.
+Result<> Redact(RegistryKey& key);
 
 }  // namespace devprep::tool
 

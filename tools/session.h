@@ -3,17 +3,11 @@
 #define DEVPREP_TOOLS_SESSION_H_
 
 #include <functional>
-#include <stdexcept>
 #include <string>
 
-namespace devprep::tool {
+#include "platform/result.h"
 
-// A command that cannot be done. The text is for the person at the machine; empty when the reason
-// has gone to standard error already.
-class Failure : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+namespace devprep::tool {
 
 // Choices that hold for every command.
 struct Options {
@@ -27,17 +21,20 @@ std::string CheckTimeLimit(const std::string& text);
 
 // What a command needs of the machine before it starts.
 enum class Needs {
-  kRegistry,          // to read the registry file as such
-  kRegistryToChange,  // to change the registry file as such
-  kHardware,          // the hardware, and the registry only to read
-  kEngine,  // the library's operations, which open the tape engine's keys with full access
-  kEngineAndHardware  // these, and the hardware
+  kRegistry,              // to read the registry file as such
+  kRegistryToChange,      // to change the registry file as such
+  kHardware,              // what is attached, and nothing of the registry
+  kConfiguration,         // the library's operations, to read: what they would store is forgotten
+  kConfigurationToChange  // the same, and what they change is stored
 };
 
 // Runs work as one transaction: all that it reads belongs together, and what it changes is stored
-// once at its end. Throws Failure when the registry or the hardware cannot be had, or when what
-// was changed cannot be stored.
-void InSession(const Options& options, Needs needs, const std::function<void()>& work);
+// once at its end. Nothing is stored when work fails. Fails when the registry or the hardware
+// cannot be opened, when work fails, and when what was changed cannot be stored.
+Result<> InSession(const Options& options, Needs needs, const std::function<Result<>()>& work);
+
+// Whether a session of this process has stored something.
+bool StoredSomething();
 
 }  // namespace devprep::tool
 

@@ -12,6 +12,7 @@
 #include "device_view.h"
 #include "listing.h"
 #include "output.h"
+#include "report.h"
 #include "words.h"
 
 namespace devprep::tool {
@@ -93,9 +94,13 @@ const Listing<PlacedDevice>& TreeListing() {
   return listing;
 }
 
-void PrintTree(const Options& options, const ListingOptions& listing) {
+Result<ExitStatus> PrintTree(const Options& options, const ListingOptions& listing) {
   DeviceViews views;
-  InSession(options, Needs::kEngineAndHardware, [&] { views = ViewDevices(); });
+  const Result<> viewed = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
+    views = ViewDevices();
+    return {};
+  });
+  if (!viewed) return viewed.Failure();
   const Tree tree = BuildTree(views);
   if (listing.json) {
     Json ports = Json::array();
@@ -105,26 +110,28 @@ void PrintTree(const Options& options, const ListingOptions& listing) {
            {"devices", TreeListing().TreeAsJson(port.node.children, "reserved_drives", listing)}});
     }
     PrintJson({{"ports", ports}, {"unreadable", UnreadableJson(views)}});
-    return;
+    return ExitStatus::kDone;
   }
   if (views.count == 0) {
     std::cout << kNoDevicesText << '\n';
-    return;
+    return ExitStatus::kDone;
   }
   std::vector<TreeNode<PlacedDevice>> roots;
   for (const Port& port : tree.ports) roots.push_back(port.node);
   TreeListing().PrintTree(roots, listing);
   PrintUnreadable(views);
+  return ExitStatus::kDone;
 }
 
 }  // namespace
 
-void AddTreeCommand(CLI::App& app, const Options& options) {
+void AddTreeCommand(CLI::App& app, Invocation& invocation) {
   CLI::App* command = app.add_subcommand(
       "tree", "Show the configured machine: ports, changers with their reserved drives, RAIDs");
   const auto listing = std::make_shared<ListingOptions>();
   AddListingOptions(*command, *listing, TreeListing().Infos());
-  command->callback([&options, listing] { PrintTree(options, *listing); });
+  OnCommand(command, invocation,
+            [&invocation, listing] { return PrintTree(invocation.options, *listing); });
 }
 
 }  // namespace devprep::tool

@@ -15,9 +15,10 @@ struct Error {
   std::string file = {};  // that the message is about; empty: none
   std::size_t line = 0;   // of that file, from 1; 0: the file as a whole
   int system_error = 0;   // the errno behind it; 0: none
+  std::string code = {};  // for programs, stable; empty: none
 
   // The same error as one of the file at path.
-  Error In(std::string path) const { return {message, std::move(path), line, system_error}; }
+  Error In(std::string path) const { return {message, std::move(path), line, system_error, code}; }
 
   // "FILE:LINE: MESSAGE", with what there is of it.
   std::string Text() const {

@@ -144,7 +144,7 @@ class IscsiTest(unittest.TestCase):
             run = self.run_tool("hardware", "--json", DEVPREP_ISCSI_CREDENTIALS=credentials,
                                 hardware=big)
             self.assertEqual(run.status, 0 if works else 1, run.err)
-            self.assertEqual("chmod 600" in run.err, not works)
+            self.assertEqual("chmod 600" in run.out, not works)
         # A process substitution, and a target that proves itself or fails to.
         self.library.prove_identity("big", "robot", "battery-staple")
         for proof, works in (("", True), ("robot\nbattery-staple\n", True),

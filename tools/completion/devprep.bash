@@ -22,8 +22,9 @@ _devprep() {
     raid)
       case $sub in
         '') options='create remove assign release level link --help' ;;
-        create) options='--level --help' ;;
-        assign) options='--strict --help' ;;
+        create) options='--level --force --help' ;;
+        assign) options='--strict --force --help' ;;
+        release | level | link) options='--force --help' ;;
         *) options='--help' ;;
       esac ;;
     registry)

@@ -14,7 +14,6 @@
 #include "platform/posix/registry_file.h"
 #include "platform/posix/replace_file.h"
 #include "platform/registry/registry_text.h"
-#include "session.h"
 
 namespace devprep::tool {
 namespace {
@@ -27,21 +26,22 @@ bool IsSameFile(const struct stat& file, int descriptor) {
   return fstat(descriptor, &open) == 0 && open.st_dev == file.st_dev && open.st_ino == file.st_ino;
 }
 
-// Throws Failure when the regular file that is there is nothing to be replaced in passing.
-void CheckReplaceable(const std::string& file_name, const struct stat& file) {
+// Fails when the regular file that is there is nothing to be replaced in passing.
+Result<> CheckReplaceable(const std::string& file_name, const struct stat& file) {
   const Result<FileHandle> registry = OpenFile(RegistryFilePath(), O_RDONLY);
   if (registry && IsSameFile(file, registry->Get())) {
-    throw Failure(file_name + ": this is the registry in use; --force replaces it all the same");
+    return Error{"this is the registry in use; --force replaces it all the same", file_name};
   }
-  if (file.st_size == 0) return;
+  if (file.st_size == 0) return {};
   const Result<FileHandle> old = OpenFile(file_name, O_RDONLY);
-  if (!old) throw Failure(old.Failure().Text());
+  if (!old) return old.Failure();
   std::array<char, kHeadSize> head{};
   const ssize_t size = read(old->Get(), head.data(), head.size());
   if (!IsRegistryText({head.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))})) {
-    throw Failure(file_name +
-                  ": this is no export and no capture; --force replaces it all the same");
+    return Error{"this is neither an export nor a capture; --force replaces it all the same",
+                 file_name};
   }
+  return {};
 }
 
 }  // namespace
@@ -76,7 +76,7 @@ UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked) {
   return answers;
 }
 
-bool SaveFile(const std::string& file_name, const std::string& text, bool force) {
+Result<bool> SaveFile(const std::string& file_name, const std::string& text, bool force) {
   const Result<struct stat> there = StatusOf(file_name);
   if (file_name == "-" || (there && IsSameFile(*there, STDOUT_FILENO))) {
     std::cout << text;
@@ -86,12 +86,14 @@ bool SaveFile(const std::string& file_name, const std::string& text, bool force)
     Result<FileHandle> file = OpenFile(file_name, O_WRONLY | O_NOCTTY);
     Result<> written = file ? WriteAll(*file, text) : file.Failure();
     if (written) written = CloseFile(*std::move(file));
-    if (!written) throw Failure(written.Failure().In(file_name).Text());
+    if (!written) return written.Failure().In(file_name);
     return false;
   }
-  if (there && !force) CheckReplaceable(file_name, *there);
+  if (there && !force) {
+    if (const Result<> fit = CheckReplaceable(file_name, *there); !fit) return fit.Failure();
+  }
   if (const Result<> replaced = ReplaceFile(FollowLinks(file_name), text); !replaced) {
-    throw Failure(replaced.Failure().Text());
+    return replaced.Failure();
   }
   return false;
 }

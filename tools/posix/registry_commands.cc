@@ -10,6 +10,7 @@
 #include "platform/posix/file_ops.h"
 #include "platform/posix/process_registry.h"
 #include "platform/registry/registry_text.h"
+#include "report.h"
 
 namespace devprep::tool {
 namespace {
@@ -22,15 +23,18 @@ std::string FullPath(std::string key) {
   return top.append("\\").append(key);
 }
 
-void Show(const Options& options, const std::string& key) {
+Result<ExitStatus> Show(const Options& options, const std::string& key) {
   std::string text;
-  InSession(options, Needs::kRegistry, [&] {
+  const Result<> shown = InSession(options, Needs::kRegistry, [&]() -> Result<> {
     const std::string path = FullPath(key);
     const auto found = FindPath(RegistryRoot(), path);
-    if (found == nullptr) throw Failure("there is no key " + path);
+    if (found == nullptr) return Error{"there is no key " + path};
     text = WriteKeyText(path, *found);
+    return {};
   });
+  if (!shown) return shown.Failure();
   std::cout << text.substr(text.find_first_not_of('\n'));
+  return ExitStatus::kDone;
 }
 
 // How much a text brings.
@@ -45,55 +49,67 @@ void CountContents(const RegistryKey& key, Contents& contents) {
   for (const auto& child : key.Children()) CountContents(*child, contents);
 }
 
-void Import(const Options& options, const std::string& file_name) {
+Result<ExitStatus> Import(const Options& options, const std::string& file_name) {
   const Result<std::string> text = ReadFile(file_name == "-" ? "/dev/stdin" : file_name);
-  if (!text) throw Failure(text.Failure().Text());
+  if (!text) return text.Failure();
   // Read it by itself first: what cannot be read whole is not imported in part.
   RegistryKey scratch("");
   if (const Result<> read = ReadRegistryText(*text, scratch); !read) {
-    throw Failure(read.Failure().In(file_name).Text());
+    return read.Failure().In(file_name);
   }
   const auto machine = scratch.FindChild(kLocalMachineName);
   const bool with_hardware = machine != nullptr && machine->RemoveChild(kHardwareKey);
   Contents contents;
   for (const auto& top : scratch.Children()) CountContents(*top, contents);
-  InSession(options, Needs::kRegistryToChange, [&] {
+  const Result<> imported = InSession(options, Needs::kRegistryToChange, [&]() -> Result<> {
     const auto root = RegistryRootForChange();
-    if (root == nullptr) throw Failure("");
+    if (root == nullptr) return TakeReportedError("the registry may not be written");
     if (const Result<> added = ReadRegistryText(*text, *root); !added) {
-      throw Failure(added.Failure().In(file_name).Text());
+      return added.Failure().In(file_name);
     }
     root->FindOrAddChild(kLocalMachineName)->RemoveChild(kHardwareKey);
+    return {};
   });
+  if (!imported) return imported.Failure();
   std::cout << file_name << " imported: " << Count(contents.keys, "key") << ", "
             << Count(contents.values, "value") << ".\n";
   if (with_hardware) {
     std::cout << "Its branch HARDWARE was left out: hardware is chosen with --hardware.\n";
   }
+  return ExitStatus::kDone;
 }
 
-void Export(const Options& options, const std::string& file_name, bool force) {
+Result<ExitStatus> Export(const Options& options, const std::string& file_name, bool force) {
   std::string text;
-  InSession(options, Needs::kRegistry, [&] { text = WriteRegistryText(*RegistryRoot()); });
-  if (SaveFile(file_name, text, force)) return;
+  const Result<> read = InSession(options, Needs::kRegistry, [&]() -> Result<> {
+    text = WriteRegistryText(*RegistryRoot());
+    return {};
+  });
+  if (!read) return read.Failure();
+  const Result<bool> saved = SaveFile(file_name, text, force);
+  if (!saved) return saved.Failure();
+  if (*saved) return ExitStatus::kDone;
   std::cout << "The registry was written to " << file_name << ".\n";
+  return ExitStatus::kDone;
 }
 
 }  // namespace
 
-void AddRegistryCommands(CLI::App& app, const Options& options) {
+void AddRegistryCommands(CLI::App& app, Invocation& invocation) {
   CLI::App* registry = app.add_subcommand("registry", "Show, import and export the registry");
   registry->require_subcommand(1);
   const auto argument = std::make_shared<std::string>();
   CLI::App* show = registry->add_subcommand("show", "Print a key and all below it");
   show->add_option("key", *argument, "Key, such as SOFTWARE\\Tamberline (all)")->option_text("KEY");
-  show->callback([&options, argument] { Show(options, *argument); });
+  OnCommand(show, invocation,
+            [&invocation, argument] { return Show(invocation.options, *argument); });
   CLI::App* import_command = registry->add_subcommand(
       "import", "Add what a registry editor's file holds (REGEDIT4 or version 5.00)");
   import_command->add_option("file", *argument, "File to read; - for standard input")
       ->required()
       ->option_text("FILE");
-  import_command->callback([&options, argument] { Import(options, *argument); });
+  OnCommand(import_command, invocation,
+            [&invocation, argument] { return Import(invocation.options, *argument); });
   CLI::App* export_command =
       registry->add_subcommand("export", "Write the whole registry to a file (REGEDIT4)");
   export_command->add_option("file", *argument, "File to write; - for standard output")
@@ -101,7 +117,9 @@ void AddRegistryCommands(CLI::App& app, const Options& options) {
       ->option_text("FILE");
   const auto force = std::make_shared<bool>(false);
   export_command->add_flag("--force", *force, "Replace whatever file is there");
-  export_command->callback([&options, argument, force] { Export(options, *argument, *force); });
-}  // namespace devprep::tool
+  OnCommand(export_command, invocation, [&invocation, argument, force] {
+    return Export(invocation.options, *argument, *force);
+  });
+}
 
 }  // namespace devprep::tool

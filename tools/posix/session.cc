@@ -1,6 +1,7 @@
 #include "session.h"
 
 #include <cstdlib>
+#include <utility>
 
 #include "entry/library.h"
 #include "platform/hardware/inquiry_source.h"
@@ -9,32 +10,50 @@
 #include "platform/posix/registry_file.h"
 #include "platform/registry.h"
 #include "posix/progress.h"
+#include "report.h"
 
 namespace devprep::tool {
 namespace {
 
-// Ends the transaction, whatever happens in it. What fails half-way changes nothing.
+bool stored_something = false;
+
+// A transaction that is stored at its end, or one that is only tried. What fails half-way changes
+// nothing.
 class Transaction {
  public:
-  Transaction() { RegistryBegin(); }
+  explicit Transaction(bool to_change) : to_change_(to_change) {
+    if (to_change) RegistryBegin();
+    open_ = to_change || RegistryBeginTrial();
+  }
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
   ~Transaction() {
-    if (open_) RegistryAbandon();
+    if (!open_) return;
+    if (to_change_)
+      RegistryAbandon();
+    else
+      RegistryEndTrial();
   }
-  void Commit() {
+  bool Open() const { return open_ && RegistryReadable(); }
+  Result<> Commit() {
+    if (!to_change_) return {};
     open_ = false;
-    if (!RegistryCommit()) throw Failure("");  // it has said why
+    const bool changed = RegistryChanged();
+    if (!RegistryCommit()) return TakeReportedError("nothing was changed");
+    stored_something = stored_something || changed;
+    return {};
   }
 
  private:
-  bool open_ = true;
+  bool to_change_;
+  bool open_ = false;
 };
 
-void Choose(const char* variable, const std::string& value) {
+Result<> Choose(const char* variable, const std::string& value) {
   if (!value.empty() && setenv(variable, value.c_str(), 1) != 0) {
-    throw Failure(std::string("cannot set ") + variable);
+    return Error{std::string("cannot set ") + variable};
   }
+  return {};
 }
 
 }  // namespace
@@ -44,26 +63,34 @@ std::string CheckTimeLimit(const std::string& text) {
   return limit ? "" : limit.Failure().message;
 }
 
-void InSession(const Options& options, Needs needs, const std::function<void()>& work) {
-  Choose(kRegistryVariable, options.registry);
-  Choose(kHardwareVariable, options.hardware);
-  Choose(kTimeLimitVariable, options.timeout);
+Result<> InSession(const Options& options, Needs needs, const std::function<Result<>()>& work) {
+  for (const auto& [variable, value] : {std::pair{kRegistryVariable, options.registry},
+                                        std::pair{kHardwareVariable, options.hardware},
+                                        std::pair{kTimeLimitVariable, options.timeout}}) {
+    if (Result<> chosen = Choose(variable, value); !chosen) return chosen;
+  }
+  const bool to_change =
+      needs == Needs::kRegistryToChange || needs == Needs::kConfigurationToChange;
+  const bool wants_engine =
+      needs == Needs::kConfiguration || needs == Needs::kConfigurationToChange;
+  const bool wants_hardware = wants_engine || needs == Needs::kHardware;
   ShowProgress();
-  Transaction transaction;
-  if (!RegistryReadable()) throw Failure("");
-  if (needs != Needs::kRegistry && needs != Needs::kHardware && !RegistryWritable()) {
-    throw Failure(RegistryFilePath() +
-                  ": may not be written, and the tape engine's keys open only with full access");
+  const LogRedirection redirection;
+  Transaction transaction(to_change);
+  if (!transaction.Open()) return TakeReportedError("the registry cannot be read");
+  if (to_change && !RegistryWritable()) return Error{"may not be written", RegistryFilePath()};
+  if (wants_hardware && CurrentHardware() == nullptr) {
+    return TakeReportedError("the hardware cannot be reached");
   }
-  const bool wants_hardware = needs == Needs::kHardware || needs == Needs::kEngineAndHardware;
-  if (wants_hardware && CurrentHardware() == nullptr) throw Failure("");
-  if (needs == Needs::kEngine || needs == Needs::kEngineAndHardware) {
-    DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
-  }
-  work();
+  if (wants_engine) DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
+  if (Result<> done = work(); !done) return done;
   // Half a machine is no answer to what the command is for, even where nothing is to be stored.
-  if (wants_hardware && HardwareLost()) throw Failure("nothing was changed");
-  transaction.Commit();
+  if (wants_hardware && HardwareLost()) {
+    return TakeReportedError("the hardware was lost; nothing was changed");
+  }
+  return transaction.Commit();
 }
+
+bool StoredSomething() { return stored_something; }
 
 }  // namespace devprep::tool

@@ -13,7 +13,6 @@
 #include "platform/registry.h"
 #include "platform/registry/registry_text.h"
 #include "platform/windows/registry_tree.h"
-#include "session.h"
 
 namespace devprep::tool {
 namespace {
@@ -76,7 +75,7 @@ UnitAnswers AskUnit(const ScsiAddress& unit, Asked /*asked*/) {
   return answers;
 }
 
-bool SaveFile(const std::string& file_name, const std::string& text, bool force) {
+Result<bool> SaveFile(const std::string& file_name, const std::string& text, bool force) {
   if (file_name == "-") {
     std::cout << text;
     return true;
@@ -89,8 +88,8 @@ bool SaveFile(const std::string& file_name, const std::string& text, bool force)
     old.read(head.data(), static_cast<std::streamsize>(head.size()));
     head.resize(static_cast<std::size_t>(old.gcount()));
     if (!IsRegistryText(head)) {
-      throw Failure(file_name +
-                    ": this is no export and no capture; --force replaces it all the same");
+      return Error{"this is neither an export nor a capture; --force replaces it all the same",
+                   file_name};
     }
   }
   const std::string written = file_name + ".devprep-new";
@@ -102,7 +101,7 @@ bool SaveFile(const std::string& file_name, const std::string& text, bool force)
   if (file && !error) return false;
   std::error_code ignored;
   std::filesystem::remove(written, ignored);
-  throw Failure(file_name + ": cannot be written" + (error ? ": " + error.message() : ""));
+  return Error{"cannot be written" + (error ? ": " + error.message() : ""), file_name};
 }
 
 }  // namespace devprep::tool

@@ -1,26 +1,43 @@
 #include "session.h"
 
 #include "entry/library.h"
+#include "platform/registry.h"
+#include "report.h"
 
 namespace devprep::tool {
+namespace {
+
+bool stored_something = false;
+
+}  // namespace
 
 std::string CheckTimeLimit(const std::string& /*text*/) { return {}; }
 
 // The registry and the devices are the machine's own: there is nothing to choose, and each registry
 // call stands for itself.
-void InSession(const Options& options, Needs /*needs*/, const std::function<void()>& work) {
+Result<> InSession(const Options& options, Needs needs, const std::function<Result<>()>& work) {
   if (!options.registry.empty()) {
-    throw Failure("--registry is not for Windows, where the registry is the machine's own");
+    return Error{"--registry is not for Windows, where the registry is the machine's own"};
   }
   if (!options.hardware.empty()) {
-    throw Failure("--hardware is not for Windows, where the devices are the machine's own");
+    return Error{"--hardware is not for Windows, where the devices are the machine's own"};
   }
   if (!options.timeout.empty()) {
-    throw Failure(
-        "--timeout is not for Windows, where the devices' driver has time limits of its own");
+    return Error{
+        "--timeout is not for Windows, where the devices' driver has time limits of its own"};
+  }
+  const LogRedirection redirection;
+  if (needs == Needs::kConfiguration && !RegistryBeginTrial()) {
+    return TakeReportedError("the registry cannot be copied");
   }
   DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
-  work();
+  Result<> done = work();
+  if (needs == Needs::kConfiguration) RegistryEndTrial();
+  if (!done) return done;
+  stored_something = stored_something || needs == Needs::kConfigurationToChange;
+  return {};
 }
+
+bool StoredSomething() { return stored_something; }
 
 }  // namespace devprep::tool

@@ -190,6 +190,8 @@ void RegistryAbandon() { TheRegistry().Abandon(); }
 bool RegistryBeginTrial() { return TheRegistry().BeginTrial(); }
 void RegistryEndTrial() { TheRegistry().EndTrial(); }
 
+bool RegistryChanged() { return TheRegistry().File().Changed(); }
+
 bool RegistryReadable() { return TheRegistry().Status() == ERROR_SUCCESS; }
 bool RegistryWritable() { return TheRegistry().File().Writable(); }
 

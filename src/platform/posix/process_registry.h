@@ -25,6 +25,9 @@ std::shared_ptr<RegistryKey> RegistryRootForChange();
 // Ends a transaction as RegistryCommit does, but forgets what was changed.
 void RegistryAbandon();
 
+// Within a transaction: whether something would be stored at its end.
+bool RegistryChanged();
+
 // Within a transaction: whether the file could be read, may be written, and whether the machine's
 // hardware could be had when it was asked for. What fails has been reported.
 bool RegistryReadable();

@@ -1,0 +1,47 @@
+// What the tool reports beside a listing: errors, and the messages of the library. On a terminal
+// they are lines on standard error; with --json they are part of the JSON on standard output.
+#ifndef DEVPREP_TOOLS_REPORT_H_
+#define DEVPREP_TOOLS_REPORT_H_
+
+#include <string>
+
+#include "output.h"
+#include "platform/result.h"
+
+namespace devprep::tool {
+
+// Takes over the messages of the library. Errors are kept for TakeReportedError; warnings and notes
+// are printed at once, or kept for the JSON.
+void StartReport(bool json);
+
+// Whether JSON is printed.
+bool ReportsJson();
+
+// Adds a warning of the tool's own to the JSON: code is stable, units may be empty.
+void AddJsonWarning(const char* code, const std::string& text, Json members = Json::object());
+
+// The error that the library reported last, which then counts as told. When there is none, an error
+// that says otherwise.
+Error TakeReportedError(const char* otherwise);
+
+// Prints what is kept: the errors that no command took, and in JSON the warnings.
+void PrintJson(const Json& members);
+void PrintError(const Error& error);
+void PrintKeptMessages();
+
+// As long as it lives, what is written to standard output goes to standard error where JSON is
+// printed: the library's log prints its lines there.
+class LogRedirection {
+ public:
+  LogRedirection();
+  ~LogRedirection();
+  LogRedirection(const LogRedirection&) = delete;
+  LogRedirection& operator=(const LogRedirection&) = delete;
+
+ private:
+  int saved_ = -1;
+};
+
+}  // namespace devprep::tool
+
+#endif  // DEVPREP_TOOLS_REPORT_H_
