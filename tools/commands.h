@@ -28,6 +28,7 @@ inline void OnCommand(CLI::App* app, Invocation& invocation, Command command) {
 }
 
 void AddConfigureCommand(CLI::App& app, Invocation& invocation);
+void AddCheckCommand(CLI::App& app, Invocation& invocation);
 void AddDevicesCommand(CLI::App& app, Invocation& invocation);
 void AddTreeCommand(CLI::App& app, Invocation& invocation);
 void AddHardwareCommand(CLI::App& app, Invocation& invocation);

@@ -1,7 +1,5 @@
-// devprep configure: runs the configuration pass and tells what became of everything.
+// devprep plan and devprep configure: what the configuration pass would do, and doing it.
 #include <algorithm>
-#include <array>
-#include <cstddef>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -9,383 +7,407 @@
 #include <vector>
 
 #include "commands.h"
+#include "danger_text.h"
 #include "discovery/scsi_map.h"
 #include "discovery/scsi_probe.h"
 #include "entry/library.h"
 #include "listing.h"
-#include "output.h"
+#include "outcome_report.h"
+#include "plan_file.h"
 #include "platform/messages.h"
+#include "question.h"
 #include "reconfig/outcome.h"
-#include "records/group_record.h"
-#include "records/raid_records.h"
 #include "report.h"
-#include "store/registry_store.h"
 #include "words.h"
 
 namespace devprep::tool {
 namespace {
 
-struct DeviceLine {
-  std::optional<std::uint16_t> old_number;
-  std::optional<std::uint16_t> new_number;
-  std::string old_address;
-  std::string new_address;
-  std::uint16_t type = 0;
-  std::string description;
-  std::string outcome;
-  MatchCriterion recognised_by = MatchCriterion::kNone;
+struct Choices {
+  bool json = false;
+  bool follow_identity = false;
+  bool yes = false;
+  bool dry_run = false;
+  std::string accept;     // codes, separated by commas
+  std::string plan_file;  // to save or to apply
+  bool why = false;
+  std::optional<std::uint16_t> why_device;
 };
 
-using Members = std::vector<MemberOutcome>;
-
-struct GroupLine {
-  std::uint16_t number = 0;
-  std::string name;
-  std::uint16_t kind = kGroupNone;
-  std::string outcome;
-  Members members;  // of a changer group the changer
+struct PassResult {
+  OutcomeReport report;
+  PlanBasis basis;
 };
 
-struct RaidLine {
-  std::uint16_t number = 0;
-  std::string outcome;
-  Members tapes;
-  Members changers;
-};
-
-// The drives reserved to a changer that is still there.
-struct ReservationLine {
-  MemberOutcome changer;
-  std::string outcome;
-  Members drives;
-};
-
-struct Report {
-  std::vector<DeviceLine> devices;
-  std::vector<ReservationLine> reservations;
-  std::vector<GroupLine> groups;
-  std::vector<RaidLine> raids;
-};
-
-const char* ChangeName(Change change) {
-  switch (change) {
-    case Change::kKept:
-      return "kept";
-    case Change::kMoved:
-      return "moved";
-    case Change::kMerged:
-      return "merged";
-    case Change::kGone:
-      break;
+// The pass within a session, with its dangers judged.
+Result<PassResult> RunPass(bool follow_identity) {
+  if (SimKeyExists()) {
+    return Error{
+        "the key Sim under the tape engine key blocks the rebuild; devices and groups stay as they "
+        "are"};
   }
-  return "gone";
-}
-
-DeviceLine Describe(const DeviceRecord& found) {
-  DeviceLine line;
-  line.new_number = found.Number;
-  line.new_address = AddressText(found.Address);
-  line.type = found.Type;
-  line.description = CleanText(found.Description, sizeof found.Description);
-  line.outcome = "new";
-  return line;
-}
-
-// In the order of the new numbers; devices that are gone come last.
-std::vector<DeviceLine> DeviceLines() {
-  std::vector<DeviceLine> lines;
-  for (std::uint16_t n = 0; n < FoundDeviceCount; ++n) {
-    bool known = false;
-    for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
-      const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
-      if (device.NewNumber != n) continue;
-      known = true;
-      DeviceLine line = Describe(FoundDevices[n]);
-      line.old_number = k;
-      line.old_address = AddressText(device.Old.Address);
-      line.recognised_by = device.RecognisedBy;
-      line.outcome = ChangeName(device.Became);
-      lines.push_back(std::move(line));
-    }
-    if (!known) lines.push_back(Describe(FoundDevices[n]));
-  }
-  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
-    const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
-    if (device.NewNumber != kDeviceGone) continue;
-    const bool readable = device.ReadStatus == kStatusOk;
-    lines.push_back({k, std::nullopt, AddressText(device.Old.Address), "", device.Old.Type,
-                     readable ? CleanText(device.StoredDescription, sizeof device.StoredDescription)
-                              : "(record could not be read)",
-                     ChangeName(device.Became), MatchCriterion::kNone});
-  }
-  return lines;
-}
-
-// What became of a whole list of members.
-std::string ListOutcome(const Members& members) {
-  const auto became = [&members](Change change) {
-    return std::count_if(members.begin(), members.end(),
-                         [change](const MemberOutcome& member) { return member.Became == change; });
-  };
-  if (became(Change::kGone) != 0) return "members_lost";
-  return became(Change::kMoved) == 0 ? "kept" : "renumbered";
-}
-
-std::vector<ReservationLine> ReservationLines() {
-  std::vector<ReservationLine> lines;
-  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
-    const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
-    if (device.Old.ReservedDriveCount == 0 || !device.ReservationsCarried) continue;
-    ReservationLine line;
-    line.changer = {k, device.NewNumber, device.RecognisedBy, device.Became};
-    line.drives = {device.ReservedDrives, device.ReservedDrives + device.Old.ReservedDriveCount};
-    line.outcome = ListOutcome(line.drives);
-    lines.push_back(std::move(line));
-  }
-  return lines;
-}
-
-std::vector<GroupLine> GroupLines() {
-  std::vector<GroupLine> lines;
-  for (std::uint16_t i = 0; i < LastPass.OldGroupCount; ++i) {
-    const GroupOutcome& group = LastPass.Groups[i];
-    GroupLine line;
-    line.number = i;
-    line.name = CleanText(group.Name, sizeof group.Name);
-    line.kind = group.OldKind;
-    line.members = {group.Members, group.Members + group.MemberCount};
-    line.outcome = group.NewKind != group.OldKind ? "emptied" : ListOutcome(line.members);
-    lines.push_back(std::move(line));
-  }
-  return lines;
-}
-
-std::vector<RaidLine> RaidLines() {
-  std::vector<RaidLine> lines;
-  for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
-    const RaidOutcome& raid = LastPass.Raids[n];
-    if (!raid.Read) continue;
-    RaidLine line;
-    line.number = n;
-    line.tapes = {raid.Tapes, raid.Tapes + raid.Old.TapeCount};
-    line.changers = {raid.Changers, raid.Changers + raid.Old.ChangerCount};
-    Members all = line.tapes;
-    all.insert(all.end(), line.changers.begin(), line.changers.end());
-    line.outcome = ListOutcome(all);
-    lines.push_back(std::move(line));
-  }
-  return lines;
-}
-
-Value MemberValue(const MemberOutcome& member) {
-  const bool gone = member.NewNumber == kDeviceGone;
-  std::string text = std::to_string(member.OldNumber);
-  if (gone) {
-    text += " gone";
-  } else if (member.NewNumber != member.OldNumber) {
-    text.append(" -> ").append(std::to_string(member.NewNumber));
-  }
-  return Value::Record({{"old_number", member.OldNumber},
-                        {"new_number", gone ? Json(nullptr) : Json(member.NewNumber)}},
-                       text);
-}
-
-Value MembersValue(const Members& members) {
-  std::vector<Value> values;
-  for (const MemberOutcome& member : members) values.push_back(MemberValue(member));
-  return Value::List(values);
-}
-
-std::uint16_t CountLost(const Members& members) {
-  return static_cast<std::uint16_t>(
-      std::count_if(members.begin(), members.end(),
-                    [](const MemberOutcome& member) { return member.NewNumber == kDeviceGone; }));
-}
-
-Value OutcomeValue(const std::string& outcome) {
-  return Value::Name({outcome, outcome == "members_lost" ? "members lost" : outcome});
-}
-
-Colour ColourOf(const std::string& outcome) {
-  if (outcome == "kept") return Colour::kPlain;
-  if (outcome == "new") return Colour::kGood;
-  return outcome == "moved" || outcome == "renumbered" ? Colour::kChanged : Colour::kBad;
-}
-
-template <typename Item>
-Colour OutcomeColour(const Item& item) {
-  return ColourOf(item.outcome);
-}
-
-Value OldOrNewNumber(const std::optional<std::uint16_t>& number) {
-  return number ? Value::Number(*number) : Value::Absent();
-}
-
-template <typename Item>
-Column<Item> OutcomeColumn() {
-  return {TextColumn("outcome", "Outcome", "what became of it", Importance::kKey),
-          [](const Item& item) { return OutcomeValue(item.outcome); }};
-}
-
-const Listing<DeviceLine>& DeviceOutcomeListing() {
-  using enum Importance;
-  static const Listing<DeviceLine> listing(
-      {{NumberColumn("old_number", "Old", "device number before", kKey),
-        [](const DeviceLine& d) { return OldOrNewNumber(d.old_number); }},
-       {NumberColumn("new_number", "New", "device number now", kKey),
-        [](const DeviceLine& d) { return OldOrNewNumber(d.new_number); }},
-       OutcomeColumn<DeviceLine>(),
-       {TextColumn("old_address", "Old address", "port:bus:target:lun before"),
-        [](const DeviceLine& d) { return Value::Text(d.old_address); }},
-       {TextColumn("new_address", "New address", "port:bus:target:lun now", kKey),
-        [](const DeviceLine& d) { return Value::Text(d.new_address); }},
-       {TextColumn("type", "Type", "device type"),
-        [](const DeviceLine& d) { return Value::Name(TypeName(d.type)); }},
-       {WrappingColumn("description", "Description", "vendor, product and revision"),
-        [](const DeviceLine& d) { return Value::Text(d.description); }},
-       {TextColumn("recognised_by", "Recognised by", "what the device was recognised by"),
-        [](const DeviceLine& d) { return Value::Name(CriterionName(d.recognised_by)); }}},
-      OutcomeColour<DeviceLine>);
-  return listing;
-}
-
-const Listing<ReservationLine>& ReservationListing() {
-  static const Listing<ReservationLine> listing(
-      {{TextColumn("changer", "Changer", "device number before and now", Importance::kKey),
-        [](const ReservationLine& r) { return MemberValue(r.changer); }},
-       OutcomeColumn<ReservationLine>(),
-       {NumberColumn("lost", "Lost", "how many drives are gone"),
-        [](const ReservationLine& r) { return Value::Number(CountLost(r.drives)); }},
-       {WrappingColumn("drives", "Reserved drives", "its drives"),
-        [](const ReservationLine& r) { return MembersValue(r.drives); }}},
-      OutcomeColour<ReservationLine>);
-  return listing;
-}
-
-const Listing<GroupLine>& GroupListing() {
-  static const Listing<GroupLine> listing(
-      {{NumberColumn("number", "Group", "group number", Importance::kKey),
-        [](const GroupLine& g) { return Value::Number(g.number); }},
-       {TextColumn("name", "Name", "name of the group"),
-        [](const GroupLine& g) { return Value::Text(g.name); }},
-       {TextColumn("kind", "Kind", "kind of the group"),
-        [](const GroupLine& g) { return Value::Name(GroupKindName(g.kind)); }},
-       OutcomeColumn<GroupLine>(),
-       {NumberColumn("lost", "Lost", "how many members are gone"),
-        [](const GroupLine& g) { return Value::Number(CountLost(g.members)); }},
-       {WrappingColumn("members", "Members", "its members"),
-        [](const GroupLine& g) { return MembersValue(g.members); }}},
-      OutcomeColour<GroupLine>);
-  return listing;
-}
-
-const Listing<RaidLine>& RaidOutcomeListing() {
-  static const Listing<RaidLine> listing(
-      {{NumberColumn("number", "RAID", "RAID number", Importance::kKey),
-        [](const RaidLine& r) { return Value::Number(r.number); }},
-       OutcomeColumn<RaidLine>(),
-       {NumberColumn("lost", "Lost", "how many members are gone"),
-        [](const RaidLine& r) {
-          return Value::Number(CountLost(r.tapes) + CountLost(r.changers));
-        }},
-       {WrappingColumn("tapes", "Tapes", "its drives"),
-        [](const RaidLine& r) { return MembersValue(r.tapes); }},
-       {WrappingColumn("changers", "Changers", "its changers"),
-        [](const RaidLine& r) { return MembersValue(r.changers); }}},
-      OutcomeColour<RaidLine>);
-  return listing;
-}
-
-std::size_t CountOutcome(const Report& report, const char* outcome) {
-  return static_cast<std::size_t>(
-      std::count_if(report.devices.begin(), report.devices.end(),
-                    [outcome](const DeviceLine& device) { return device.outcome == outcome; }));
-}
-
-// What deserves a look: the pass keeps to its rules, but cannot know what was meant.
-void PrintDoubts(const std::vector<DeviceLine>& devices) {
-  std::size_t by_name = 0;
-  for (std::size_t i = 0; i < devices.size(); ++i) {
-    if (devices[i].recognised_by == MatchCriterion::kName) ++by_name;
-    if (i == 0 || !devices[i].new_number || devices[i].new_number != devices[i - 1].new_number) {
-      continue;
-    }
-    std::cout << "\nOld devices " << *devices[i - 1].old_number << " and " << *devices[i].old_number
-              << " were both recognised in device " << *devices[i].new_number
-              << ", which has the settings of both. Check it.\n";
-  }
-  if (by_name != 0) {
-    std::cout << "\nRecognised by name alone: " << Count(by_name, "device")
-              << ". Where several alike are attached, check that each number is the drive you "
-                 "expect.\n";
-  }
-}
-
-template <typename Item>
-void PrintBelow(const Listing<Item>& listing, const std::vector<Item>& items,
-                const ListingOptions& options) {
-  if (items.empty()) return;
-  std::cout << '\n';
-  listing.Print(items, options);
-}
-
-void PrintText(const Report& report) {
-  const ListingOptions listing;
-  std::cout << Count(FoundDeviceCount, "device") << " found, " << CountOutcome(report, "new")
-            << " new. Of " << Count(LastPass.OldDeviceCount, "old device") << ", "
-            << CountOutcome(report, "kept") << " kept, " << CountOutcome(report, "moved")
-            << " moved, " << CountOutcome(report, "gone") << " gone.\n\n";
-  DeviceOutcomeListing().Print(report.devices, listing);
-  PrintBelow(ReservationListing(), report.reservations, listing);
-  PrintBelow(GroupListing(), report.groups, listing);
-  PrintBelow(RaidOutcomeListing(), report.raids, listing);
-  PrintDoubts(report.devices);
-}
-
-void PrintReportJson(const Report& report, const ListingOptions& listing) {
-  PrintJson({{"devices", DeviceOutcomeListing().AsJson(report.devices, listing)},
-             {"reserved_drives", ReservationListing().AsJson(report.reservations, listing)},
-             {"groups", GroupListing().AsJson(report.groups, listing)},
-             {"raids", RaidOutcomeListing().AsJson(report.raids, listing)},
-             {"units_left_out", ScsiMap.LeftOut}});
-}
-
-Result<ExitStatus> Configure(const Options& options, bool json) {
-  Report report;
-  const Result<> done = InSession(options, Needs::kConfigurationToChange, [&]() -> Result<> {
-    if (SimKeyExists()) {
-      return Error{
-          "the key Sim under the tape engine key blocks the rebuild; devices and groups stay as "
-          "they are"};
-    }
-    ::SetUpInitTapesvrConfig();
-    report = {DeviceLines(), ReservationLines(), GroupLines(), RaidLines()};
-    return {};
-  });
-  if (!done) return done.Failure();
+  PassResult result;
+  result.basis.registry = RegistryDigests();
+  RunConfigurationPass({.FollowIdentity = follow_identity});
+  result.basis.hardware = HardwareDigests();
+  result.report = ReadOutcome();
   if (ScsiMap.LeftOut != 0) {
     ReportMessage(Severity::kNote, Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit") +
                                        " beyond the first " + std::to_string(kMaxScsiMapEntries) +
                                        " of the device map left out");
   }
-  if (json)
-    PrintReportJson(report, {});
-  else
-    PrintText(report);
+  return result;
+}
+
+Result<std::vector<std::string>> ParseAccepted(const std::string& text) {
+  std::vector<std::string> codes;
+  std::string rest = text;
+  while (!rest.empty()) {
+    const std::size_t end = std::min(rest.find(','), rest.size());
+    codes.push_back(rest.substr(0, end));
+    rest.erase(0, end + 1);
+    if (!DangerNamed(codes.back())) {
+      return Error{"there is no danger '" + codes.back() + "': the codes are " + AllDangerNames()};
+    }
+  }
+  return codes;
+}
+
+// The codes of dangers that are refused and not accepted, each once.
+std::vector<std::string> Refused(const OutcomeReport& report,
+                                 const std::vector<std::string>& accepted) {
+  std::vector<std::string> codes;
+  for (const Danger& danger : report.dangers) {
+    const std::string code = DangerName(danger.Code);
+    const auto known = [&code](const std::vector<std::string>& list) {
+      return std::find(list.begin(), list.end(), code) != list.end();
+    };
+    if (danger.Refused && !known(accepted) && !known(codes)) codes.push_back(code);
+  }
+  return codes;
+}
+
+std::string Joined(const std::vector<std::string>& texts) {
+  std::string joined;
+  for (const std::string& text : texts) joined += (joined.empty() ? "" : ",") + text;
+  return joined;
+}
+
+bool IdentityWouldMend(const std::vector<std::string>& codes) {
+  return std::any_of(codes.begin(), codes.end(), [](const std::string& code) {
+    return code == DangerName(DangerCode::kCrossed) || code == DangerName(DangerCode::kMerged) ||
+           code == DangerName(DangerCode::kSplit) || code == DangerName(DangerCode::kReplaced);
+  });
+}
+
+// What --follow-identity would leave to refuse, found by trying it in a process of its own state.
+Result<std::vector<std::string>> RefusedWhenFollowing(const Options& options,
+                                                      const std::vector<std::string>& accepted) {
+  std::vector<std::string> codes;
+  ResetProcessState();
+  const Result<> done = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
+    Result<PassResult> pass = RunPass(true);
+    if (!pass) return pass.Failure();
+    codes = Refused(pass->report, accepted);
+    return {};
+  });
+  if (!done) return done.Failure();
+  return codes;
+}
+
+// How refused dangers can be got over.
+std::string Advice(const Options& options, const std::vector<std::string>& codes,
+                   const std::vector<std::string>& accepted, bool follow_identity) {
+  std::string advice;
+  if (!follow_identity && IdentityWouldMend(codes)) {
+    const auto left = RefusedWhenFollowing(options, accepted);
+    if (left && left->empty()) {
+      advice =
+          "With --follow-identity devices keep their numbers' settings and memberships by "
+          "serial number and World Wide ID, and nothing is refused: look at 'devprep plan "
+          "--follow-identity'.\n";
+    } else if (left) {
+      advice = "With --follow-identity there is still: " + Joined(*left) + ".\n";
+    }
+  }
+  return advice + "To go on all the same: --accept " + Joined(codes) + "\n";
+}
+
+struct WhyLine {
+  std::uint16_t old_number = 0;
+  std::uint16_t candidate = 0;
+  MatchWitness witness = {};
+  bool chosen = false;
+};
+
+Term VerdictName(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::kAgrees:
+      return {"agrees", "agrees"};
+    case Verdict::kDiffers:
+      return {"differs", "differs"};
+    case Verdict::kTaken:
+      return {"taken", "taken"};
+    case Verdict::kAbsent:
+      break;
+  }
+  return {"absent", "absent"};
+}
+
+Column<WhyLine> VerdictColumn(const char* name, const char* label, const char* about,
+                              Verdict MatchWitness::*verdict) {
+  return {TextColumn(name, label, about), [verdict](const WhyLine& line) {
+            return Value::Name(VerdictName(line.witness.*verdict));
+          }};
+}
+
+// The criteria stand in the order in which the pass tries them.
+const Listing<WhyLine>& WhyListing() {
+  static const Listing<WhyLine> listing(
+      {{NumberColumn("old_number", "Old", "device number before", Importance::kKey),
+        [](const WhyLine& line) { return Value::Number(line.old_number); }},
+       {NumberColumn("candidate", "Candidate", "device number now", Importance::kKey),
+        [](const WhyLine& line) { return Value::Number(line.candidate); }},
+       {TextColumn("address", "Address", "port:bus:target:lun now"),
+        [](const WhyLine& line) {
+          return Value::Text(AddressText(FoundDevices[line.candidate].Address));
+        }},
+       VerdictColumn("wwid_in_place", "WWID in place", "World Wide ID and name, port, bus and unit",
+                     &MatchWitness::WorldWideIdInPlace),
+       VerdictColumn("address_and_name", "Address and name", "whole address and name",
+                     &MatchWitness::Address),
+       VerdictColumn("serial_number", "Serial number", "serial number",
+                     &MatchWitness::SerialNumber),
+       VerdictColumn("wwid", "WWID", "World Wide ID and name, anywhere",
+                     &MatchWitness::WorldWideId),
+       VerdictColumn("name", "Name", "type and name alone", &MatchWitness::Name),
+       {TextColumn("decided", "Decided", "the criterion that chose it", Importance::kKey),
+        [](const WhyLine& line) {
+          if (!line.chosen) return Value::Absent();
+          return Value::Name(CriterionName(LastPass.OldDeviceMap[line.old_number].RecognisedBy));
+        }}},
+      [](const WhyLine& line) { return line.chosen ? Colour::kGood : Colour::kPlain; });
+  return listing;
+}
+
+// Of each old device the candidates of its type, and others that a criterion speaks for.
+std::vector<WhyLine> Why(const std::optional<std::uint16_t>& only) {
+  std::vector<WhyLine> lines;
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+    if (only && *only != k) continue;
+    const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
+    for (std::uint16_t n = 0; n < FoundDeviceCount; ++n) {
+      const MatchWitness witness = WitnessOldDevice(k, n);
+      const bool chosen = device.NewNumber == n;
+      if (FoundDevices[n].Type != device.Old.Type && !chosen &&
+          witness.Second == MatchCriterion::kNone) {
+        continue;
+      }
+      lines.push_back({k, n, witness, chosen});
+    }
+  }
+  return lines;
+}
+
+ExitStatus StatusOf(const OutcomeReport& report, const std::vector<std::string>& refused) {
+  if (!refused.empty()) return ExitStatus::kDangers;
+  return NothingChanged(report) ? ExitStatus::kDone : ExitStatus::kWouldChange;
+}
+
+Result<ExitStatus> Plan(const Options& options, const Choices& choices) {
+  const auto accepted = ParseAccepted(choices.accept);
+  if (!accepted) return accepted.Failure();
+  PassResult pass;
+  std::vector<WhyLine> why;
+  const Result<> done = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
+    Result<PassResult> run = RunPass(choices.follow_identity);
+    if (!run) return run.Failure();
+    pass = std::move(*run);
+    if (choices.why_device && *choices.why_device >= LastPass.OldDeviceCount) {
+      return Error{"device " + std::to_string(*choices.why_device) +
+                   " is not configured: there is nothing to explain"};
+    }
+    if (choices.why) why = Why(choices.why_device);
+    return {};
+  });
+  if (!done) return done.Failure();
+  const std::vector<std::string> refused = Refused(pass.report, *accepted);
+  const ExitStatus status = StatusOf(pass.report, refused);
+  Json json = OutcomeJson(pass.report);
+  if (!choices.plan_file.empty()) {
+    const Result<> saved =
+        SavePlan(choices.plan_file, {choices.follow_identity, *accepted, pass.basis}, json);
+    if (!saved) return saved.Failure();
+  }
+  if (choices.json) {
+    json["would_change"] = !NothingChanged(pass.report);
+    if (choices.why) json["why"] = WhyListing().AsJson(why, {});
+    PrintJson(json);
+    return status;
+  }
+  if (choices.why) {
+    WhyListing().Print(why, {});
+    return status;
+  }
+  PrintOutcome(pass.report);
+  if (NothingChanged(pass.report)) std::cout << "\nNothing would change.\n";
+  if (!refused.empty()) {
+    std::cout << "\n'devprep configure' would refuse this. "
+              << Advice(options, refused, *accepted, choices.follow_identity);
+  }
+  return status;
+}
+
+// What keeps the pass from being stored.
+struct Refusal {
+  std::vector<std::string> codes;
+  std::string difference;  // from the plan that it is to be
+  bool declined = false;
+  bool Any() const { return !codes.empty() || !difference.empty() || declined; }
+};
+
+// The pass in one session, stored unless it is refused.
+Result<> RunGuarded(const Options& options, Needs needs, bool follow_identity,
+                    const std::vector<std::string>& accepted, const PlanBasis* planned,
+                    PassResult& pass, Refusal& refusal) {
+  return InSession(options, needs, [&]() -> Result<> {
+    Result<PassResult> run = RunPass(follow_identity);
+    if (!run) return run.Failure();
+    pass = std::move(*run);
+    if (planned != nullptr) {
+      refusal.difference =
+          DifferenceText("the registry key", planned->registry, pass.basis.registry);
+      const std::string hardware =
+          DifferenceText("the unit", planned->hardware, pass.basis.hardware);
+      if (!refusal.difference.empty() && !hardware.empty()) refusal.difference += "; ";
+      refusal.difference += hardware;
+    }
+    refusal.codes = Refused(pass.report, accepted);
+    if (refusal.Any()) return Error{"refused"};
+    return {};
+  });
+}
+
+Result<ExitStatus> Refuse(const Options& options, const Choices& choices, const PassResult& pass,
+                          const Refusal& refusal, const std::vector<std::string>& accepted,
+                          bool follow_identity) {
+  if (!refusal.difference.empty()) {
+    Error error{
+        "not as planned: " + refusal.difference + " differs; nothing was changed. Plan anew",
+        choices.plan_file};
+    error.code = "not_as_planned";
+    return error;
+  }
+  if (choices.json) {
+    Json json = OutcomeJson(pass.report);
+    json["stored"] = false;
+    PrintJson(json);
+    return ExitStatus::kDangers;
+  }
+  PrintOutcome(pass.report);
+  std::cout.flush();
+  std::cerr << "devprep: refused, nothing was changed: " << Joined(refusal.codes) << '\n'
+            << Advice(options, refusal.codes, accepted, follow_identity);
+  return ExitStatus::kDangers;
+}
+
+Result<ExitStatus> Configure(const Options& options, const Choices& choices) {
+  if (choices.dry_run) return Plan(options, choices);
+  PlanFile plan;
+  if (!choices.plan_file.empty()) {
+    Result<PlanFile> read = ReadPlan(choices.plan_file);
+    if (!read) return read.Failure();
+    plan = std::move(*read);
+  }
+  const auto given = ParseAccepted(choices.accept);
+  if (!given) return given.Failure();
+  std::vector<std::string> accepted = plan.accepted;
+  accepted.insert(accepted.end(), given->begin(), given->end());
+  const bool follow_identity = choices.follow_identity || plan.follow_identity;
+  const PlanBasis* planned = choices.plan_file.empty() ? nullptr : &plan.basis;
+  PassResult pass;
+  Refusal refusal;
+  // Where a person is asked, the registry is not held while the person thinks; and where a session
+  // cannot be taken back, what is refused must be known before it begins.
+  const bool ask = !choices.yes && !choices.json && planned == nullptr && SomebodyIsThere();
+  PlanBasis shown;
+  if (ask || !kSessionsAreWhole) {
+    const Result<> tried = RunGuarded(options, Needs::kConfiguration, follow_identity, accepted,
+                                      planned, pass, refusal);
+    if (refusal.Any()) return Refuse(options, choices, pass, refusal, accepted, follow_identity);
+    if (!tried) return tried.Failure();
+    if (ask) {
+      PrintOutcome(pass.report);
+      if (NothingChanged(pass.report)) {
+        std::cout << "\nNothing changes.\n";
+        return ExitStatus::kDone;
+      }
+      if (!Confirm("\nStore this configuration?")) {
+        std::cout << "Nothing was changed.\n";
+        return ExitStatus::kWouldChange;
+      }
+    }
+    shown = pass.basis;
+    planned = &shown;
+    ResetProcessState();
+  }
+  const Result<> done = RunGuarded(options, Needs::kConfigurationToChange, follow_identity,
+                                   accepted, planned, pass, refusal);
+  if (refusal.Any()) return Refuse(options, choices, pass, refusal, accepted, follow_identity);
+  if (!done) return done.Failure();
+  if (choices.json) {
+    Json json = OutcomeJson(pass.report);
+    json["stored"] = true;
+    PrintJson(json);
+  } else if (ask) {
+    std::cout << "Stored.\n";
+  } else {
+    PrintOutcome(pass.report);
+  }
   return ExitStatus::kDone;
+}
+
+void AddCommonOptions(CLI::App* command, Choices* choices) {
+  command->add_flag("--json", choices->json, "Print JSON");
+  command->add_flag("--follow-identity", choices->follow_identity,
+                    "Keep each number's settings and memberships with its device, by serial number "
+                    "and World Wide ID, wherever the device went");
+  command
+      ->add_option("--accept", choices->accept,
+                   "Go on in spite of these dangers: " + AllDangerNames())
+      ->option_text("CODE[,CODE...]");
 }
 
 }  // namespace
 
 void AddConfigureCommand(CLI::App& app, Invocation& invocation) {
-  CLI::App* command = app.add_subcommand(
+  CLI::App* plan = app.add_subcommand(
+      "plan", "Show what 'configure' would do, with its dangers, and change nothing");
+  const auto planned = std::make_shared<Choices>();
+  AddCommonOptions(plan, planned.get());
+  plan->add_option("--save", planned->plan_file, "Write the plan for 'configure --plan'")
+      ->option_text("FILE");
+  plan->add_option("--why", planned->why_device,
+                   "Show what each criterion says of each candidate; of device N before alone")
+      ->option_text("[N]")
+      ->expected(0, 1);
+  OnCommand(plan, invocation, [&invocation, plan, planned] {
+    planned->why = plan->count("--why") != 0;
+    return Plan(invocation.options, *planned);
+  });
+
+  CLI::App* configure = app.add_subcommand(
       "configure",
       "Rebuild the configuration from the devices attached now, and tell what became of each old "
       "device, group and tape RAID");
-  const auto json = std::make_shared<bool>(false);
-  command->add_flag("--json", *json, "Print JSON");
-  OnCommand(command, invocation,
-            [&invocation, json] { return Configure(invocation.options, *json); });
+  const auto choices = std::make_shared<Choices>();
+  AddCommonOptions(configure, choices.get());
+  auto* yes = configure->add_flag("--yes", choices->yes, "Do not ask before anything is changed");
+  configure->add_option("--plan", choices->plan_file, "Apply this plan, and nothing else")
+      ->option_text("FILE");
+  configure->add_flag("--dry-run", choices->dry_run, "Do as 'devprep plan'")->excludes(yes);
+  OnCommand(configure, invocation,
+            [&invocation, choices] { return Configure(invocation.options, *choices); });
 }
 
 }  // namespace devprep::tool

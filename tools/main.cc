@@ -69,6 +69,7 @@ ExitStatus Run(int argc, char** argv) {
   app.require_subcommand(1);
   app.fallthrough();
   devprep::tool::AddConfigureCommand(app, invocation);
+  devprep::tool::AddCheckCommand(app, invocation);
   devprep::tool::AddDevicesCommand(app, invocation);
   devprep::tool::AddTreeCommand(app, invocation);
   devprep::tool::AddHardwareCommand(app, invocation);

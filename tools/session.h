@@ -28,6 +28,14 @@ enum class Needs {
   kConfigurationToChange  // the same, and what they change is stored
 };
 
+// Whether a session that fails leaves the registry as it was. Where it does not, each change is
+// stored as it is made.
+#if defined(_WIN32)
+inline constexpr bool kSessionsAreWhole = false;
+#else
+inline constexpr bool kSessionsAreWhole = true;
+#endif
+
 // Runs work as one transaction: all that it reads belongs together, and what it changes is stored
 // once at its end. Nothing is stored when work fails. Fails when the registry or the hardware
 // cannot be opened, when work fails, and when what was changed cannot be stored.

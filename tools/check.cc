@@ -1,0 +1,146 @@
+// devprep check: what is not as it is configured, a line each, for monitoring and after a reboot.
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "danger_text.h"
+#include "discovery/scsi_probe.h"
+#include "entry/library.h"
+#include "outcome_report.h"
+#include "reconfig/identity.h"
+#include "reconfig/outcome.h"
+#include "records/device_record.h"
+#include "records/raid_records.h"
+#include "report.h"
+#include "words.h"
+
+namespace devprep::tool {
+namespace {
+
+struct Deviation {
+  std::string code;    // stable
+  std::string number;  // "device 3", "RAID 0"
+  std::string text;
+};
+
+std::string DeviceText(const DeviceRecord& device) {
+  std::string text = TypeName(device.Type).text + " " + AddressText(device.Address);
+  const std::string serial = SerialNumberText(device.SerialNumber);
+  return serial.empty() ? text : text + ", serial number " + serial;
+}
+
+void CheckDevices(std::vector<Deviation>& deviations) {
+  bool known[kMaxFoundDevices] = {};
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+    const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
+    const std::string number = "device " + std::to_string(k);
+    if (device.NewNumber == kDeviceGone) {
+      deviations.push_back({"gone", number, "not attached: " + DeviceText(device.Old)});
+      continue;
+    }
+    known[device.NewNumber] = true;
+    const DeviceRecord& found = FoundDevices[device.NewNumber];
+    if (device.Old.Address != found.Address) {
+      deviations.push_back({"moved", number,
+                            "at another place: " + AddressText(found.Address) + ", configured at " +
+                                AddressText(device.Old.Address)});
+    } else if (CompareIdentities(device.Old, found) == IdentityVerdict::kOther) {
+      deviations.push_back({"replaced", number,
+                            "another device in its place: " + DeviceText(found) +
+                                ", configured with serial number " +
+                                SerialNumberText(device.Old.SerialNumber)});
+    }
+    if (IsProbedType(found.Type) && FoundDeviceAnswered[device.NewNumber] == 0) {
+      deviations.push_back({"silent", number, "does not answer: " + DeviceText(found)});
+    }
+  }
+  for (std::uint16_t n = 0; n < FoundDeviceCount; ++n) {
+    if (known[n]) continue;
+    deviations.push_back({"new", "unit " + AddressText(FoundDevices[n].Address),
+                          "attached, not configured: " + DeviceText(FoundDevices[n])});
+  }
+}
+
+void CheckLists(std::vector<Deviation>& deviations) {
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+    const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
+    for (std::uint16_t j = 0; j < device.Old.ReservedDriveCount; ++j) {
+      const std::uint16_t drive = device.Old.ReservedDrives[j];
+      if (drive < LastPass.OldDeviceCount &&
+          LastPass.OldDeviceMap[drive].NewNumber != kDeviceGone) {
+        continue;
+      }
+      deviations.push_back({"reserved_drive_missing", "changer " + std::to_string(k),
+                            "its reserved drive " + std::to_string(drive) + " is not there"});
+    }
+  }
+  for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
+    const RaidOutcome& raid = LastPass.Raids[n];
+    const auto gone = [](const MemberOutcome& member) { return member.Became == Change::kGone; };
+    const auto missing = std::count_if(raid.Tapes, raid.Tapes + raid.Old.TapeCount, gone) +
+                         std::count_if(raid.Changers, raid.Changers + raid.Old.ChangerCount, gone) +
+                         (raid.StoredTapes - raid.Old.TapeCount) +
+                         (raid.StoredChangers - raid.Old.ChangerCount);
+    const bool incomplete = (raid.Old.Flags & DEVPREP_RAID_CHANGER_INCOMPLETE) != 0;
+    if (missing == 0 && !incomplete) continue;
+    deviations.push_back({"raid_incomplete", "RAID " + std::to_string(n),
+                          missing != 0
+                              ? Count(static_cast<std::size_t>(missing), "member") + " not there"
+                              : "not all drives of its changers are in it"});
+  }
+}
+
+Result<ExitStatus> Check(const Options& options, bool json) {
+  std::vector<Deviation> deviations;
+  std::vector<Danger> dangers;
+  const Result<> done = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
+    if (SimKeyExists()) return Error{"the key Sim under the tape engine key blocks every pass"};
+    // Devices are followed, so that one that moved is not taken for one that is gone and a new one.
+    RunConfigurationPass({.FollowIdentity = true});
+    CheckDevices(deviations);
+    CheckLists(deviations);
+    for (const Danger& danger : ReadOutcome().dangers) {
+      // Each of these is told of its device already.
+      if (danger.Code != DangerCode::kSilent && danger.Code != DangerCode::kReplaced) {
+        dangers.push_back(danger);
+      }
+    }
+    return {};
+  });
+  if (!done) return done.Failure();
+  const bool refused = std::any_of(dangers.begin(), dangers.end(),
+                                   [](const Danger& danger) { return danger.Refused; });
+  if (json) {
+    Json list = Json::array();
+    for (const Deviation& deviation : deviations) {
+      list.push_back(
+          {{"code", deviation.code}, {"of", deviation.number}, {"message", deviation.text}});
+    }
+    Json judged = Json::array();
+    for (const Danger& danger : dangers) judged.push_back(DangerJson(danger));
+    PrintJson({{"deviations", list}, {"dangers", judged}});
+  } else {
+    for (const Danger& danger : dangers) std::cout << DangerLine(danger) << '\n';
+    for (const Deviation& deviation : deviations) {
+      std::cout << deviation.code << ' ' << deviation.number << ": " << deviation.text << '\n';
+    }
+    if (deviations.empty() && dangers.empty()) std::cout << "All is as it is configured.\n";
+  }
+  if (refused) return ExitStatus::kDangers;
+  return deviations.empty() && dangers.empty() ? ExitStatus::kDone : ExitStatus::kWouldChange;
+}
+
+}  // namespace
+
+void AddCheckCommand(CLI::App& app, Invocation& invocation) {
+  CLI::App* command = app.add_subcommand(
+      "check", "Tell what is not as it is configured, a line each, and change nothing");
+  const auto json = std::make_shared<bool>(false);
+  command->add_flag("--json", *json, "Print JSON");
+  OnCommand(command, invocation, [&invocation, json] { return Check(invocation.options, *json); });
+}
+
+}  // namespace devprep::tool

@@ -1,0 +1,422 @@
+#include "outcome_report.h"
+
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <utility>
+
+#include "danger_text.h"
+#include "discovery/scsi_map.h"
+#include "discovery/scsi_probe.h"
+#include "listing.h"
+#include "records/device_record.h"
+#include "records/group_record.h"
+#include "records/raid_records.h"
+#include "store/registry_store.h"
+#include "words.h"
+
+namespace devprep::tool {
+namespace {
+
+const char* ChangeName(Change change) {
+  switch (change) {
+    case Change::kKept:
+      return "kept";
+    case Change::kMoved:
+      return "moved";
+    case Change::kMerged:
+      return "merged";
+    case Change::kGone:
+      break;
+  }
+  return "gone";
+}
+
+void AddOldIdentity(const DeviceRecord& record, DeviceLine& line) {
+  line.old_serial_number = SerialNumberText(record.SerialNumber);
+  line.old_world_wide_id = WorldWideIdText(record);
+}
+
+DeviceLine Describe(const DeviceRecord& found) {
+  DeviceLine line;
+  line.new_number = found.Number;
+  line.new_address = AddressText(found.Address);
+  line.type = found.Type;
+  line.description = CleanText(found.Description, sizeof found.Description);
+  line.new_serial_number = SerialNumberText(found.SerialNumber);
+  line.new_world_wide_id = WorldWideIdText(found);
+  line.outcome = "new";
+  return line;
+}
+
+// In the order of the new numbers; devices that are gone come last.
+std::vector<DeviceLine> DeviceLines() {
+  std::vector<DeviceLine> lines;
+  for (std::uint16_t n = 0; n < FoundDeviceCount; ++n) {
+    bool known = false;
+    for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+      const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
+      if (device.NewNumber != n) continue;
+      known = true;
+      DeviceLine line = Describe(FoundDevices[n]);
+      line.old_number = k;
+      line.old_address = AddressText(device.Old.Address);
+      line.recognised_by = device.RecognisedBy;
+      AddOldIdentity(device.Old, line);
+      line.outcome = ChangeName(device.Became);
+      lines.push_back(std::move(line));
+    }
+    if (!known) lines.push_back(Describe(FoundDevices[n]));
+  }
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+    const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
+    if (device.NewNumber != kDeviceGone) continue;
+    const bool readable = device.ReadStatus == kStatusOk;
+    DeviceLine line;
+    line.old_number = k;
+    line.old_address = AddressText(device.Old.Address);
+    line.type = device.Old.Type;
+    line.description = readable
+                           ? CleanText(device.StoredDescription, sizeof device.StoredDescription)
+                           : "(record could not be read)";
+    line.outcome = ChangeName(device.Became);
+    AddOldIdentity(device.Old, line);
+    lines.push_back(std::move(line));
+  }
+  return lines;
+}
+
+// What became of a whole list of members.
+std::string ListOutcome(const Members& members) {
+  const auto became = [&members](Change change) {
+    return std::count_if(members.begin(), members.end(),
+                         [change](const MemberOutcome& member) { return member.Became == change; });
+  };
+  if (became(Change::kGone) != 0) return "members_lost";
+  return became(Change::kMoved) == 0 ? "kept" : "renumbered";
+}
+
+std::vector<ReservationLine> ReservationLines() {
+  std::vector<ReservationLine> lines;
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+    const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
+    if (device.Old.ReservedDriveCount == 0 || !device.ReservationsCarried) continue;
+    ReservationLine line;
+    line.changer = {k, device.NewNumber, device.RecognisedBy, device.Became};
+    line.drives = {device.ReservedDrives, device.ReservedDrives + device.Old.ReservedDriveCount};
+    line.outcome = ListOutcome(line.drives);
+    lines.push_back(std::move(line));
+  }
+  return lines;
+}
+
+std::vector<GroupLine> GroupLines() {
+  std::vector<GroupLine> lines;
+  for (std::uint16_t i = 0; i < LastPass.OldGroupCount; ++i) {
+    const GroupOutcome& group = LastPass.Groups[i];
+    GroupLine line;
+    line.number = i;
+    line.name = CleanText(group.Name, sizeof group.Name);
+    line.kind = group.OldKind;
+    line.members = {group.Members, group.Members + group.MemberCount};
+    line.outcome = group.NewKind != group.OldKind ? "emptied" : ListOutcome(line.members);
+    lines.push_back(std::move(line));
+  }
+  return lines;
+}
+
+std::vector<RaidLine> RaidLines() {
+  std::vector<RaidLine> lines;
+  for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
+    const RaidOutcome& raid = LastPass.Raids[n];
+    if (!raid.Read) continue;
+    RaidLine line;
+    line.number = n;
+    line.tapes = {raid.Tapes, raid.Tapes + raid.Old.TapeCount};
+    line.changers = {raid.Changers, raid.Changers + raid.Old.ChangerCount};
+    Members all = line.tapes;
+    all.insert(all.end(), line.changers.begin(), line.changers.end());
+    line.outcome = ListOutcome(all);
+    lines.push_back(std::move(line));
+  }
+  return lines;
+}
+
+Value MemberValue(const MemberOutcome& member) {
+  const bool gone = member.NewNumber == kDeviceGone;
+  std::string text = std::to_string(member.OldNumber);
+  if (gone) {
+    text += " gone";
+  } else if (member.NewNumber != member.OldNumber) {
+    text.append(" -> ").append(std::to_string(member.NewNumber));
+  }
+  return Value::Record({{"old_number", member.OldNumber},
+                        {"new_number", gone ? Json(nullptr) : Json(member.NewNumber)}},
+                       text);
+}
+
+Value MembersValue(const Members& members) {
+  std::vector<Value> values;
+  for (const MemberOutcome& member : members) values.push_back(MemberValue(member));
+  return Value::List(values);
+}
+
+std::uint16_t CountLost(const Members& members) {
+  return static_cast<std::uint16_t>(
+      std::count_if(members.begin(), members.end(),
+                    [](const MemberOutcome& member) { return member.NewNumber == kDeviceGone; }));
+}
+
+Value OutcomeValue(const std::string& outcome) {
+  return Value::Name({outcome, outcome == "members_lost" ? "members lost" : outcome});
+}
+
+Colour ColourOf(const std::string& outcome) {
+  if (outcome == "kept") return Colour::kPlain;
+  if (outcome == "new") return Colour::kGood;
+  return outcome == "moved" || outcome == "renumbered" ? Colour::kChanged : Colour::kBad;
+}
+
+template <typename Item>
+Colour OutcomeColour(const Item& item) {
+  return ColourOf(item.outcome);
+}
+
+// An identity before and after, where they differ both.
+Value IdentityValue(const std::string& before, const std::string& now) {
+  if (before.empty() && now.empty()) return Value::Absent();
+  const auto or_null = [](const std::string& text) {
+    return text.empty() ? Json(nullptr) : Json(text);
+  };
+  const bool differ = !before.empty() && !now.empty() && before != now;
+  return Value::Record({{"old", or_null(before)}, {"new", or_null(now)}},
+                       differ           ? before + " -> " + now
+                       : before.empty() ? now
+                                        : before);
+}
+
+Value OldOrNewNumber(const std::optional<std::uint16_t>& number) {
+  return number ? Value::Number(*number) : Value::Absent();
+}
+
+template <typename Item>
+Column<Item> OutcomeColumn() {
+  return {TextColumn("outcome", "Outcome", "what became of it", Importance::kKey),
+          [](const Item& item) { return OutcomeValue(item.outcome); }};
+}
+
+const Listing<DeviceLine>& DeviceOutcomeListing() {
+  using enum Importance;
+  static const Listing<DeviceLine> listing(
+      {{NumberColumn("old_number", "Old", "device number before", kKey),
+        [](const DeviceLine& d) { return OldOrNewNumber(d.old_number); }},
+       {NumberColumn("new_number", "New", "device number now", kKey),
+        [](const DeviceLine& d) { return OldOrNewNumber(d.new_number); }},
+       OutcomeColumn<DeviceLine>(),
+       {TextColumn("old_address", "Old address", "port:bus:target:lun before"),
+        [](const DeviceLine& d) { return Value::Text(d.old_address); }},
+       {TextColumn("new_address", "New address", "port:bus:target:lun now", kKey),
+        [](const DeviceLine& d) { return Value::Text(d.new_address); }},
+       {TextColumn("type", "Type", "device type"),
+        [](const DeviceLine& d) { return Value::Name(TypeName(d.type)); }},
+       {WrappingColumn("description", "Description", "vendor, product and revision"),
+        [](const DeviceLine& d) { return Value::Text(d.description); }},
+       {TextColumn("recognised_by", "Recognised by", "what the device was recognised by"),
+        [](const DeviceLine& d) { return Value::Name(CriterionName(d.recognised_by)); }},
+       {WrappingColumn("serial_number", "Serial number", "serial number, before and now", kExtra),
+        [](const DeviceLine& d) {
+          return IdentityValue(d.old_serial_number, d.new_serial_number);
+        }},
+       {WrappingColumn("world_wide_id", "World Wide ID", "World Wide ID, before and now", kExtra),
+        [](const DeviceLine& d) {
+          return IdentityValue(d.old_world_wide_id, d.new_world_wide_id);
+        }}},
+      OutcomeColour<DeviceLine>);
+  return listing;
+}
+
+const Listing<ReservationLine>& ReservationListing() {
+  static const Listing<ReservationLine> listing(
+      {{TextColumn("changer", "Changer", "device number before and now", Importance::kKey),
+        [](const ReservationLine& r) { return MemberValue(r.changer); }},
+       OutcomeColumn<ReservationLine>(),
+       {NumberColumn("lost", "Lost", "how many drives are gone"),
+        [](const ReservationLine& r) { return Value::Number(CountLost(r.drives)); }},
+       {WrappingColumn("drives", "Reserved drives", "its drives"),
+        [](const ReservationLine& r) { return MembersValue(r.drives); }}},
+      OutcomeColour<ReservationLine>);
+  return listing;
+}
+
+const Listing<GroupLine>& GroupListing() {
+  static const Listing<GroupLine> listing(
+      {{NumberColumn("number", "Group", "group number", Importance::kKey),
+        [](const GroupLine& g) { return Value::Number(g.number); }},
+       {TextColumn("name", "Name", "name of the group"),
+        [](const GroupLine& g) { return Value::Text(g.name); }},
+       {TextColumn("kind", "Kind", "kind of the group"),
+        [](const GroupLine& g) { return Value::Name(GroupKindName(g.kind)); }},
+       OutcomeColumn<GroupLine>(),
+       {NumberColumn("lost", "Lost", "how many members are gone"),
+        [](const GroupLine& g) { return Value::Number(CountLost(g.members)); }},
+       {WrappingColumn("members", "Members", "its members"),
+        [](const GroupLine& g) { return MembersValue(g.members); }}},
+      OutcomeColour<GroupLine>);
+  return listing;
+}
+
+const Listing<RaidLine>& RaidOutcomeListing() {
+  static const Listing<RaidLine> listing(
+      {{NumberColumn("number", "RAID", "RAID number", Importance::kKey),
+        [](const RaidLine& r) { return Value::Number(r.number); }},
+       OutcomeColumn<RaidLine>(),
+       {NumberColumn("lost", "Lost", "how many members are gone"),
+        [](const RaidLine& r) {
+          return Value::Number(CountLost(r.tapes) + CountLost(r.changers));
+        }},
+       {WrappingColumn("tapes", "Tapes", "its drives"),
+        [](const RaidLine& r) { return MembersValue(r.tapes); }},
+       {WrappingColumn("changers", "Changers", "its changers"),
+        [](const RaidLine& r) { return MembersValue(r.changers); }}},
+      OutcomeColour<RaidLine>);
+  return listing;
+}
+
+// The settings of a device record that a number of the tape engine's stands for.
+struct SettingName {
+  const char* name;
+  std::uint16_t DeviceRecord::*field;
+  std::uint16_t default_value;
+};
+constexpr SettingName kSettings[] = {
+    {"read shots", &DeviceRecord::ReadShots, 0},
+    {"write shots", &DeviceRecord::WriteShots, 0},
+    {"cleaning tape slot", &DeviceRecord::CleaningTapeSlot, kNotSet},
+    {"default block factor", &DeviceRecord::DefaultBlockFactor, kNotSet},
+    {"bar codes", &DeviceRecord::BarCodeInstall, 0},
+    {"bar code to blank", &DeviceRecord::SetBarCodeTapeToBlank, 0},
+    {"auto cleaning time", &DeviceRecord::SetAutoCleaningTime, 0},
+};
+
+// What was set before and is not at the device that the old one became.
+std::vector<LostSetting> LostSettings() {
+  std::vector<LostSetting> lost;
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+    const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
+    DeviceRecord now = {};
+    now.Number = device.NewNumber;
+    now.CleaningTapeSlot = now.DefaultBlockFactor = kNotSet;
+    if (device.NewNumber != kDeviceGone) ReadDeviceRecord(&now);
+    const std::string of = "device " + std::to_string(k);
+    for (const SettingName& setting : kSettings) {
+      const std::uint16_t before = device.Old.*setting.field;
+      if (before != setting.default_value && now.*setting.field != before) {
+        lost.push_back({of, setting.name, std::to_string(before)});
+      }
+    }
+    if (device.Old.UnReservedDriveCount != 0) {
+      lost.push_back({of, "unreserved drives", Count(device.Old.UnReservedDriveCount, "drive")});
+    }
+  }
+  for (std::uint16_t i = 0; i < LastPass.OldGroupCount; ++i) {
+    if (LastPass.Groups[i].OldAttribute == 0) continue;
+    lost.push_back({"group " + std::to_string(i), "attribute",
+                    std::to_string(LastPass.Groups[i].OldAttribute)});
+  }
+  return lost;
+}
+
+const Listing<LostSetting>& LostSettingListing() {
+  static const Listing<LostSetting> listing(
+      {{TextColumn("of", "Setting of", "device or group before", Importance::kKey),
+        [](const LostSetting& s) { return Value::Text(s.of); }},
+       {TextColumn("name", "Lost", "setting that no device has any more", Importance::kKey),
+        [](const LostSetting& s) { return Value::Text(s.name); }},
+       {TextColumn("value", "Was", "its value", Importance::kKey),
+        [](const LostSetting& s) { return Value::Text(s.value); }}},
+      [](const LostSetting&) { return Colour::kBad; });
+  return listing;
+}
+
+std::size_t CountOutcome(const OutcomeReport& report, const char* outcome) {
+  return static_cast<std::size_t>(
+      std::count_if(report.devices.begin(), report.devices.end(),
+                    [outcome](const DeviceLine& device) { return device.outcome == outcome; }));
+}
+
+template <typename Item>
+void PrintBelow(const Listing<Item>& listing, const std::vector<Item>& items) {
+  if (items.empty()) return;
+  std::cout << '\n';
+  listing.Print(items, {});
+}
+
+template <typename Line>
+bool AllKept(const std::vector<Line>& lines) {
+  return std::all_of(lines.begin(), lines.end(),
+                     [](const Line& line) { return line.outcome == "kept"; });
+}
+
+Json DangersJson(const OutcomeReport& report) {
+  Json list = Json::array();
+  for (const Danger& danger : report.dangers) list.push_back(DangerJson(danger));
+  return list;
+}
+
+}  // namespace
+
+OutcomeReport ReadOutcome() {
+  OutcomeReport report;
+  report.devices = DeviceLines();
+  report.reservations = ReservationLines();
+  report.groups = GroupLines();
+  report.raids = RaidLines();
+  report.lost_settings = LostSettings();
+  const auto dangers = std::make_unique<DangerList>();
+  JudgeLastPass(dangers.get());
+  report.dangers.assign(dangers->Items, dangers->Items + dangers->Count);
+  report.dangers_left_out = dangers->LeftOut;
+  return report;
+}
+
+bool NothingChanged(const OutcomeReport& report) {
+  return AllKept(report.devices) && AllKept(report.reservations) && AllKept(report.groups) &&
+         AllKept(report.raids) && report.lost_settings.empty();
+}
+
+void PrintOutcome(const OutcomeReport& report) {
+  for (const Danger& danger : report.dangers) {
+    std::cout << Paint(DangerLine(danger), danger.Refused ? Colour::kBad : Colour::kChanged)
+              << '\n';
+  }
+  if (report.dangers_left_out != 0) {
+    std::cout << "and " << Count(report.dangers_left_out, "danger") << " more\n";
+  }
+  if (!report.dangers.empty()) std::cout << '\n';
+  std::cout << Count(FoundDeviceCount, "device") << " found, " << CountOutcome(report, "new")
+            << " new. Of " << Count(LastPass.OldDeviceCount, "old device") << ", "
+            << CountOutcome(report, "kept") << " kept, " << CountOutcome(report, "moved")
+            << " moved, ";
+  if (const std::size_t merged = CountOutcome(report, "merged"); merged != 0) {
+    std::cout << merged << " merged, ";
+  }
+  std::cout << CountOutcome(report, "gone") << " gone.\n";
+  PrintBelow(DeviceOutcomeListing(), report.devices);
+  PrintBelow(ReservationListing(), report.reservations);
+  PrintBelow(GroupListing(), report.groups);
+  PrintBelow(RaidOutcomeListing(), report.raids);
+  PrintBelow(LostSettingListing(), report.lost_settings);
+}
+
+Json OutcomeJson(const OutcomeReport& report) {
+  const ListingOptions all;
+  return {{"dangers", DangersJson(report)},
+          {"devices", DeviceOutcomeListing().AsJson(report.devices, all)},
+          {"reserved_drives", ReservationListing().AsJson(report.reservations, all)},
+          {"groups", GroupListing().AsJson(report.groups, all)},
+          {"raids", RaidOutcomeListing().AsJson(report.raids, all)},
+          {"lost_settings", LostSettingListing().AsJson(report.lost_settings, all)},
+          {"units_left_out", ScsiMap.LeftOut}};
+}
+
+}  // namespace devprep::tool

@@ -1,0 +1,86 @@
+// What the last configuration pass made of the configuration, as listings.
+#ifndef DEVPREP_TOOLS_OUTCOME_REPORT_H_
+#define DEVPREP_TOOLS_OUTCOME_REPORT_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "output.h"
+#include "reconfig/danger.h"
+#include "reconfig/outcome.h"
+
+namespace devprep::tool {
+
+struct DeviceLine {
+  std::optional<std::uint16_t> old_number;
+  std::optional<std::uint16_t> new_number;
+  std::string old_address;
+  std::string new_address;
+  std::uint16_t type = 0;
+  std::string description;
+  std::string outcome;
+  MatchCriterion recognised_by = MatchCriterion::kNone;
+  std::string old_serial_number;
+  std::string new_serial_number;
+  std::string old_world_wide_id;
+  std::string new_world_wide_id;
+};
+
+using Members = std::vector<MemberOutcome>;
+
+struct GroupLine {
+  std::uint16_t number = 0;
+  std::string name;
+  std::uint16_t kind = kGroupNone;
+  std::string outcome;
+  Members members;  // of a changer group the changer
+};
+
+struct RaidLine {
+  std::uint16_t number = 0;
+  std::string outcome;
+  Members tapes;
+  Members changers;
+};
+
+// The drives reserved to a changer that is still there.
+struct ReservationLine {
+  MemberOutcome changer;
+  std::string outcome;
+  Members drives;
+};
+
+// A stored setting that the pass leaves at no device.
+struct LostSetting {
+  std::string of;  // "device 3", "group 0"
+  std::string name;
+  std::string value;
+};
+
+struct OutcomeReport {
+  std::vector<DeviceLine> devices;
+  std::vector<ReservationLine> reservations;
+  std::vector<GroupLine> groups;
+  std::vector<RaidLine> raids;
+  std::vector<LostSetting> lost_settings;
+  std::vector<Danger> dangers;
+  std::size_t dangers_left_out = 0;
+};
+
+// Copies what the pass has recorded, with its dangers. Within the session of the pass.
+OutcomeReport ReadOutcome();
+
+// Whether the configuration is as it was before the pass.
+bool NothingChanged(const OutcomeReport& report);
+
+// Prints the dangers, the tables and what is lost.
+void PrintOutcome(const OutcomeReport& report);
+
+// The members of the JSON of a report.
+Json OutcomeJson(const OutcomeReport& report);
+
+}  // namespace devprep::tool
+
+#endif  // DEVPREP_TOOLS_OUTCOME_REPORT_H_
