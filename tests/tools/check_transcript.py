@@ -6,8 +6,8 @@ usage: check_transcript.py TOOL EXAMPLES FILE...
 In a Markdown file the transcripts are its code blocks, elsewhere the whole file. A line "$ COMMAND" is
 run by sh, the lines behind it up to the next command are what it must print (both outputs, trailing
 blanks ignored). Where nothing stands behind a command its output does not count. A command whose output
-begins with "devprep: " must fail with status 1, or with 2 when it ends with a hint at --help; every
-other one must succeed. The commands of one file run one after the other in one folder, which holds
+begins with "devprep: " must fail with status 1, with 2 when it ends with a hint at --help, or with 5 when
+dangers were refused; every other one must succeed. The commands of one file run one after the other in one folder, which holds
 "examples", "build/devprep" and "terminal", which is terminal.py; variables that are exported stay.
 """
 
@@ -37,6 +37,8 @@ def transcripts(path):
 def expected_status(output):
     if not output.startswith("devprep: "):
         return 0
+    if output.startswith("devprep: refused, nothing was changed: "):
+        return 5
     return 2 if output.rstrip().endswith("--help'.") else 1
 
 

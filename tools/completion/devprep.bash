@@ -14,8 +14,15 @@ _devprep() {
     esac
   done
   case $command in
-    '') options='configure devices tree hardware capture raids raid registry --registry --hardware --timeout --version --help' ;;
-    configure) options='--json --help' ;;
+    '') options='plan configure check devices tree hardware capture raids raid registry --registry --hardware --timeout --version --help' ;;
+    plan | configure)
+      case $prev in
+        --accept) COMPREPLY=($(compgen -W 'nothing-found mass-loss silent merged crossed split twins same-identity replaced' -- "$cur")); return ;;
+        --save | --plan) compopt -o filenames; COMPREPLY=($(compgen -f -- "$cur")); return ;;
+      esac
+      options='--json --follow-identity --accept --save --why --help'
+      [[ $command == plan ]] || options='--json --follow-identity --accept --yes --plan --dry-run --help' ;;
+    check) options='--json --help' ;;
     devices | tree | raids) options='--json --columns --wide --no-headings --help' ;;
     hardware) options='--tree --json --columns --wide --no-headings --help' ;;
     capture) compopt -o filenames; COMPREPLY=($(compgen -f -W '--redact --force --help' -- "$cur")); return ;;
