@@ -34,10 +34,10 @@ std::uint8_t ByteAt(std::string_view bytes, std::size_t offset) {
 }
 
 std::size_t NumberAt(std::string_view bytes, std::size_t offset, std::size_t size) {
-  return BigEndian(bytes.substr(offset, size));
+  return static_cast<std::size_t>(BigEndian(bytes.substr(offset, size)));
 }
 
-std::string BytesOf(std::size_t number, std::size_t size) {
+std::string BytesOf(std::uint64_t number, std::size_t size) {
   std::string bytes(size, '\0');
   for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte, number >>= 8U) {
     *byte = static_cast<char>(number & 0xFFU);

@@ -67,9 +67,8 @@ bool ElementStatusRequest::TakeAnswer(const std::string& data) {
   answers_.push_back(data);
   const std::vector<Element>& elements = status->elements;
   if (command_.type == ElementType::kAll) {
-    if (!status->cut) return AskForIdentities();
-    // It does not come whole at once.
-    answers_.clear();
+    if (!status->cut && IsComplete(*status)) return AskForIdentities();
+    // It does not come whole at once: what the types add is told apart by its addresses.
     return AskNextType();
   }
   const bool more = status->cut || (in_parts_ && !elements.empty());
@@ -79,6 +78,15 @@ bool ElementStatusRequest::TakeAnswer(const std::string& data) {
     if (last >= command_.first) return AskForPart(last + 1);
   }
   return AskNextType();
+}
+
+// Some changers leave types of elements out when they are asked for all of them.
+bool ElementStatusRequest::IsComplete(const ElementStatus& status) const {
+  std::size_t expected = 0;
+  for (const ElementType type : kElementTypes) {
+    if (addresses_) expected += addresses_->Of(type).count;
+  }
+  return status.elements.size() >= expected;
 }
 
 bool ElementStatusRequest::TakeRefusal(const std::string& reason) {

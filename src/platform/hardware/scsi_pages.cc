@@ -28,7 +28,7 @@ std::uint8_t ByteAt(std::string_view bytes, std::size_t offset) {
 Error Refuse(const char* problem) { return {problem}; }
 
 std::size_t DeclaredSize(std::string_view page) {
-  return BigEndian(page.substr(2, 2)) + kPageHeaderSize;
+  return static_cast<std::size_t>(BigEndian(page.substr(2, 2))) + kPageHeaderSize;
 }
 
 ScsiCommand InquiryCommand(std::uint8_t flags, std::uint8_t page) {
