@@ -1,12 +1,12 @@
 #include "discovery/scsi_map.h"
 
-#include <cstdio>
 #include <cstring>
 #include <utility>
 
 #include "platform/hardware/device_map_names.h"
 #include "store/ascii_case.h"
 #include "store/key_handle.h"
+#include "store/numbered_key.h"
 
 namespace devprep {
 
@@ -16,7 +16,6 @@ namespace {
 
 constexpr REGSAM kMapAccess = KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
 constexpr std::size_t kTypeSize = 30;
-constexpr std::size_t kLevelNameSize = 32;
 constexpr const char* kMapKeys[] = {kHardwareKey, kDeviceMapKey, kScsiMapKey};
 
 // A level of the map: keys named by a prefix and a number below limit. Ports are counted instead:
@@ -60,10 +59,8 @@ bool CountSubkeys(const KeyHandle& key, DWORD* count) {
 }
 
 KeyHandle OpenNumbered(const KeyHandle& parent, const char* prefix, std::uint32_t number) {
-  char name[kLevelNameSize];
-  std::snprintf(name, sizeof name, "%s%u", prefix, static_cast<unsigned>(number));
   KeyHandle key;
-  key.Open(parent.Get(), name, kMapAccess);
+  key.Open(parent.Get(), NumberedKey(prefix, number).name, kMapAccess);
   return key;
 }
 

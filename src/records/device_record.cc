@@ -1,7 +1,6 @@
 #include "records/device_record.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <iterator>
 
@@ -15,7 +14,12 @@ namespace {
 constexpr std::size_t kSerialNumberProof = 10;  // leading bytes that may not all be 0
 
 constexpr const char* kInfoValue = "Info";
-constexpr const char* kInfoFormat = "board-%hu,bus-%hu,scsiid-%hu,lun-%hu,type-%hu,%.*s";
+constexpr const char* kBoardField = "board-";
+constexpr const char* kBusField = ",bus-";
+constexpr const char* kScsiIdField = ",scsiid-";
+constexpr const char* kLunField = ",lun-";
+constexpr const char* kTypeField = ",type-";
+constexpr char kDescriptionMark = ',';
 constexpr const char* kNoInfo = "!@!#$";
 constexpr std::size_t kInfoSize = 300;
 constexpr std::size_t kDescriptionInfoSize = 200;
@@ -87,11 +91,23 @@ void WriteDriveList(const KeyHandle& key, const char* value_name, const std::uin
   char list[kDriveListSize] = "";
   std::size_t length = 0;
   for (std::uint16_t i = 0; i < std::min<std::size_t>(count, kMaxDriveListEntries); ++i) {
-    char entry[8];
-    std::snprintf(entry, sizeof entry, i == 0 ? "%d" : ",%d", entries[i]);
-    if (!AppendText(list, sizeof list, &length, entry)) break;
+    if (!AppendNumber(list, sizeof list, &length, i == 0 ? "" : ",", entries[i])) break;
   }
   StoreSetString(key, value_name, list);
+}
+
+// Writes the text of the value "Info", kInfoSize bytes.
+void FormatDeviceInfo(const DeviceRecord& record, char* info) {
+  std::size_t length = 0;
+  AppendNumber(info, kInfoSize, &length, kBoardField, record.Address.Board);
+  AppendNumber(info, kInfoSize, &length, kBusField, record.Address.Bus);
+  AppendNumber(info, kInfoSize, &length, kScsiIdField, record.Address.ScsiId);
+  AppendNumber(info, kInfoSize, &length, kLunField, record.Address.Lun);
+  AppendNumber(info, kInfoSize, &length, kTypeField, record.Type);
+  info[length++] = kDescriptionMark;
+  const char* const description = record.Description;
+  const char* const end = std::find(description, description + kDescriptionSize - 1, '\0');
+  *std::copy(description, end, info + length) = '\0';
 }
 
 // Accepts the literal text and the number behind it.
@@ -129,11 +145,11 @@ bool HasWorldWideId(const DeviceRecord& record) {
 std::uint16_t ParseDeviceInfo(char* info, DeviceRecord* record) {
   RemoveBlanks(info);
   const char* at = info;
-  if (!ScanField(&at, "board-", &record->Address.Board) ||
-      !ScanField(&at, ",bus-", &record->Address.Bus) ||
-      !ScanField(&at, ",scsiid-", &record->Address.ScsiId) ||
-      !ScanField(&at, ",lun-", &record->Address.Lun) || !ScanField(&at, ",type-", &record->Type) ||
-      *at != ',') {
+  if (!ScanField(&at, kBoardField, &record->Address.Board) ||
+      !ScanField(&at, kBusField, &record->Address.Bus) ||
+      !ScanField(&at, kScsiIdField, &record->Address.ScsiId) ||
+      !ScanField(&at, kLunField, &record->Address.Lun) ||
+      !ScanField(&at, kTypeField, &record->Type) || *at != kDescriptionMark) {
     return kDeviceInfoMalformed;
   }
   const char* description = SkipWhiteSpace(at + 1);
@@ -173,10 +189,7 @@ std::uint16_t WriteDeviceRecord(const DeviceRecord* record) {
   // Written anew, "Info" stands behind the values that stay.
   RegDeleteValueA(key.Get(), kInfoValue);
   char info[kInfoSize];
-  const DeviceAddress& address = record->Address;
-  std::snprintf(info, sizeof info, kInfoFormat, address.Board, address.Bus, address.ScsiId,
-                address.Lun, record->Type, static_cast<int>(kDescriptionSize - 1),
-                record->Description);
+  FormatDeviceInfo(*record, info);
   if (StoreSetString(key, kInfoValue, info) != kStatusOk) return kRecordNotWritten;
   if (record->Type == kTypeChanger) {
     WriteDriveList(key, kReservedDrivesValue, record->ReservedDrives, record->ReservedDriveCount);
@@ -211,8 +224,7 @@ std::uint16_t DeleteDeviceRecord(std::uint16_t number) {
 }
 
 std::uint16_t CountDeviceRecords(std::uint16_t* count) {
-  *count = 0;
-  while (*count < kMaxDeviceRecords && StoreSubkeyExists(DeviceKey(*count).name)) ++*count;
+  *count = StoreCountNumbered(kDeviceKeyPrefix, kMaxDeviceRecords);
   return kStatusOk;
 }
 

@@ -75,34 +75,50 @@ void Append(GroupText* out, const char* item) {
   out->full = out->full || !AppendText(out->text, sizeof out->text, &out->length, item);
 }
 
+// An item under construction.
+struct GroupItem {
+  char text[kItemSize] = "";
+  std::size_t length = 0;
+
+  void Add(const char* before, std::uint16_t number) {
+    AppendNumber(text, sizeof text, &length, before, number);
+  }
+};
+
 void AppendPair(GroupText* out, const GroupRecord* record, std::size_t i) {
-  char item[kItemSize];
-  std::snprintf(item, sizeof item, ",%d-%d", record->PairFirsts[i], record->PairSeconds[i]);
-  Append(out, item);
+  GroupItem item;
+  item.Add(",", record->PairFirsts[i]);
+  item.Add("-", record->PairSeconds[i]);
+  Append(out, item.text);
 }
 
 void FormatGroupText(const GroupRecord* record, GroupText* out) {
-  char item[kItemSize];
   switch (record->Kind) {
     case kGroupTape:
       Append(out, kTapeKeyword);
       if (record->MemberCount == 0) Append(out, ",");
       for (std::size_t i = 0; i < record->MemberCount; ++i) {
-        std::snprintf(item, sizeof item, ",%d", record->Members[i]);
-        Append(out, item);
+        GroupItem item;
+        item.Add(",", record->Members[i]);
+        Append(out, item.text);
       }
       break;
-    case kGroupChanger:
-      std::snprintf(item, sizeof item, "%s,%d", kChangerKeyword, record->Changer);
-      Append(out, item);
+    case kGroupChanger: {
+      GroupItem changer;
+      changer.Add(",", record->Changer);
+      Append(out, kChangerKeyword);
+      Append(out, changer.text);
       for (std::size_t i = 0; i < record->PairCount; ++i) AppendPair(out, record, i);
       break;
+    }
     case kGroupRaidChanger:
       if (record->MemberCount != 0) Append(out, kRaidChangerKeyword);
       for (std::size_t i = 0; i < record->MemberCount; ++i) {
-        std::snprintf(item, sizeof item, ",%d,%d-%d", record->Members[i], record->PairFirsts[i],
-                      record->PairSeconds[i]);
-        Append(out, item);
+        GroupItem item;
+        item.Add(",", record->Members[i]);
+        item.Add(",", record->PairFirsts[i]);
+        item.Add("-", record->PairSeconds[i]);
+        Append(out, item.text);
       }
       break;
     default:
@@ -113,8 +129,7 @@ void FormatGroupText(const GroupRecord* record, GroupText* out) {
 }  // namespace
 
 std::uint16_t CountGroups(std::uint16_t* count) {
-  *count = 0;
-  while (*count < kMaxGroups && StoreSubkeyExists(GroupKey(*count).name)) ++*count;
+  *count = StoreCountNumbered(kGroupKeyPrefix, kMaxGroups);
   return kStatusOk;
 }
 

@@ -1,6 +1,8 @@
 #include "store/list_text.h"
 
+#include <charconv>
 #include <cstring>
+#include <iterator>
 
 namespace devprep {
 namespace {
@@ -81,6 +83,17 @@ bool AppendText(char* text, std::size_t size, std::size_t* length, const char* a
   std::memcpy(text + *length, addition, added + 1);
   *length += added;
   return true;
+}
+
+bool AppendNumber(char* text, std::size_t size, std::size_t* length, const char* before,
+                  std::uint16_t number) {
+  char digits[8];
+  *std::to_chars(digits, std::end(digits) - 1, number).ptr = '\0';
+  const std::size_t length_before = *length;
+  if (AppendText(text, size, length, before) && AppendText(text, size, length, digits)) return true;
+  *length = length_before;
+  text[length_before] = '\0';
+  return false;
 }
 
 }  // namespace devprep

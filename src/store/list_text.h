@@ -40,6 +40,10 @@ void ScanPair(const char* item, std::uint16_t* first, std::uint16_t* second);
 // the addition fits whole with its NUL; false, and text as it was, otherwise.
 bool AppendText(char* text, std::size_t size, std::size_t* length, const char* addition);
 
+// The same for a number in decimal behind a text, as "%s%hu" formats them.
+bool AppendNumber(char* text, std::size_t size, std::size_t* length, const char* before,
+                  std::uint16_t number);
+
 }  // namespace devprep
 
 #endif  // DEVPREP_STORE_LIST_TEXT_H_

@@ -1,4 +1,4 @@
-// Names of the numbered record keys: "DEVICE%d", "GROUP%d" and "RAID%d".
+// Names of numbered keys, such as the records' "DEVICE%d", "GROUP%d" and "RAID%d".
 #ifndef DEVPREP_STORE_NUMBERED_KEY_H_
 #define DEVPREP_STORE_NUMBERED_KEY_H_
 
@@ -13,9 +13,10 @@
 namespace devprep {
 
 struct NumberedKey {
-  char name[16];
+  char name[32];
 
-  NumberedKey(const char* prefix, std::uint16_t number) {
+  // prefix: at most 20 characters.
+  NumberedKey(const char* prefix, std::uint32_t number) {
     const std::size_t length = std::strlen(prefix);
     std::memcpy(name, prefix, length);
     *std::to_chars(name + length, std::end(name) - 1, number).ptr = '\0';

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "store/numbered_key.h"
 #include "store/product_paths.h"
 
 namespace devprep {
@@ -67,6 +68,18 @@ std::uint16_t StoreCreateSubkey(const char* name, KeyHandle* key) {
 
 bool StoreSubkeyExists(const char* name) {
   return static_cast<bool>(StoreOpenSubkey(name, KEY_QUERY_VALUE));
+}
+
+std::uint16_t StoreCountNumbered(const char* prefix, std::uint16_t limit) {
+  const KeyHandle root = StoreOpenRoot();
+  std::uint16_t count = 0;
+  for (; root && count < limit; ++count) {
+    KeyHandle key;
+    if (key.Open(root.Get(), NumberedKey(prefix, count).name, KEY_QUERY_VALUE) != ERROR_SUCCESS) {
+      break;
+    }
+  }
+  return count;
 }
 
 std::uint16_t StoreDeleteSubkey(const char* name) {

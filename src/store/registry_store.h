@@ -37,6 +37,9 @@ std::uint16_t StoreCreateSubkey(const char* name, KeyHandle* key = nullptr);
 
 bool StoreSubkeyExists(const char* name);
 
+// The number of consecutive sub-keys with a prefix and a number, from 0, at most limit.
+std::uint16_t StoreCountNumbered(const char* prefix, std::uint16_t limit);
+
 // Deletes a sub-key that has none of its own. Returns 0, 209 or 217.
 std::uint16_t StoreDeleteSubkey(const char* name);
 
