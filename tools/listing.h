@@ -164,6 +164,7 @@ class Listing {
 
   void Print(const std::vector<Item>& items, const ListingOptions& options) const {
     std::vector<Row> rows;
+    rows.reserve(items.size());
     for (const Item& item : items) rows.push_back(RowOf(item));
     PrintTable(infos_, rows, options);
   }

@@ -29,8 +29,11 @@ struct Port {
   TreeNode<PlacedDevice> node;
 };
 
-const Term kDisabled = {"disabled", "disabled"};
-const Term kLoose = {"loose", "loose"};
+constexpr const char* kDisabled = "disabled";
+constexpr const char* kLoose = "loose";
+
+// What is the same in JSON and for people; null: nothing.
+Term StateName(const char* state) { return state == nullptr ? Term() : Term{state, state}; }
 
 // The devices stay where they are as long as the tree lives.
 struct Tree {
@@ -62,13 +65,13 @@ Tree BuildTree(const DeviceViews& views) {
       if (drive == nullptr || drive == &changer || drive->info.ReservedDriveCount != 0) continue;
       held.insert(drive->info.Number);
       drives_of[info.Number].push_back(
-          place(*drive, IsDriveDisabled(info.DisabledDrives, i) ? kDisabled : Term()));
+          place(*drive, StateName(IsDriveDisabled(info.DisabledDrives, i) ? kDisabled : nullptr)));
     }
   }
   std::map<std::uint16_t, std::vector<TreeNode<PlacedDevice>>> ports;
   for (const DeviceView& device : views.devices) {
     if (held.contains(device.info.Number)) continue;
-    auto node = place(device, device.record.Type == kTypeTape ? kLoose : Term());
+    auto node = place(device, StateName(device.record.Type == kTypeTape ? kLoose : nullptr));
     node.children = drives_of[device.info.Number];
     ports[device.info.Board].push_back(std::move(node));
   }

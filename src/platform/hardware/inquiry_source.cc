@@ -156,7 +156,9 @@ void InquirySource::Start(Round& round, const UnitQuestions& asked) {
   round.outstanding[asked.unit] = asked.questions.size();
   for (const Question question : asked.questions) {
     if (!round.outstanding.contains(asked.unit)) break;
-    Send(round, {asked.unit, question, MakeRequest(question), Clock::now() + round.limit, 0, {}});
+    Exchange exchange = {asked.unit, question, nullptr, Clock::now() + round.limit, 0, {}};
+    exchange.request = MakeRequest(question);
+    Send(round, std::move(exchange));
   }
 }
 

@@ -37,6 +37,7 @@ namespace devprep {
 
 // The functions, by their own names.
 struct IscsiLibrary {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a member's name takes none.
 #define DEVPREP_ISCSI_MEMBER(name) decltype(&::name) name = nullptr;
   DEVPREP_ISCSI_FUNCTIONS(DEVPREP_ISCSI_MEMBER)
 #undef DEVPREP_ISCSI_MEMBER
