@@ -1,4 +1,4 @@
-// The doorways: each export is one registry transaction around the function that does the work.
+// The exports: each is one registry transaction around the function that does the work.
 #include "devprep/devprep.h"
 #include "entry/library.h"
 #include "entry/transaction.h"
