@@ -21,7 +21,7 @@ namespace devprep {
 namespace {
 
 constexpr std::uint16_t kUnitsPerPort = 64;
-constexpr std::uint16_t kPorts = kMostUnits / kUnitsPerPort;
+constexpr std::uint16_t kPorts = kMaxUnits / kUnitsPerPort;
 constexpr std::uint16_t kMovedFraction = 4;
 // The drives that a list of 32 can name within the length that can be read back.
 constexpr std::uint16_t kListedUnits = 100;
@@ -178,7 +178,7 @@ std::uint16_t ChangerNumber(std::uint16_t i) {
 
 std::uint16_t RaidTape(std::uint16_t raid, std::uint16_t i) {
   std::uint16_t drives[kMaxDriveListEntries];
-  ListDrives(0, kMostUnits, drives);
+  ListDrives(0, kMaxUnits, drives);
   return drives[raid * kTapesOfRaid + i];
 }
 

@@ -7,11 +7,11 @@
 
 namespace devprep {
 
-inline constexpr std::uint16_t kMostUnits = 256;
+inline constexpr std::uint16_t kMaxUnits = 256;
 
 // How many RAIDs a machine has, and how each of them is made up: one reserved drive after the other
 // of the first changer, and that changer before some others.
-inline constexpr std::uint16_t kMostRaids = 8;
+inline constexpr std::uint16_t kMaxBenchRaids = 8;
 inline constexpr std::uint16_t kTapesOfRaid = 2;
 inline constexpr std::uint16_t kChangersOfRaid = 4;
 
@@ -32,10 +32,10 @@ struct Machine {
   std::string hardware;  // the text of a hardware capture: what is attached now
 };
 
-// A machine of that many units, 32 to kMostUnits. Its old configuration holds all of them, up to
+// A machine of that many units, 32 to kMaxUnits. Its old configuration holds all of them, up to
 // the 255 that can be configured: every setting of every device, 32 reserved drives for each
-// changer, 16 groups of up to 32 members, and up to kMostRaids RAIDs. Works on the registry of the
-// environment (see Workbench) and leaves it as it was.
+// changer, 16 groups of up to 32 members, and up to kMaxBenchRaids RAIDs. Works on the registry of
+// the environment (see Workbench) and leaves it as it was.
 Machine BuildMachine(std::uint16_t units, std::uint16_t raids, Cabling cabling);
 
 }  // namespace devprep

@@ -20,7 +20,7 @@ namespace {
 // program's own size too, from which it is forked: that is why it is measured first.
 void ConfigureProcess(benchmark::State& state) {
   const Workbench bench(kDiskFolder);
-  const Machine machine = BuildMachine(kMostUnits, kMostRaids, Cabling::kMoved);
+  const Machine machine = BuildMachine(kMaxUnits, kMaxBenchRaids, Cabling::kMoved);
   long peak = 0;
   for (auto _ : state) {
     bench.SetUp(machine);
@@ -72,13 +72,13 @@ BENCHMARK(PassInMemory)
     ->Args({32, 0})
     ->Args({64, 0})
     ->Args({128, 0})
-    ->Args({kMostUnits, 0})
+    ->Args({kMaxUnits, 0})
     ->Complexity(benchmark::oN);
 BENCHMARK(PassInMemory)
     ->UseManualTime()
     ->Unit(benchmark::kMicrosecond)
     ->ArgNames({"units", "raids"})
-    ->Args({kMostUnits, kMostRaids});
+    ->Args({kMaxUnits, kMaxBenchRaids});
 
 }  // namespace
 }  // namespace devprep

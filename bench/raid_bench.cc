@@ -13,7 +13,7 @@ namespace devprep {
 namespace {
 
 Machine ConfiguredMachine() {
-  return BuildMachine(kMaxDeviceRecords, kMostRaids, Cabling::kInPlace);
+  return BuildMachine(kMaxDeviceRecords, kMaxBenchRaids, Cabling::kInPlace);
 }
 
 void ReadAllRecords() {
@@ -43,13 +43,13 @@ void ListAll() {
     }
     benchmark::DoNotOptimize(info);
   }
-  if (devices != kMaxDeviceRecords || raids != kMostRaids) std::abort();
+  if (devices != kMaxDeviceRecords || raids != kMaxBenchRaids) std::abort();
 }
 
 // Takes every RAID's drives out one by one and puts each back. Returns the number of calls.
 int EditRaids() {
   int calls = 0;
-  for (std::uint16_t raid = 0; raid < kMostRaids; ++raid) {
+  for (std::uint16_t raid = 0; raid < kMaxBenchRaids; ++raid) {
     for (std::uint16_t i = 0; i < kTapesOfRaid; ++i) {
       const std::uint16_t tape = RaidTape(raid, i);
       if (::RaidSetUpRemoveDeviceFromRaid(raid, tape) != 0 ||

@@ -20,7 +20,7 @@ namespace {
 
 std::string LargestRegistry() {
   const Workbench bench(kMemoryFolder);
-  return BuildMachine(kMostUnits, 0, Cabling::kMoved).registry;
+  return BuildMachine(kMaxUnits, 0, Cabling::kMoved).registry;
 }
 
 void CountBytes(benchmark::State& state, const std::string& text) {
@@ -85,7 +85,7 @@ double Median(std::vector<double> times) {
 // many bytes. Medians: a disk has its moments.
 void DurableEdit(benchmark::State& state) {
   const Workbench bench(kDiskFolder);
-  const Machine machine = BuildMachine(kMostUnits, 1, Cabling::kMoved);
+  const Machine machine = BuildMachine(kMaxUnits, 1, Cabling::kMoved);
   bench.SetUp(machine);
   Workbench::NewProcess();
   std::uint16_t level = 0;

@@ -56,7 +56,7 @@ void JudgeLosses(DangerList* dangers) {
   }
 }
 
-void JudgeSilence(DangerList* dangers) {
+void JudgeSilentDevices(DangerList* dangers) {
   for (std::uint16_t n = 0; n < FoundDeviceCount; ++n) {
     if (IsProbedType(FoundDevices[n].Type) && FoundDeviceAnswered[n] == 0) {
       Add(dangers, MakeDanger(DangerCode::kSilent, kDeviceGone, n));
@@ -217,7 +217,7 @@ void JudgeLastPass(DangerList* dangers) {
   IdentityMap identities;
   MapIdentities(records, LastPass.OldDeviceCount, &identities);
   JudgeLosses(dangers);
-  JudgeSilence(dangers);
+  JudgeSilentDevices(dangers);
   JudgeMerging(dangers);
   JudgeCrossing(dangers, identities);
   JudgeSplitting(dangers);

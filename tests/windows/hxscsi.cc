@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::uint32_t kAnswered = 0;
 constexpr std::uint32_t kNoAnswer = 1;
-constexpr std::uint32_t kMostBytes = 4096;
+constexpr std::uint32_t kMaxBytes = 4096;
 
 struct Address {
   std::uint16_t port, bus, target, lun;
@@ -28,7 +28,7 @@ std::uint32_t Answer(const Address& address, const char* value_name, std::uint32
   if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path, 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS) {
     return kNoAnswer;
   }
-  BYTE data[kMostBytes];
+  BYTE data[kMaxBytes];
   DWORD size = sizeof data;
   const LONG status = RegQueryValueExA(key, value_name, nullptr, nullptr, data, &size);
   RegCloseKey(key);

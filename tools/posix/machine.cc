@@ -63,7 +63,7 @@ UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked) {
   answers.serial_number_page = hardware.VitalProductData(unit, kUnitSerialNumberPage);
   answers.world_wide_id = hardware.WorldWideId(unit);
   answers.nodes = hardware.NodeNames(unit);
-  const std::string type = UnitTypeWord(hardware.DeviceMap(), unit);
+  const std::string type = UnitTypeName(hardware.DeviceMap(), unit);
   if (asked == Asked::kLibrary && type == kChangerWord) {
     answers.element_addresses = hardware.ElementAddressPage(unit);
     answers.element_status = hardware.ElementStatusData(unit);

@@ -93,7 +93,7 @@ std::shared_ptr<RegistryKey> FindUnit(const std::shared_ptr<RegistryKey>& branch
   return map == nullptr ? nullptr : FindPath(map, UnitKeyPath(address));
 }
 
-std::string UnitTypeWord(const std::shared_ptr<RegistryKey>& branch, const ScsiAddress& address) {
+std::string UnitTypeName(const std::shared_ptr<RegistryKey>& branch, const ScsiAddress& address) {
   const auto unit = FindUnit(branch, address);
   const RegistryValue* type = unit == nullptr ? nullptr : unit->FindValue(kTypeValue);
   return type == nullptr ? "" : type->data.substr(0, type->data.find('\0'));

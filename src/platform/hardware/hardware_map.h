@@ -52,7 +52,7 @@ std::shared_ptr<RegistryKey> FindUnit(const std::shared_ptr<RegistryKey>& branch
                                       const ScsiAddress& address);
 
 // The word for a unit's type in the map (device_map_names.h). Empty when the map does not have it.
-std::string UnitTypeWord(const std::shared_ptr<RegistryKey>& branch, const ScsiAddress& address);
+std::string UnitTypeName(const std::shared_ptr<RegistryKey>& branch, const ScsiAddress& address);
 
 }  // namespace devprep
 

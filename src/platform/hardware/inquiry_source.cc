@@ -340,7 +340,7 @@ void InquirySource::PrefetchLibrary(std::span<const ScsiAddress> units) {
   for (const ScsiAddress& unit : units) {
     UnitQuestions questions = {
         unit, {Question::kStandardInquiry, Question::kSerialNumber, Question::kWorldWideId}};
-    const std::string type = UnitTypeWord(transport_->DeviceMap(), unit);
+    const std::string type = UnitTypeName(transport_->DeviceMap(), unit);
     if (type == kChangerWord) {
       questions.questions.insert(questions.questions.end(),
                                  {Question::kElementAddresses, Question::kElementStatus});
