@@ -129,6 +129,7 @@ std::vector<TreeNode<AttachedUnit>> TreeOf(const std::vector<AttachedUnit>& unit
     port.children.push_back({&unit, "", {}});
   }
   std::vector<TreeNode<AttachedUnit>> roots;
+  roots.reserve(ports.size());
   for (auto& [number, port] : ports) roots.push_back(std::move(port));
   return roots;
 }

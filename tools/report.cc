@@ -75,7 +75,7 @@ void StartReport(bool json) {
 
 bool ReportsJson() { return TheReport().json; }
 
-void AddJsonWarning(const char* code, const std::string& text, Json members) {
+void AddJsonWarning(const char* code, const std::string& text, const Json& members) {
   Json warning = {{"severity", "warning"}, {"code", code}, {"message", text}};
   warning.update(members);
   TheReport().warnings.push_back(std::move(warning));

@@ -18,7 +18,8 @@ void StartReport(bool json);
 bool ReportsJson();
 
 // Adds a warning of the tool's own to the JSON: code is stable, units may be empty.
-void AddJsonWarning(const char* code, const std::string& text, Json members = Json::object());
+void AddJsonWarning(const char* code, const std::string& text,
+                    const Json& members = Json::object());
 
 // The error that the library reported last, which then counts as told. When there is none, an error
 // that says otherwise.

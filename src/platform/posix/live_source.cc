@@ -272,11 +272,13 @@ std::vector<std::string> LiveTransport::NodeNames(const ScsiAddress& address) {
   std::sort(found.begin(), found.end());
   for (const std::string& link : found) {
     std::error_code error;
-    const auto target = std::filesystem::read_symlink(links + '/' + link, error);
+    std::string name = links;
+    name.append("/").append(link);
+    const auto target = std::filesystem::read_symlink(name, error);
     const std::string path = devices_ + '/' + target.filename().string();
     if (!error && std::find(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(nodes),
                             path) != names.begin() + static_cast<std::ptrdiff_t>(nodes)) {
-      names.push_back(links + '/' + link);
+      names.push_back(std::move(name));
     }
   }
   return names;

@@ -66,7 +66,7 @@ Result<std::string> CheckModule(const std::string& path) {
   const std::string registry = RegistryFilePath();
   // A registry that is yet to be stored has been filled by this process.
   if (::access(registry.c_str(), F_OK) == 0) {
-    if (const Result<std::string> named = TrustedPath(registry); !named) return named;
+    if (Result<std::string> named = TrustedPath(registry); !named) return named;
   }
   return TrustedPath(path);
 }
