@@ -8,8 +8,8 @@
 #include "commands.h"
 #include "danger_text.h"
 #include "discovery/scsi_probe.h"
-#include "entry/library.h"
 #include "outcome_report.h"
+#include "pass.h"
 #include "reconfig/identity.h"
 #include "reconfig/outcome.h"
 #include "records/device_record.h"
@@ -95,24 +95,24 @@ void CheckLists(std::vector<Deviation>& deviations) {
 
 Result<ExitStatus> Check(const Options& options, bool json) {
   std::vector<Deviation> deviations;
-  std::vector<Danger> dangers;
+  std::vector<DangerReport> dangers;
   const Result<> done = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
-    if (SimKeyExists()) return Error{"the key Sim under the tape engine key blocks every pass"};
     // Devices are followed, so that one that moved is not taken for one that is gone and a new one.
-    RunConfigurationPass({.FollowIdentity = true});
+    Result<OutcomeReport> report = RunPass(true);
+    if (!report) return report.Failure();
     CheckDevices(deviations);
     CheckLists(deviations);
-    for (const Danger& danger : ReadOutcome().dangers) {
-      // Each of these is told of its device already.
-      if (danger.Code != DangerCode::kSilent && danger.Code != DangerCode::kReplaced) {
-        dangers.push_back(danger);
-      }
+    for (DangerReport& danger : report->dangers) {
+      // Each of these is told of its device already, unless it has no number.
+      const bool told = danger.code == DangerCode::kReplaced ||
+                        (danger.code == DangerCode::kSilent && danger.json["unit"].is_null());
+      if (!told) dangers.push_back(std::move(danger));
     }
     return {};
   });
   if (!done) return done.Failure();
   const bool refused = std::any_of(dangers.begin(), dangers.end(),
-                                   [](const Danger& danger) { return danger.Refused; });
+                                   [](const DangerReport& danger) { return danger.refused; });
   if (json) {
     Json list = Json::array();
     for (const Deviation& deviation : deviations) {
@@ -120,10 +120,10 @@ Result<ExitStatus> Check(const Options& options, bool json) {
           {{"code", deviation.code}, {"of", deviation.number}, {"message", deviation.text}});
     }
     Json judged = Json::array();
-    for (const Danger& danger : dangers) judged.push_back(DangerJson(danger));
+    for (const DangerReport& danger : dangers) judged.push_back(danger.json);
     PrintJson({{"deviations", list}, {"dangers", judged}});
   } else {
-    for (const Danger& danger : dangers) std::cout << DangerLine(danger) << '\n';
+    for (const DangerReport& danger : dangers) std::cout << DangerLine(danger) << '\n';
     for (const Deviation& deviation : deviations) {
       std::cout << deviation.code << ' ' << deviation.number << ": " << deviation.text << '\n';
     }

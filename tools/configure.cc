@@ -8,13 +8,12 @@
 
 #include "commands.h"
 #include "danger_text.h"
-#include "discovery/scsi_map.h"
 #include "discovery/scsi_probe.h"
 #include "entry/library.h"
 #include "listing.h"
 #include "outcome_report.h"
+#include "pass.h"
 #include "plan_file.h"
-#include "platform/messages.h"
 #include "question.h"
 #include "reconfig/outcome.h"
 #include "report.h"
@@ -39,23 +38,14 @@ struct PassResult {
   PlanBasis basis;
 };
 
-// The pass within a session, with its dangers judged.
-Result<PassResult> RunPass(bool follow_identity) {
-  if (SimKeyExists()) {
-    return Error{
-        "the key Sim under the tape engine key blocks the rebuild; devices and groups stay as they "
-        "are"};
-  }
+// The pass within a session, with what it is made from.
+Result<PassResult> RunPlannedPass(bool follow_identity) {
   PassResult result;
   result.basis.registry = RegistryDigests();
-  RunConfigurationPass({.FollowIdentity = follow_identity});
+  Result<OutcomeReport> report = RunPass(follow_identity);
+  if (!report) return report.Failure();
   result.basis.hardware = HardwareDigests();
-  result.report = ReadOutcome();
-  if (ScsiMap.LeftOut != 0) {
-    ReportMessage(Severity::kNote, Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit") +
-                                       " beyond the first " + std::to_string(kMaxScsiMapEntries) +
-                                       " of the device map left out");
-  }
+  result.report = *std::move(report);
   return result;
 }
 
@@ -77,12 +67,12 @@ Result<std::vector<std::string>> ParseAccepted(const std::string& text) {
 std::vector<std::string> Refused(const OutcomeReport& report,
                                  const std::vector<std::string>& accepted) {
   std::vector<std::string> codes;
-  for (const Danger& danger : report.dangers) {
-    const std::string code = DangerName(danger.Code);
+  for (const DangerReport& danger : report.dangers) {
+    const std::string code = DangerName(danger.code);
     const auto known = [&code](const std::vector<std::string>& list) {
       return std::find(list.begin(), list.end(), code) != list.end();
     };
-    if (danger.Refused && !known(accepted) && !known(codes)) codes.push_back(code);
+    if (danger.refused && !known(accepted) && !known(codes)) codes.push_back(code);
   }
   return codes;
 }
@@ -106,7 +96,7 @@ Result<std::vector<std::string>> RefusedWhenFollowing(const Options& options,
   std::vector<std::string> codes;
   ResetProcessState();
   const Result<> done = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
-    Result<PassResult> pass = RunPass(true);
+    Result<PassResult> pass = RunPlannedPass(true);
     if (!pass) return pass.Failure();
     codes = Refused(pass->report, accepted);
     return {};
@@ -220,7 +210,7 @@ Result<ExitStatus> Plan(const Options& options, const Choices& choices) {
   PassResult pass;
   std::vector<WhyLine> why;
   const Result<> done = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
-    Result<PassResult> run = RunPass(choices.follow_identity);
+    Result<PassResult> run = RunPlannedPass(choices.follow_identity);
     if (!run) return run.Failure();
     pass = std::move(*run);
     if (choices.why_device && *choices.why_device >= LastPass.OldDeviceCount) {
@@ -271,7 +261,7 @@ Result<> RunGuarded(const Options& options, Needs needs, bool follow_identity,
                     const std::vector<std::string>& accepted, const PlanBasis* planned,
                     PassResult& pass, Refusal& refusal) {
   return InSession(options, needs, [&]() -> Result<> {
-    Result<PassResult> run = RunPass(follow_identity);
+    Result<PassResult> run = RunPlannedPass(follow_identity);
     if (!run) return run.Failure();
     pass = std::move(*run);
     if (planned != nullptr) {
@@ -306,6 +296,7 @@ Result<ExitStatus> Refuse(const Options& options, const Choices& choices, const 
   }
   PrintOutcome(pass.report);
   std::cout.flush();
+  PrintKeptMessages();
   std::cerr << "devprep: refused, nothing was changed: " << Joined(refusal.codes) << '\n'
             << Advice(options, refusal.codes, accepted, follow_identity);
   return ExitStatus::kDangers;

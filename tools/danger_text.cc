@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "discovery/scsi_probe.h"
+#include "platform/hardware/hardware_map.h"
 #include "reconfig/outcome.h"
 #include "words.h"
 
@@ -79,23 +80,6 @@ Json NumberOrNull(std::uint16_t number) {
   return number == kDeviceGone ? Json(nullptr) : Json(number);
 }
 
-}  // namespace
-
-std::string DangerName(DangerCode code) { return kNames[static_cast<std::size_t>(code)]; }
-
-std::optional<DangerCode> DangerNamed(const std::string& name) {
-  for (std::size_t i = 0; i < kNames.size(); ++i) {
-    if (name == kNames[i]) return static_cast<DangerCode>(i);
-  }
-  return std::nullopt;
-}
-
-std::string AllDangerNames() {
-  std::string names;
-  for (const char* name : kNames) names += (names.empty() ? "" : ", ") + std::string(name);
-  return names;
-}
-
 std::string DangerText(const Danger& danger) {
   switch (danger.Code) {
     case DangerCode::kNothingFound:
@@ -131,23 +115,60 @@ std::string DangerText(const Danger& danger) {
   return "";
 }
 
-std::string DangerLine(const Danger& danger) {
-  return (danger.Refused ? "danger " : "note ") + DangerName(danger.Code) + ": " +
-         DangerText(danger);
-}
-
-Json DangerJson(const Danger& danger) {
+Json MakeJson(const Danger& danger, const std::string& text) {
   const bool placed = danger.Place != DangerPlace::kNone;
   return {{"code", DangerName(danger.Code)},
           {"refused", danger.Refused},
-          {"message", DangerText(danger)},
+          {"message", text},
           {"old_number", NumberOrNull(danger.Old)},
           {"new_number", NumberOrNull(danger.New)},
           {"other_number", NumberOrNull(danger.Other)},
           {"place", placed ? Json(PlaceName(danger.Place)) : Json(nullptr)},
           {"place_number", placed ? NumberOrNull(danger.PlaceNumber) : Json(nullptr)},
           {"count", danger.Count},
-          {"total", danger.Total}};
+          {"total", danger.Total},
+          {"unit", nullptr}};
+}
+
+}  // namespace
+
+std::string DangerName(DangerCode code) { return kNames[static_cast<std::size_t>(code)]; }
+
+std::optional<DangerCode> DangerNamed(const std::string& name) {
+  for (std::size_t i = 0; i < kNames.size(); ++i) {
+    if (name == kNames[i]) return static_cast<DangerCode>(i);
+  }
+  return std::nullopt;
+}
+
+std::string AllDangerNames() {
+  std::string names;
+  for (const char* name : kNames) names += (names.empty() ? "" : ", ") + std::string(name);
+  return names;
+}
+
+DangerReport ReportDanger(const Danger& danger) {
+  return {danger.Code, danger.Refused, MakeJson(danger, DangerText(danger))};
+}
+
+DangerReport ReportUnidentifiedUnit(const SilentUnit& unit) {
+  Danger danger = {};
+  danger.Code = DangerCode::kSilent;
+  danger.Refused = true;
+  danger.Old = danger.New = danger.Other = danger.PlaceNumber = kDeviceGone;
+  const std::string address = devprep::AddressText(unit.address);
+  std::string text = "unit " + address;
+  if (!unit.name.empty()) text += " " + unit.name;
+  text += " is attached but does not say what it is: " + unit.reason +
+          ". What is configured for it would go: try again when it is ready";
+  DangerReport report = {danger.Code, danger.Refused, MakeJson(danger, text)};
+  report.json["unit"] = address;
+  return report;
+}
+
+std::string DangerLine(const DangerReport& danger) {
+  return (danger.refused ? "danger " : "note ") + DangerName(danger.code) + ": " +
+         danger.json["message"].get<std::string>();
 }
 
 }  // namespace devprep::tool

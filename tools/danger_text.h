@@ -6,6 +6,7 @@
 #include <string>
 
 #include "output.h"
+#include "platform/hardware/hardware_source.h"
 #include "reconfig/danger.h"
 
 namespace devprep::tool {
@@ -19,13 +20,22 @@ std::optional<DangerCode> DangerNamed(const std::string& name);
 // All names, separated by commas.
 std::string AllDangerNames();
 
-// What the danger is, and what to look at: a sentence. Within the process of the pass.
-std::string DangerText(const Danger& danger);
+// A danger as it is told.
+struct DangerReport {
+  DangerCode code;
+  bool refused;
+  Json json;  // with its sentence, which says what the danger is and what to look at
+};
+
+// Within the session of the pass.
+DangerReport ReportDanger(const Danger& danger);
+
+// The danger that an attached unit without a place in the device map is: what is configured for it
+// counts as gone.
+DangerReport ReportUnidentifiedUnit(const SilentUnit& unit);
 
 // "danger NAME: TEXT"; of one that is only told "note NAME: TEXT".
-std::string DangerLine(const Danger& danger);
-
-Json DangerJson(const Danger& danger);
+std::string DangerLine(const DangerReport& danger);
 
 }  // namespace devprep::tool
 

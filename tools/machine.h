@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/hardware/hardware_source.h"
 #include "platform/raw_scsi.h"
 #include "platform/registry/registry_key.h"
 #include "platform/result.h"
@@ -31,6 +32,10 @@ struct UnitAnswers {
 
 // The key HARDWARE. Null when this machine has none. Within a session that has hardware.
 std::shared_ptr<RegistryKey> HardwareBranch();
+
+// The attached units that the device map does not list because they did not say what they are.
+// Whoever asks answers for them: they do not fail the session any more.
+std::vector<SilentUnit> TakeUnidentifiedUnits();
 
 // What a unit is asked: what it is, or, of changers and drives, where the library's elements are as
 // well.

@@ -64,6 +64,8 @@ ExitStatus Run(int argc, char** argv) {
                  "Time limit for each request to a device (DEVPREP_TIMEOUT; 10)")
       ->option_text("SECONDS")
       ->check(devprep::tool::CheckTimeLimit);
+  app.add_flag("--no-modules", options.no_modules,
+               "Leave out the library manager modules that the registry names");
   app.set_version_flag("--version", "devprep " DEVPREP_VERSION);
   app.footer(kFooter);
   app.require_subcommand(1);

@@ -359,7 +359,7 @@ bool AllKept(const std::vector<Line>& lines) {
 
 Json DangersJson(const OutcomeReport& report) {
   Json list = Json::array();
-  for (const Danger& danger : report.dangers) list.push_back(DangerJson(danger));
+  for (const DangerReport& danger : report.dangers) list.push_back(danger.json);
   return list;
 }
 
@@ -374,7 +374,8 @@ OutcomeReport ReadOutcome() {
   report.lost_settings = LostSettings();
   const auto dangers = std::make_unique<DangerList>();
   JudgeLastPass(dangers.get());
-  report.dangers.assign(dangers->Items, dangers->Items + dangers->Count);
+  std::transform(dangers->Items, dangers->Items + dangers->Count,
+                 std::back_inserter(report.dangers), ReportDanger);
   report.dangers_left_out = dangers->LeftOut;
   return report;
 }
@@ -385,8 +386,8 @@ bool NothingChanged(const OutcomeReport& report) {
 }
 
 void PrintOutcome(const OutcomeReport& report) {
-  for (const Danger& danger : report.dangers) {
-    std::cout << Paint(DangerLine(danger), danger.Refused ? Colour::kBad : Colour::kChanged)
+  for (const DangerReport& danger : report.dangers) {
+    std::cout << Paint(DangerLine(danger), danger.refused ? Colour::kBad : Colour::kChanged)
               << '\n';
   }
   if (report.dangers_left_out != 0) {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "danger_text.h"
 #include "output.h"
-#include "reconfig/danger.h"
 #include "reconfig/outcome.h"
 
 namespace devprep::tool {
@@ -65,7 +65,7 @@ struct OutcomeReport {
   std::vector<GroupLine> groups;
   std::vector<RaidLine> raids;
   std::vector<LostSetting> lost_settings;
-  std::vector<Danger> dangers;
+  std::vector<DangerReport> dangers;
   std::size_t dangers_left_out = 0;
 };
 

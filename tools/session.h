@@ -11,9 +11,10 @@ namespace devprep::tool {
 
 // Choices that hold for every command.
 struct Options {
-  std::string registry;  // empty: from the environment
-  std::string hardware;  // empty: from the environment
-  std::string timeout;   // in seconds; empty: from the environment
+  std::string registry;     // empty: from the environment
+  std::string hardware;     // empty: from the environment
+  std::string timeout;      // in seconds; empty: from the environment
+  bool no_modules = false;  // library manager modules are left out
 };
 
 // What is wrong with a time limit. Empty: nothing, or no time limit is taken here.

@@ -12,7 +12,7 @@ import tempfile
 import time
 import unittest
 
-from tape_library import PREFIX, UNCOUNTED, CuttingProxy, TapeLibrary, free_port
+from tape_library import PREFIX, UNCOUNTED, BusyProxy, CuttingProxy, TapeLibrary, free_port
 
 DEVPREP = None
 
@@ -187,6 +187,31 @@ class IscsiTest(unittest.TestCase):
                 self.assertNotIn("0:0:0:", run.err)
                 with open(self.registry) as file:
                     self.assertEqual(file.read(), before)
+
+    def test_a_unit_that_stays_busy_is_a_danger(self):
+        self.add_two_libraries()
+        ready = f"{self.library.url}/{PREFIX}big"
+        self.assertEqual(self.run_tool("configure", hardware=ready).status, 0)
+        with open(self.registry) as file:
+            before = file.read()
+        proxy = BusyProxy(self.library.port, 1)
+        self.addCleanup(proxy.close)
+        busy = f"iscsi://127.0.0.1:{proxy.port}/{PREFIX}big"
+        for command, status in (("plan", 5), ("check", 5), ("configure", 5), ("capture", 1)):
+            with self.subTest(command=command):
+                file = [self.path("machine.reg")] if command == "capture" else []
+                run = self.run_tool(command, *file, hardware=busy, timeout=1)
+                self.assertEqual(run.status, status, run.out + run.err)
+                self.assertIn("it is busy", run.err.splitlines()[0])
+                if command != "capture":
+                    self.assertRegex(run.out, r"danger silent: unit 0:0:0:1 \(target iqn.*is busy")
+        with open(self.registry) as file:
+            self.assertEqual(file.read(), before)
+        run = self.run_tool("configure", "--accept", "silent", "--json", hardware=busy, timeout=1)
+        self.assertEqual(run.status, 0, run.err)
+        self.assertEqual([danger["unit"] for danger in run.json["dangers"]], ["0:0:0:1"])
+        self.assertEqual([device["outcome"] for device in run.json["devices"]
+                          if device["type"] == "tape_drive"], ["moved", "gone"])
 
     def test_a_portal_that_says_nothing_takes_the_time_limit(self):
         self.add_two_libraries()

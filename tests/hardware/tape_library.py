@@ -26,11 +26,10 @@ def free_port():
         return probe.getsockname()[1]
 
 
-class CuttingProxy:
-    """A portal in front of another that closes its connections when so many bytes came back."""
+class Proxy:
+    """A portal in front of another."""
 
-    def __init__(self, port, most):
-        self.most = most
+    def __init__(self, port):
         self.behind = port
         self.server = socket.create_server(("127.0.0.1", 0))
         self.port = self.server.getsockname()[1]
@@ -42,18 +41,13 @@ class CuttingProxy:
                 ends = self.server.accept()[0], socket.create_connection(("127.0.0.1", self.behind))
             except OSError:
                 return
-            for source, sink, most in ((*ends, None), (*reversed(ends), self.most)):
-                threading.Thread(target=self.pump, args=(source, sink, most), daemon=True).start()
+            for source, sink, forth in ((*ends, True), (*reversed(ends), False)):
+                threading.Thread(target=self.pump, args=(source, sink, forth), daemon=True).start()
 
-    @staticmethod
-    def pump(source, sink, most):
-        passed = 0
+    def pump(self, source, sink, forth):
         with source:
             try:
-                while data := source.recv(256):
-                    passed += len(data)
-                    if most is not None and passed > most:
-                        break
+                for data in self.passed(source, forth):
                     sink.sendall(data)
                 for end in (source, sink):
                     end.shutdown(socket.SHUT_RDWR)
@@ -63,6 +57,43 @@ class CuttingProxy:
     def close(self):
         self.server.shutdown(socket.SHUT_RDWR)
         self.server.close()
+
+
+class CuttingProxy(Proxy):
+    """Closes its connections when so many bytes came back."""
+
+    def __init__(self, port, most):
+        self.most = most
+        super().__init__(port)
+
+    def passed(self, source, forth):
+        passed = 0
+        while data := source.recv(256):
+            passed += len(data)
+            if not forth and passed > self.most:
+                break
+            yield data
+
+
+class BusyProxy(Proxy):
+    """Has one unit answer each standard INQUIRY with the status BUSY."""
+
+    def __init__(self, port, lun):
+        self.lun = lun
+        self.inquiries = set()
+        super().__init__(port)
+
+    def passed(self, source, forth):
+        with source.makefile("rb") as stream:
+            while head := stream.read(48):
+                size = int.from_bytes(head[5:8], "big")
+                data = bytearray(head + stream.read(4 * head[4] + size + -size % 4))
+                operation, tag = data[0] & 0x3f, bytes(data[16:20])
+                if forth and operation == 0x01 and data[9] == self.lun and data[32:34] == b"\x12\0":
+                    self.inquiries.add(tag)
+                elif not forth and operation in (0x21, 0x25) and tag in self.inquiries:
+                    data[3] = 0x08
+                yield bytes(data)
 
 
 class TapeLibrary:

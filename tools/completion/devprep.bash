@@ -14,7 +14,7 @@ _devprep() {
     esac
   done
   case $command in
-    '') options='plan configure check devices tree hardware capture raids raid registry --registry --hardware --timeout --version --help' ;;
+    '') options='plan configure check devices tree hardware capture raids raid registry --registry --hardware --timeout --no-modules --version --help' ;;
     plan | configure)
       case $prev in
         --accept) COMPREPLY=($(compgen -W 'nothing-found mass-loss silent merged crossed split twins same-identity replaced' -- "$cur")); return ;;

@@ -48,6 +48,13 @@ Result<> CheckReplaceable(const std::string& file_name, const struct stat& file)
 
 std::shared_ptr<RegistryKey> HardwareBranch() { return CurrentHardware()->DeviceMap(); }
 
+std::vector<SilentUnit> TakeUnidentifiedUnits() {
+  std::vector<SilentUnit> units = CurrentHardware()->SilentUnits();
+  std::erase_if(units, [](const SilentUnit& unit) { return unit.listed; });
+  SetSilentUnitsAccepted(true);
+  return units;
+}
+
 void PrefetchUnits(const std::vector<ScsiAddress>& units, Asked asked) {
   if (asked == Asked::kLibrary) {
     CurrentHardware()->PrefetchLibrary(units);

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "discovery/library_hooks.h"
 #include "entry/library.h"
 #include "platform/hardware/inquiry_source.h"
 #include "platform/posix/hardware.h"
@@ -75,6 +76,7 @@ Result<> InSession(const Options& options, Needs needs, const std::function<Resu
       needs == Needs::kConfiguration || needs == Needs::kConfigurationToChange;
   const bool wants_hardware = wants_engine || needs == Needs::kHardware;
   ShowProgress();
+  LeaveModulesOut(options.no_modules);
   const LogRedirection redirection;
   Transaction transaction(to_change);
   if (!transaction.Open()) return TakeReportedError("the registry cannot be read");

@@ -1,5 +1,6 @@
 #include "session.h"
 
+#include "discovery/library_hooks.h"
 #include "entry/library.h"
 #include "platform/registry.h"
 #include "report.h"
@@ -26,6 +27,7 @@ Result<> InSession(const Options& options, Needs needs, const std::function<Resu
     return Error{
         "--timeout is not for Windows, where the devices' driver has time limits of its own"};
   }
+  LeaveModulesOut(options.no_modules);
   const LogRedirection redirection;
   if (needs == Needs::kConfiguration && !RegistryBeginTrial()) {
     return TakeReportedError("the registry cannot be copied");
