@@ -51,37 +51,59 @@ bool IsInPlace(const DeviceRecord& old_record, const DeviceRecord& found, const 
          (!rules.compare_port_and_bus || (was.Board == is.Board && was.Bus == is.Bus));
 }
 
+bool IsTaken(const MatchRules& rules, const DeviceRecord& found) {
+  return rules.taken != nullptr && rules.taken[&found - FoundDevices] != 0;
+}
+
+// The criteria. The comparisons that a device seldom passes come first: each old record is held
+// against every found device.
+bool WorldWideIdAgrees(const DeviceRecord& old_record, const DeviceRecord& found,
+                       const MatchRules& rules, bool in_place) {
+  return MatchByWorldWideId == 1 && old_record.Type == found.Type &&
+         (!in_place || IsInPlace(old_record, found, rules)) &&
+         WorldWideIdsEqual(old_record, found) && HasWorldWideId(found) &&
+         NamesAgree(old_record, found);
+}
+
+bool NameAgrees(const DeviceRecord& old_record, const DeviceRecord& found, const MatchRules& rules,
+                bool in_place) {
+  return old_record.Type == found.Type &&
+         (!in_place || (old_record.Address.ScsiId == found.Address.ScsiId &&
+                        IsInPlace(old_record, found, rules))) &&
+         !WorldWideIdRules(found) && NamesAgree(old_record, found);
+}
+
+bool SerialNumberAgrees(const DeviceRecord& old_record, const DeviceRecord& found,
+                        const MatchRules& rules, bool in_place) {
+  return SerialNumbersEqual(old_record, found) && HasSerialNumber(found) &&
+         (!in_place || !rules.changer || found.Type == kTypeChanger);
+}
+
 // The verdict of a criterion that an earlier match can take a device away from.
-Verdict Unless(const MatchRules& rules, const DeviceRecord& found, bool agrees) {
+Verdict JudgeUntaken(bool applies, bool agrees, const MatchRules& rules,
+                     const DeviceRecord& found) {
+  if (!applies) return Verdict::kAbsent;
   if (!agrees) return Verdict::kDiffers;
-  return rules.taken != nullptr && rules.taken[&found - FoundDevices] != 0 ? Verdict::kTaken
-                                                                           : Verdict::kAgrees;
+  return IsTaken(rules, found) ? Verdict::kTaken : Verdict::kAgrees;
 }
 
 Verdict JudgeWorldWideId(const DeviceRecord& old_record, const DeviceRecord& found,
                          const MatchRules& rules, bool in_place) {
-  if (!WorldWideIdRules(found)) return Verdict::kAbsent;
-  return Unless(rules, found,
-                old_record.Type == found.Type && WorldWideIdsEqual(old_record, found) &&
-                    (!in_place || IsInPlace(old_record, found, rules)) &&
-                    NamesAgree(old_record, found));
+  return JudgeUntaken(WorldWideIdRules(found),
+                      WorldWideIdAgrees(old_record, found, rules, in_place), rules, found);
 }
 
 Verdict JudgeName(const DeviceRecord& old_record, const DeviceRecord& found,
                   const MatchRules& rules, bool in_place) {
-  if (WorldWideIdRules(found)) return Verdict::kAbsent;
-  return Unless(rules, found,
-                old_record.Type == found.Type &&
-                    (!in_place || (old_record.Address.ScsiId == found.Address.ScsiId &&
-                                   IsInPlace(old_record, found, rules))) &&
-                    NamesAgree(old_record, found));
+  return JudgeUntaken(!WorldWideIdRules(found), NameAgrees(old_record, found, rules, in_place),
+                      rules, found);
 }
 
 Verdict JudgeSerialNumber(const DeviceRecord& old_record, const DeviceRecord& found,
                           const MatchRules& rules, bool in_place) {
   if (!HasSerialNumber(found)) return Verdict::kAbsent;
-  const bool type_fits = !in_place || !rules.changer || found.Type == kTypeChanger;
-  return type_fits && SerialNumbersEqual(old_record, found) ? Verdict::kAgrees : Verdict::kDiffers;
+  return SerialNumberAgrees(old_record, found, rules, in_place) ? Verdict::kAgrees
+                                                                : Verdict::kDiffers;
 }
 
 // The criteria of one pass over the found devices, in their order.
@@ -97,13 +119,13 @@ constexpr PassCriteria kPasses[] = {
 // What a found device satisfies first in a pass.
 MatchCriterion TryCriteria(const DeviceRecord& old_record, const DeviceRecord& found,
                            const MatchRules& rules, const PassCriteria& pass) {
-  if (JudgeWorldWideId(old_record, found, rules, pass.in_place) == Verdict::kAgrees) {
+  const auto untaken = [&](bool agrees) { return agrees && !IsTaken(rules, found); };
+  if (untaken(WorldWideIdAgrees(old_record, found, rules, pass.in_place))) {
     return pass.by_world_wide_id;
   }
-  if (JudgeName(old_record, found, rules, pass.in_place) == Verdict::kAgrees) return pass.by_name;
-  return JudgeSerialNumber(old_record, found, rules, pass.in_place) == Verdict::kAgrees
-             ? MatchCriterion::kSerialNumber
-             : MatchCriterion::kNone;
+  if (untaken(NameAgrees(old_record, found, rules, pass.in_place))) return pass.by_name;
+  return SerialNumberAgrees(old_record, found, rules, pass.in_place) ? MatchCriterion::kSerialNumber
+                                                                     : MatchCriterion::kNone;
 }
 
 MatchCriterion Match(const DeviceRecord& old_record, const MatchRules& rules,

@@ -46,12 +46,13 @@ const std::shared_ptr<RegistryKey>* RegistryKey::FindSlot(std::string_view name)
   const auto is_at = [this, name](std::size_t at) {
     return at < children_.size() && CompareNames(children_[at]->name_, name) == 0;
   };
-  if (!is_at(last_found_)) {
-    const std::size_t at = LowerBound(name);
+  std::size_t at = last_found_;
+  if (!is_at(at) && !is_at(++at)) {
+    at = LowerBound(name);
     if (!is_at(at)) return nullptr;
-    last_found_ = at;
   }
-  return &children_[last_found_];
+  last_found_ = at;
+  return &children_[at];
 }
 
 std::shared_ptr<RegistryKey> RegistryKey::FindChild(std::string_view name) const {

@@ -80,7 +80,7 @@ class RegistryKey {
 
   std::string name_;
   std::vector<std::shared_ptr<RegistryKey>> children_;  // sorted by CompareNames
-  mutable std::size_t last_found_ = 0;  // among children_: most look-ups ask for one in a row
+  mutable std::size_t last_found_ = 0;  // among children_: most look-ups ask for it or the next one
   mutable std::vector<RegistryValue> values_;  // in order of creation; with gaps until Values()
   mutable std::unique_ptr<ValueIndex> index_;  // null: few values, no gaps
   bool deleted_ = false;
