@@ -1,0 +1,21 @@
+// Asking a machine for the map of its libraries.
+#ifndef DEVPREP_TOOLS_LIBRARY_SURVEY_H_
+#define DEVPREP_TOOLS_LIBRARY_SURVEY_H_
+
+#include <vector>
+
+#include "library_map.h"
+#include "records/device_record.h"
+
+namespace devprep::tool {
+
+// The stored records of all devices that can be read. Within a session.
+std::vector<DeviceRecord> ReadConfiguredDevices();
+
+// Asks every attached unit and draws the map. Moves, initialises and reserves nothing. Within a
+// session that has hardware.
+LibraryMap SurveyLibraries();
+
+}  // namespace devprep::tool
+
+#endif  // DEVPREP_TOOLS_LIBRARY_SURVEY_H_
