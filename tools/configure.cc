@@ -10,11 +10,11 @@
 #include "danger_text.h"
 #include "discovery/scsi_probe.h"
 #include "entry/library.h"
+#include "guarded_edit.h"
 #include "listing.h"
 #include "outcome_report.h"
 #include "pass.h"
 #include "plan_file.h"
-#include "question.h"
 #include "reconfig/outcome.h"
 #include "report.h"
 #include "words.h"
@@ -23,10 +23,8 @@ namespace devprep::tool {
 namespace {
 
 struct Choices {
-  bool json = false;
+  GuardOptions guard;
   bool follow_identity = false;
-  bool yes = false;
-  bool dry_run = false;
   std::string accept;     // codes, separated by commas
   std::string plan_file;  // to save or to apply
   bool why = false;
@@ -229,7 +227,7 @@ Result<ExitStatus> Plan(const Options& options, const Choices& choices) {
         SavePlan(choices.plan_file, {choices.follow_identity, *accepted, pass.basis}, json);
     if (!saved) return saved.Failure();
   }
-  if (choices.json) {
+  if (choices.guard.json) {
     json["would_change"] = !NothingChanged(pass.report);
     if (choices.why) json["why"] = WhyListing().AsJson(why, {});
     PrintJson(json);
@@ -288,7 +286,7 @@ Result<ExitStatus> Refuse(const Options& options, const Choices& choices, const 
     error.code = "not_as_planned";
     return error;
   }
-  if (choices.json) {
+  if (choices.guard.json) {
     Json json = OutcomeJson(pass.report);
     json["stored"] = false;
     PrintJson(json);
@@ -303,7 +301,7 @@ Result<ExitStatus> Refuse(const Options& options, const Choices& choices, const 
 }
 
 Result<ExitStatus> Configure(const Options& options, const Choices& choices) {
-  if (choices.dry_run) return Plan(options, choices);
+  if (choices.guard.dry_run) return Plan(options, choices);
   PlanFile plan;
   if (!choices.plan_file.empty()) {
     Result<PlanFile> read = ReadPlan(choices.plan_file);
@@ -320,7 +318,7 @@ Result<ExitStatus> Configure(const Options& options, const Choices& choices) {
   Refusal refusal;
   // Where a person is asked, the registry is not held while the person thinks; and where a session
   // cannot be taken back, what is refused must be known before it begins.
-  const bool ask = !choices.yes && !choices.json && planned == nullptr && SomebodyIsThere();
+  const bool ask = planned == nullptr && AsksFirst(choices.guard);
   PlanBasis shown;
   if (ask || !kSessionsAreWhole) {
     const Result<> tried = RunGuarded(options, Needs::kConfiguration, follow_identity, accepted,
@@ -329,14 +327,10 @@ Result<ExitStatus> Configure(const Options& options, const Choices& choices) {
     if (!tried) return tried.Failure();
     if (ask) {
       PrintOutcome(pass.report);
-      if (NothingChanged(pass.report)) {
-        std::cout << "\nNothing changes.\n";
-        return ExitStatus::kDone;
-      }
-      if (!Confirm("\nStore this configuration?")) {
-        std::cout << "Nothing was changed.\n";
-        return ExitStatus::kWouldChange;
-      }
+      const Answer answer =
+          AskAboutChange(!NothingChanged(pass.report), "Store this configuration?");
+      if (answer == Answer::kNothingToDo) return ExitStatus::kDone;
+      if (answer == Answer::kNo) return ExitStatus::kWouldChange;
     }
     shown = pass.basis;
     planned = &shown;
@@ -346,7 +340,7 @@ Result<ExitStatus> Configure(const Options& options, const Choices& choices) {
                                    accepted, planned, pass, refusal);
   if (refusal.Any()) return Refuse(options, choices, pass, refusal, accepted, follow_identity);
   if (!done) return done.Failure();
-  if (choices.json) {
+  if (choices.guard.json) {
     Json json = OutcomeJson(pass.report);
     json["stored"] = true;
     PrintJson(json);
@@ -359,7 +353,6 @@ Result<ExitStatus> Configure(const Options& options, const Choices& choices) {
 }
 
 void AddCommonOptions(CLI::App* command, Choices* choices) {
-  command->add_flag("--json", choices->json, "Print JSON");
   command->add_flag("--follow-identity", choices->follow_identity,
                     "Keep each number's settings and memberships with its device, by serial number "
                     "and World Wide ID, wherever the device went");
@@ -375,6 +368,7 @@ void AddConfigureCommand(CLI::App& app, Invocation& invocation) {
   CLI::App* plan = app.add_subcommand(
       "plan", "Show what 'configure' would do, with its dangers, and change nothing");
   const auto planned = std::make_shared<Choices>();
+  plan->add_flag("--json", planned->guard.json, "Print JSON");
   AddCommonOptions(plan, planned.get());
   plan->add_option("--save", planned->plan_file, "Write the plan for 'configure --plan'")
       ->option_text("FILE");
@@ -392,11 +386,10 @@ void AddConfigureCommand(CLI::App& app, Invocation& invocation) {
       "Rebuild the configuration from the devices attached now, and tell what became of each old "
       "device, group and tape RAID");
   const auto choices = std::make_shared<Choices>();
+  AddGuardOptions(*configure, choices->guard, "Do as 'devprep plan'");
   AddCommonOptions(configure, choices.get());
-  auto* yes = configure->add_flag("--yes", choices->yes, "Do not ask before anything is changed");
   configure->add_option("--plan", choices->plan_file, "Apply this plan, and nothing else")
       ->option_text("FILE");
-  configure->add_flag("--dry-run", choices->dry_run, "Do as 'devprep plan'")->excludes(yes);
   OnCommand(configure, invocation,
             [&invocation, choices] { return Configure(invocation.options, *choices); });
 }

@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "device_settings.h"
 #include "output.h"
 #include "platform/raw_scsi.h"
 #include "records/raid_records.h"
@@ -52,10 +53,6 @@ void PrefetchInquiries(std::uint16_t count, std::optional<std::uint16_t> only) {
   PrefetchScsiAnswers(units.data(), units.size());
 }
 
-Value OrAbsent(std::uint16_t number, std::uint16_t none) {
-  return number == none ? Value::Absent() : Value::Number(number);
-}
-
 Value ReservedDrives(const DeviceInfo& info) {
   std::vector<Value> drives;
   for (std::uint16_t i = 0; i < info.ReservedDriveCount; ++i) {
@@ -81,7 +78,7 @@ Value TypeValue(const DeviceView& device) {
 
 std::vector<Column<DeviceView>> DeviceColumns() {
   using enum Importance;
-  return {
+  std::vector<Column<DeviceView>> columns = {
       {NumberColumn("number", "Device", "device number", kKey),
        [](const DeviceView& d) { return Value::Number(d.info.Number); }},
       {TextColumn("address", "Address", "port:bus:target:lun", kKey),
@@ -113,26 +110,12 @@ std::vector<Column<DeviceView>> DeviceColumns() {
        [](const DeviceView& d) { return Value::Name(ChangerStatusName(d.info.RaidFlags)); }},
       {WrappingColumn("reserved_drives", "Reserved drives", "of a changer: its drives"),
        [](const DeviceView& d) { return ReservedDrives(d.info); }},
-      {NumberColumn("cleaning_tape_slot", "Cleaning tape slot", "slot of the cleaning tape",
-                    kOnRequest),
-       [](const DeviceView& d) { return OrAbsent(d.record.CleaningTapeSlot, kNotSet); }},
-      {NumberColumn("default_block_factor", "Default block factor", "block factor of new tapes",
-                    kOnRequest),
-       [](const DeviceView& d) { return OrAbsent(d.record.DefaultBlockFactor, kNotSet); }},
-      {NumberColumn("read_shots", "Read shots", "how often reading is tried", kOnRequest),
-       [](const DeviceView& d) { return OrAbsent(d.record.ReadShots, 0); }},
-      {NumberColumn("write_shots", "Write shots", "how often writing is tried", kOnRequest),
-       [](const DeviceView& d) { return OrAbsent(d.record.WriteShots, 0); }},
-      {NumberColumn("bar_codes", "Bar codes", "of a changer: whether it reads bar codes",
-                    kOnRequest),
-       [](const DeviceView& d) { return OrAbsent(d.record.BarCodeInstall, 0); }},
-      {NumberColumn("bar_code_to_blank", "Bar code to blank",
-                    "of a changer: whether bar codes are set for blank tapes", kOnRequest),
-       [](const DeviceView& d) { return OrAbsent(d.record.SetBarCodeTapeToBlank, 0); }},
-      {NumberColumn("auto_cleaning_time", "Auto cleaning time",
-                    "of a changer: when it cleans by itself", kOnRequest),
-       [](const DeviceView& d) { return OrAbsent(d.record.SetAutoCleaningTime, 0); }},
   };
+  for (const SettingInfo& setting : DeviceSettings()) {
+    columns.push_back({NumberColumn(setting.name, setting.label, setting.about, kOnRequest),
+                       [&setting](const DeviceView& d) { return setting.Of(d.record); }});
+  }
+  return columns;
 }
 
 std::string ExplainUnreadable(const UnreadableDevice& device) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "danger_text.h"
+#include "device_settings.h"
 #include "discovery/scsi_map.h"
 #include "discovery/scsi_probe.h"
 #include "listing.h"
@@ -282,22 +283,6 @@ const Listing<RaidLine>& RaidOutcomeListing() {
   return listing;
 }
 
-// The settings of a device record that a number of the tape engine's stands for.
-struct SettingName {
-  const char* name;
-  std::uint16_t DeviceRecord::*field;
-  std::uint16_t default_value;
-};
-constexpr SettingName kSettings[] = {
-    {"read shots", &DeviceRecord::ReadShots, 0},
-    {"write shots", &DeviceRecord::WriteShots, 0},
-    {"cleaning tape slot", &DeviceRecord::CleaningTapeSlot, kNotSet},
-    {"default block factor", &DeviceRecord::DefaultBlockFactor, kNotSet},
-    {"bar codes", &DeviceRecord::BarCodeInstall, 0},
-    {"bar code to blank", &DeviceRecord::SetBarCodeTapeToBlank, 0},
-    {"auto cleaning time", &DeviceRecord::SetAutoCleaningTime, 0},
-};
-
 // What was set before and is not at the device that the old one became.
 std::vector<LostSetting> LostSettings() {
   std::vector<LostSetting> lost;
@@ -308,19 +293,21 @@ std::vector<LostSetting> LostSettings() {
     now.CleaningTapeSlot = now.DefaultBlockFactor = kNotSet;
     if (device.NewNumber != kDeviceGone) ReadDeviceRecord(&now);
     const std::string of = "device " + std::to_string(k);
-    for (const SettingName& setting : kSettings) {
-      const std::uint16_t before = device.Old.*setting.field;
-      if (before != setting.default_value && now.*setting.field != before) {
-        lost.push_back({of, setting.name, std::to_string(before)});
+    for (const SettingInfo& setting : DeviceSettings()) {
+      if (setting.IsSet(device.Old) && now.*setting.field != device.Old.*setting.field) {
+        lost.push_back({of, setting.Named(), setting.Of(device.Old).AsText()});
       }
     }
     if (device.Old.UnReservedDriveCount != 0) {
-      lost.push_back({of, "unreserved drives", Count(device.Old.UnReservedDriveCount, "drive")});
+      lost.push_back({of,
+                      {"unreserved_drives", "unreserved drives"},
+                      Count(device.Old.UnReservedDriveCount, "drive")});
     }
   }
   for (std::uint16_t i = 0; i < LastPass.OldGroupCount; ++i) {
     if (LastPass.Groups[i].OldAttribute == 0) continue;
-    lost.push_back({"group " + std::to_string(i), "attribute",
+    lost.push_back({"group " + std::to_string(i),
+                    {"attribute", "attribute"},
                     std::to_string(LastPass.Groups[i].OldAttribute)});
   }
   return lost;
@@ -331,7 +318,7 @@ const Listing<LostSetting>& LostSettingListing() {
       {{TextColumn("of", "Setting of", "device or group before", Importance::kKey),
         [](const LostSetting& s) { return Value::Text(s.of); }},
        {TextColumn("name", "Lost", "setting that no device has any more", Importance::kKey),
-        [](const LostSetting& s) { return Value::Text(s.name); }},
+        [](const LostSetting& s) { return Value::Name(s.name); }},
        {TextColumn("value", "Was", "its value", Importance::kKey),
         [](const LostSetting& s) { return Value::Text(s.value); }}},
       [](const LostSetting&) { return Colour::kBad; });

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "danger_text.h"
+#include "listing.h"
 #include "output.h"
 #include "reconfig/outcome.h"
 
@@ -55,7 +56,7 @@ struct ReservationLine {
 // A stored setting that the pass leaves at no device.
 struct LostSetting {
   std::string of;  // "device 3", "group 0"
-  std::string name;
+  Term name;
   std::string value;
 };
 

@@ -22,8 +22,8 @@ std::string CheckTimeLimit(const std::string& text);
 
 // What a command needs of the machine before it starts.
 enum class Needs {
-  kRegistry,              // to read the registry file as such
-  kRegistryToChange,      // to change the registry file as such
+  kRegistry,              // to read the registry as such: what is changed is forgotten
+  kRegistryToChange,      // to change the registry as such
   kHardware,              // what is attached, and nothing of the registry
   kConfiguration,         // the library's operations, to read: what they would store is forgotten
   kConfigurationToChange  // the same, and what they change is stored

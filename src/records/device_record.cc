@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "records/device_settings.h"
 #include "store/list_text.h"
 #include "store/numbered_key.h"
 #include "store/registry_store.h"
@@ -29,40 +30,21 @@ constexpr std::size_t kBinaryBufferSize = 300;
 constexpr const char* kSerialNumberValue = "SerialNumber";
 constexpr const char* kWorldWideIdValue = "WorldWideID";
 
-// A setting stored as a 32-bit number.
-struct Setting {
-  const char* name;
-  std::uint16_t DeviceRecord::*field;
-  std::uint16_t default_value;  // not stored
-};
-
-constexpr Setting kChangerSettings[] = {
-    {"BarCodeInstall", &DeviceRecord::BarCodeInstall, 0},
-    {"SetBarCodeTapeToBlank", &DeviceRecord::SetBarCodeTapeToBlank, 0},
-    {"SetAutoCleaningTime", &DeviceRecord::SetAutoCleaningTime, 0},
-};
-constexpr Setting kDeviceSettings[] = {
-    {"ReadShots", &DeviceRecord::ReadShots, 0},
-    {"WriteShots", &DeviceRecord::WriteShots, 0},
-    {"CleaningTapeSlot", &DeviceRecord::CleaningTapeSlot, kNotSet},
-    {"DefaultBlockFactor", &DeviceRecord::DefaultBlockFactor, kNotSet},
-};
-
 NumberedKey DeviceKey(std::uint16_t number) { return {kDeviceKeyPrefix, number}; }
 
-template <std::size_t N>
-void ReadSettings(const KeyHandle& key, const Setting (&settings)[N], DeviceRecord* record) {
-  for (const Setting& setting : settings) {
+void ReadSettings(const KeyHandle& key, DeviceRecord* record) {
+  for (const DeviceSetting& setting : kDeviceSettings) {
+    if (setting.changers_only && record->Type != kTypeChanger) continue;
     record->*setting.field =
-        static_cast<std::uint16_t>(StoreGetDword(key, setting.name, setting.default_value));
+        static_cast<std::uint16_t>(StoreGetDword(key, setting.value_name, setting.not_set));
   }
 }
 
-template <std::size_t N>
-void WriteSettings(const KeyHandle& key, const Setting (&settings)[N], const DeviceRecord* record) {
-  for (const Setting& setting : settings) {
+void WriteSettings(const KeyHandle& key, const DeviceRecord* record) {
+  for (const DeviceSetting& setting : kDeviceSettings) {
     const std::uint16_t value = record->*setting.field;
-    if (value != setting.default_value) StoreSetDword(key, setting.name, value);
+    if (setting.changers_only && record->Type != kTypeChanger) continue;
+    if (value != setting.not_set) StoreSetDword(key, setting.value_name, value);
   }
 }
 
@@ -173,9 +155,8 @@ std::uint16_t ReadDeviceRecord(DeviceRecord* record) {
     ReadDriveList(key, kUnReservedDrivesValue, record->UnReservedDrives,
                   &record->UnReservedDriveCount);
     record->DisabledDrives = StoreGetDword(key, kDisabledDrivesValue, 0);
-    ReadSettings(key, kChangerSettings, record);
   }
-  ReadSettings(key, kDeviceSettings, record);
+  ReadSettings(key, record);
   ReadBytes(key, kSerialNumberValue, record->SerialNumber, sizeof record->SerialNumber);
   ReadBytes(key, kWorldWideIdValue, record->WorldWideID, sizeof record->WorldWideID);
   return kStatusOk;
@@ -198,9 +179,8 @@ std::uint16_t WriteDeviceRecord(const DeviceRecord* record) {
     if (record->DisabledDrives != 0) {
       StoreSetDword(key, kDisabledDrivesValue, record->DisabledDrives);
     }
-    WriteSettings(key, kChangerSettings, record);
   }
-  WriteSettings(key, kDeviceSettings, record);
+  WriteSettings(key, record);
   StoreSetBinary(key, kSerialNumberValue, record->SerialNumber, sizeof record->SerialNumber);
   StoreSetBinary(key, kWorldWideIdValue, record->WorldWideID, sizeof record->WorldWideID);
   return kStatusOk;

@@ -29,14 +29,17 @@ Result<> InSession(const Options& options, Needs needs, const std::function<Resu
   }
   LeaveModulesOut(options.no_modules);
   const LogRedirection redirection;
-  if (needs == Needs::kConfiguration && !RegistryBeginTrial()) {
+  const bool on_trial = needs == Needs::kConfiguration || needs == Needs::kRegistry;
+  const bool to_change =
+      needs == Needs::kConfigurationToChange || needs == Needs::kRegistryToChange;
+  if (on_trial && !RegistryBeginTrial()) {
     return TakeReportedError("the registry cannot be copied");
   }
   DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
   Result<> done = work();
-  if (needs == Needs::kConfiguration) RegistryEndTrial();
+  if (on_trial) RegistryEndTrial();
   if (!done) return done;
-  stored_something = stored_something || needs == Needs::kConfigurationToChange;
+  stored_something = stored_something || to_change;
   return {};
 }
 

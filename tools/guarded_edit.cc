@@ -1,0 +1,102 @@
+#include "guarded_edit.h"
+
+#include <iostream>
+
+#include "configuration_diff.h"
+#include "entry/library.h"
+#include "question.h"
+#include "report.h"
+#include "stored_configuration.h"
+
+namespace devprep::tool {
+namespace {
+
+// What an edit does.
+struct Change {
+  Digests before;
+  ConfigurationDifference difference;
+  std::string done;
+};
+
+Result<Change> Try(const Options& options, const Edit& edit) {
+  Change change;
+  const Result<> tried = InSession(options, Needs::kRegistry, [&]() -> Result<> {
+    const StoredConfiguration before = ReadStoredConfiguration();
+    Result<std::string> done = edit();
+    if (!done) return done.Failure();
+    change = {before.keys, Compare(before, ReadStoredConfiguration()), *std::move(done)};
+    return {};
+  });
+  if (!tried) return tried.Failure();
+  return change;
+}
+
+Result<> Make(const Options& options, const Change& change, const Edit& edit) {
+  ResetProcessState();
+  return InSession(options, Needs::kRegistryToChange, [&]() -> Result<> {
+    if (RegistryDigests() != change.before) {
+      Error error{"the registry was changed in the meantime; nothing was changed. Look again"};
+      error.code = "registry_changed";
+      return error;
+    }
+    const Result<std::string> done = edit();
+    if (!done) return done.Failure();
+    return {};
+  });
+}
+
+void ReportJson(const Change& change, bool stored) {
+  PrintJson({{"stored", stored},
+             {"message", change.done},
+             {"changes", DifferenceJson(change.difference)}});
+}
+
+}  // namespace
+
+void AddGuardOptions(CLI::App& command, GuardOptions& options, const char* dry_run_help) {
+  command.add_flag("--json", options.json, "Print JSON");
+  auto* const yes = command.add_flag("--yes", options.yes, "Do not ask before anything is changed");
+  command.add_flag("--dry-run", options.dry_run, dry_run_help)->excludes(yes);
+}
+
+bool AsksFirst(const GuardOptions& options) {
+  return !options.yes && !options.json && SomebodyIsThere();
+}
+
+Answer AskAboutChange(bool something_changes, const std::string& question) {
+  if (!something_changes) {
+    std::cout << "\nNothing changes.\n";
+    return Answer::kNothingToDo;
+  }
+  if (Confirm('\n' + question)) return Answer::kYes;
+  std::cout << "Nothing was changed.\n";
+  return Answer::kNo;
+}
+
+Result<ExitStatus> RunGuardedEdit(const Options& options, const GuardOptions& guard,
+                                  const std::string& question, const Edit& edit) {
+  const Result<Change> change = Try(options, edit);
+  if (!change) return change.Failure();
+  const bool changes = !change->difference.Empty();
+  if (!guard.json) PrintDifference(change->difference);
+  if (guard.dry_run || !changes) {
+    if (guard.json) {
+      ReportJson(*change, false);
+    } else if (!changes) {
+      std::cout << "Nothing changes.\n";
+    }
+    return changes ? ExitStatus::kWouldChange : ExitStatus::kDone;
+  }
+  if (AsksFirst(guard) && AskAboutChange(true, question) != Answer::kYes) {
+    return ExitStatus::kWouldChange;
+  }
+  if (const Result<> made = Make(options, *change, edit); !made) return made.Failure();
+  if (guard.json) {
+    ReportJson(*change, true);
+  } else {
+    std::cout << '\n' << change->done << '\n';
+  }
+  return ExitStatus::kDone;
+}
+
+}  // namespace devprep::tool
