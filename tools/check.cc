@@ -1,4 +1,6 @@
 // devprep check: what is not as it is configured, a line each, for monitoring and after a reboot.
+#include "check.h"
+
 #include <algorithm>
 #include <iostream>
 #include <memory>
@@ -19,12 +21,6 @@
 
 namespace devprep::tool {
 namespace {
-
-struct Deviation {
-  std::string code;    // stable
-  std::string number;  // "device 3", "RAID 0"
-  std::string text;
-};
 
 std::string DeviceText(const DeviceRecord& device) {
   std::string text = TypeName(device.Type).text + " " + AddressText(device.Address);
@@ -93,54 +89,71 @@ void CheckLists(std::vector<Deviation>& deviations) {
   }
 }
 
-Result<ExitStatus> Check(const Options& options, bool json) {
-  std::vector<Deviation> deviations;
-  std::vector<DangerReport> dangers;
+}  // namespace
+
+ExitStatus CheckReport::Status() const {
+  if (std::any_of(dangers.begin(), dangers.end(),
+                  [](const DangerReport& danger) { return danger.refused; })) {
+    return ExitStatus::kDangers;
+  }
+  return deviations.empty() && dangers.empty() ? ExitStatus::kDone : ExitStatus::kWouldChange;
+}
+
+Result<CheckReport> RunCheck(const Options& options) {
+  CheckReport check;
   const Result<> done = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
     // Devices are followed, so that one that moved is not taken for one that is gone and a new one.
     Result<OutcomeReport> report = RunPass(true);
     if (!report) return report.Failure();
-    CheckDevices(deviations);
-    CheckLists(deviations);
+    CheckDevices(check.deviations);
+    CheckLists(check.deviations);
     for (DangerReport& danger : report->dangers) {
       // Each of these is told of its device already, unless it has no number.
       const bool told = danger.code == DangerCode::kReplaced ||
                         (danger.code == DangerCode::kSilent && danger.json["unit"].is_null());
-      if (!told) dangers.push_back(std::move(danger));
+      if (!told) check.dangers.push_back(std::move(danger));
     }
     return {};
   });
   if (!done) return done.Failure();
-  const bool refused = std::any_of(dangers.begin(), dangers.end(),
-                                   [](const DangerReport& danger) { return danger.refused; });
-  if (json) {
-    Json list = Json::array();
-    for (const Deviation& deviation : deviations) {
-      list.push_back(
-          {{"code", deviation.code}, {"of", deviation.number}, {"message", deviation.text}});
-    }
-    Json judged = Json::array();
-    for (const DangerReport& danger : dangers) judged.push_back(danger.json);
-    PrintJson({{"deviations", list}, {"dangers", judged}});
-  } else {
-    for (const DangerReport& danger : dangers) std::cout << DangerLine(danger) << '\n';
-    for (const Deviation& deviation : deviations) {
-      std::cout << deviation.code << ' ' << deviation.number << ": " << deviation.text << '\n';
-    }
-    if (deviations.empty() && dangers.empty()) std::cout << "All is as it is configured.\n";
-  }
-  if (refused) return ExitStatus::kDangers;
-  return deviations.empty() && dangers.empty() ? ExitStatus::kDone : ExitStatus::kWouldChange;
+  return check;
 }
 
-}  // namespace
+void PrintCheck(const CheckReport& report) {
+  for (const DangerReport& danger : report.dangers) std::cout << DangerLine(danger) << '\n';
+  for (const Deviation& deviation : report.deviations) {
+    std::cout << deviation.code << ' ' << deviation.number << ": " << deviation.text << '\n';
+  }
+  if (report.deviations.empty() && report.dangers.empty()) {
+    std::cout << "All is as it is configured.\n";
+  }
+}
+
+Json CheckJson(const CheckReport& report) {
+  Json deviations = Json::array();
+  for (const Deviation& deviation : report.deviations) {
+    deviations.push_back(
+        {{"code", deviation.code}, {"of", deviation.number}, {"message", deviation.text}});
+  }
+  Json dangers = Json::array();
+  for (const DangerReport& danger : report.dangers) dangers.push_back(danger.json);
+  return {{"deviations", deviations}, {"dangers", dangers}};
+}
 
 void AddCheckCommand(CLI::App& app, Invocation& invocation) {
   CLI::App* command = app.add_subcommand(
       "check", "Tell what is not as it is configured, a line each, and change nothing");
   const auto json = std::make_shared<bool>(false);
   command->add_flag("--json", *json, "Print JSON");
-  OnCommand(command, invocation, [&invocation, json] { return Check(invocation.options, *json); });
+  OnCommand(command, invocation, [&invocation, json]() -> Result<ExitStatus> {
+    const Result<CheckReport> report = RunCheck(invocation.options);
+    if (!report) return report.Failure();
+    if (*json)
+      PrintJson(CheckJson(*report));
+    else
+      PrintCheck(*report);
+    return report->Status();
+  });
 }
 
 }  // namespace devprep::tool

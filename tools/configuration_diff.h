@@ -54,7 +54,7 @@ struct ConfigurationDifference {
   std::vector<DeviceDifference> devices;
   std::vector<ValueDifference> values;
   std::vector<ListDifference> lists;
-  // Paths of product keys that differ: those of no device, group or RAID, or, where nothing above
+  // Paths of keys that differ: those of no device, group or RAID, or, where nothing above
   // differs, all.
   std::vector<std::string> other_keys;
 

@@ -88,35 +88,43 @@ bool IdentityWouldMend(const std::vector<std::string>& codes) {
   });
 }
 
-// What --follow-identity would leave to refuse, found by trying it in a process of its own state.
-Result<std::vector<std::string>> RefusedWhenFollowing(const Options& options,
-                                                      const std::vector<std::string>& accepted) {
-  std::vector<std::string> codes;
+// What --follow-identity would make of the same configuration.
+struct WhenFollowing {
+  OutcomeReport report;
+  std::vector<std::string> refused;
+};
+
+// Tries --follow-identity, in a process of its own state, where it would mend what is refused.
+// Nothing when it would not, or cannot be tried.
+std::optional<WhenFollowing> TryFollowing(const Options& options,
+                                          const std::vector<std::string>& refused,
+                                          const std::vector<std::string>& accepted,
+                                          bool follow_identity) {
+  if (follow_identity || !IdentityWouldMend(refused)) return std::nullopt;
+  WhenFollowing following;
   ResetProcessState();
   const Result<> done = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
-    Result<PassResult> pass = RunPlannedPass(true);
-    if (!pass) return pass.Failure();
-    codes = Refused(pass->report, accepted);
+    Result<OutcomeReport> report = RunPass(true);
+    if (!report) return report.Failure();
+    following = {*std::move(report), {}};
     return {};
   });
-  if (!done) return done.Failure();
-  return codes;
+  if (!done) return std::nullopt;
+  following.refused = Refused(following.report, accepted);
+  return following;
 }
 
 // How refused dangers can be got over.
-std::string Advice(const Options& options, const std::vector<std::string>& codes,
-                   const std::vector<std::string>& accepted, bool follow_identity) {
+std::string Advice(const std::vector<std::string>& codes,
+                   const std::optional<WhenFollowing>& following) {
   std::string advice;
-  if (!follow_identity && IdentityWouldMend(codes)) {
-    const auto left = RefusedWhenFollowing(options, accepted);
-    if (left && left->empty()) {
-      advice =
-          "With --follow-identity devices keep their numbers' settings and memberships by "
-          "serial number and World Wide ID, and nothing is refused: look at 'devprep plan "
-          "--follow-identity'.\n";
-    } else if (left) {
-      advice = "With --follow-identity there is still: " + Joined(*left) + ".\n";
-    }
+  if (following && following->refused.empty()) {
+    advice =
+        "With --follow-identity devices keep their numbers' settings and memberships by "
+        "serial number and World Wide ID, and nothing is refused: look at 'devprep plan "
+        "--follow-identity'.\n";
+  } else if (following) {
+    advice = "With --follow-identity there is still: " + Joined(following->refused) + ".\n";
   }
   return advice + "To go on all the same: --accept " + Joined(codes) + "\n";
 }
@@ -230,6 +238,10 @@ Result<ExitStatus> Plan(const Options& options, const Choices& choices) {
   if (choices.guard.json) {
     json["would_change"] = !NothingChanged(pass.report);
     if (choices.why) json["why"] = WhyListing().AsJson(why, {});
+    if (const auto following = TryFollowing(options, refused, *accepted, choices.follow_identity)) {
+      json["with_follow_identity"] = OutcomeJson(following->report);
+      json["with_follow_identity"]["refused"] = following->refused;
+    }
     PrintJson(json);
     return status;
   }
@@ -240,8 +252,12 @@ Result<ExitStatus> Plan(const Options& options, const Choices& choices) {
   PrintOutcome(pass.report);
   if (NothingChanged(pass.report)) std::cout << "\nNothing would change.\n";
   if (!refused.empty()) {
-    std::cout << "\n'devprep configure' would refuse this. "
-              << Advice(options, refused, *accepted, choices.follow_identity);
+    const auto following = TryFollowing(options, refused, *accepted, choices.follow_identity);
+    std::cout << "\n'devprep configure' would refuse this. " << Advice(refused, following);
+    if (following) {
+      std::cout << "\nWith --follow-identity:\n";
+      PrintDevices(following->report);
+    }
   }
   return status;
 }
@@ -296,7 +312,8 @@ Result<ExitStatus> Refuse(const Options& options, const Choices& choices, const 
   std::cout.flush();
   PrintKeptMessages();
   std::cerr << "devprep: refused, nothing was changed: " << Joined(refusal.codes) << '\n'
-            << Advice(options, refusal.codes, accepted, follow_identity);
+            << Advice(refusal.codes,
+                      TryFollowing(options, refusal.codes, accepted, follow_identity));
   return ExitStatus::kDangers;
 }
 

@@ -34,21 +34,17 @@ Result<Change> Try(const Options& options, const Edit& edit) {
 Result<> Make(const Options& options, const Change& change, const Edit& edit) {
   ResetProcessState();
   return InSession(options, Needs::kRegistryToChange, [&]() -> Result<> {
-    if (RegistryDigests() != change.before) {
-      Error error{"the registry was changed in the meantime; nothing was changed. Look again"};
-      error.code = "registry_changed";
-      return error;
-    }
+    if (WholeRegistryDigests() != change.before) return RegistryChangedMeanwhile();
     const Result<std::string> done = edit();
     if (!done) return done.Failure();
     return {};
   });
 }
 
-void ReportJson(const Change& change, bool stored) {
-  PrintJson({{"stored", stored},
-             {"message", change.done},
-             {"changes", DifferenceJson(change.difference)}});
+void AddToJson(const Change& change, bool stored, Json& members) {
+  members["stored"] = stored;
+  members["message"] = change.done;
+  members["changes"] = DifferenceJson(change.difference);
 }
 
 }  // namespace
@@ -73,15 +69,23 @@ Answer AskAboutChange(bool something_changes, const std::string& question) {
   return Answer::kNo;
 }
 
+Error RegistryChangedMeanwhile() {
+  Error error{"the registry was changed in the meantime; nothing was changed here. Look again"};
+  error.code = "registry_changed";
+  return error;
+}
+
 Result<ExitStatus> RunGuardedEdit(const Options& options, const GuardOptions& guard,
-                                  const std::string& question, const Edit& edit) {
+                                  const std::string& question, const Edit& edit, Json members,
+                                  const FollowUp& then) {
   const Result<Change> change = Try(options, edit);
   if (!change) return change.Failure();
   const bool changes = !change->difference.Empty();
   if (!guard.json) PrintDifference(change->difference);
   if (guard.dry_run || !changes) {
     if (guard.json) {
-      ReportJson(*change, false);
+      AddToJson(*change, false, members);
+      PrintJson(members);
     } else if (!changes) {
       std::cout << "Nothing changes.\n";
     }
@@ -91,12 +95,20 @@ Result<ExitStatus> RunGuardedEdit(const Options& options, const GuardOptions& gu
     return ExitStatus::kWouldChange;
   }
   if (const Result<> made = Make(options, *change, edit); !made) return made.Failure();
-  if (guard.json) {
-    ReportJson(*change, true);
-  } else {
-    std::cout << '\n' << change->done << '\n';
+  AddToJson(*change, true, members);
+  if (!guard.json) std::cout << '\n' << change->done << '\n';
+  ExitStatus status = ExitStatus::kDone;
+  if (then) {
+    const Result<ExitStatus> followed = then(members);
+    if (!followed) {
+      Error error = followed.Failure();
+      error.message = "stored, but then: " + error.message;
+      return error;
+    }
+    status = *followed;
   }
-  return ExitStatus::kDone;
+  if (guard.json) PrintJson(members);
+  return status;
 }
 
 }  // namespace devprep::tool

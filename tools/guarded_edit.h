@@ -7,6 +7,7 @@
 #include <string>
 
 #include "exit_status.h"
+#include "output.h"
 #include "platform/result.h"
 #include "session.h"
 
@@ -34,12 +35,22 @@ Answer AskAboutChange(bool something_changes, const std::string& question);
 // runs twice, on a trial and for real.
 using Edit = std::function<Result<std::string>()>;
 
+// The error of a change that is not made since the registry is not the one that was shown.
+Error RegistryChangedMeanwhile();
+
+// What follows a change that was made.
+using FollowUp = std::function<Result<ExitStatus>(Json& members)>;
+
 // Tries an edit, shows what it changes, asks where somebody is there to be asked, and makes it in
 // one transaction, unless the registry is another by then. Needs neither hardware nor the library's
 // state. With --dry-run, and when the answer is no, nothing is changed and the status is
 // kWouldChange.
+//
+// members: of the JSON, beside those of the change. then: what is to follow once the change is
+// made; it prints, or adds to the members of the JSON, and gives the status.
 Result<ExitStatus> RunGuardedEdit(const Options& options, const GuardOptions& guard,
-                                  const std::string& question, const Edit& edit);
+                                  const std::string& question, const Edit& edit,
+                                  Json members = Json::object(), const FollowUp& then = nullptr);
 
 }  // namespace devprep::tool
 

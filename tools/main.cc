@@ -4,6 +4,7 @@
 #include <clocale>
 #include <exception>
 #include <iostream>
+#include <string>
 #include <string_view>
 
 #include "commands.h"
@@ -49,10 +50,29 @@ ExitStatus RunCommand(const devprep::tool::Command& command) {
   return *done;
 }
 
+// An argument without what is secret in it: the login, and whatever options follow, of a URL.
+std::string WithoutSecrets(std::string argument) {
+  const std::size_t scheme = argument.find("://");
+  if (scheme == std::string::npos) return argument;
+  argument.resize(std::min(argument.find('?', scheme), argument.size()));
+  const std::size_t host = scheme + 3;
+  const std::size_t at = argument.rfind('@');
+  if (at != std::string::npos && at >= host) argument.replace(host, at - host, "...");
+  return argument;
+}
+
+// The command line as the history tells it.
+std::string CommandLine(int argc, char** argv) {
+  std::string line = "devprep";
+  for (int i = 1; i < argc; ++i) line.append(" ").append(WithoutSecrets(argv[i]));
+  return line;
+}
+
 ExitStatus Run(int argc, char** argv) {
   CLI::App app(kAbout, "devprep");
   devprep::tool::Invocation invocation;
   devprep::tool::Options& options = invocation.options;
+  options.command = CommandLine(argc, argv);
   app.add_option("--registry", options.registry,
                  "Registry file (DEVPREP_REGISTRY; /var/lib/devprep/registry.reg)")
       ->option_text("FILE");
@@ -77,6 +97,7 @@ ExitStatus Run(int argc, char** argv) {
   devprep::tool::AddHardwareCommand(app, invocation);
   devprep::tool::AddCaptureCommand(app, invocation);
   devprep::tool::AddRaidCommands(app, invocation);
+  devprep::tool::AddHistoryCommands(app, invocation);
   devprep::tool::AddRegistryCommands(app, invocation);
   // Known before the command line is understood, so that what is wrong with it is JSON, too.
   devprep::tool::StartReport(std::any_of(

@@ -396,6 +396,8 @@ void PrintOutcome(const OutcomeReport& report) {
   PrintBelow(LostSettingListing(), report.lost_settings);
 }
 
+void PrintDevices(const OutcomeReport& report) { DeviceOutcomeListing().Print(report.devices, {}); }
+
 Json OutcomeJson(const OutcomeReport& report) {
   const ListingOptions all;
   return {{"dangers", DangersJson(report)},

@@ -79,6 +79,9 @@ bool NothingChanged(const OutcomeReport& report);
 // Prints the dangers, the tables and what is lost.
 void PrintOutcome(const OutcomeReport& report);
 
+// Prints the table of the devices alone.
+void PrintDevices(const OutcomeReport& report);
+
 // The members of the JSON of a report.
 Json OutcomeJson(const OutcomeReport& report);
 

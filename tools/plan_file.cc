@@ -21,6 +21,11 @@ namespace {
 
 constexpr const char* kKind = "plan";
 constexpr std::size_t kDifferencesNamed = 4;
+#if defined(_WIN32)
+constexpr const char* kWholeBranch = kProductBranch;
+#else
+constexpr const char* kWholeBranch = "SOFTWARE";
+#endif
 
 // FNV-1a, 64 bits. It notices change, not malice: who may write the plan may write the registry.
 class Digest {
@@ -88,6 +93,15 @@ void AddKey(HKEY key, const std::string& path, Digests& digests) {
   }
 }
 
+Digests BranchDigests(const char* path) {
+  Digests digests;
+  KeyHandle branch;
+  if (branch.Open(HKEY_LOCAL_MACHINE, path, KEY_READ) == ERROR_SUCCESS) {
+    AddKey(branch.Get(), path, digests);
+  }
+  return digests;
+}
+
 std::string ReadWhole(const std::string& file_name) {
   std::ifstream file(file_name, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
@@ -99,14 +113,9 @@ bool IsPlan(const Json& json) { return json.is_object() && json.value("kind", ""
 
 }  // namespace
 
-Digests RegistryDigests() {
-  Digests digests;
-  KeyHandle product;
-  if (product.Open(HKEY_LOCAL_MACHINE, kProductKeyPath.text, KEY_READ) == ERROR_SUCCESS) {
-    AddKey(product.Get(), kProductKeyPath.text, digests);
-  }
-  return digests;
-}
+Digests RegistryDigests() { return BranchDigests(kProductKeyPath.text); }
+
+Digests WholeRegistryDigests() { return BranchDigests(kWholeBranch); }
 
 Digests HardwareDigests() {
   Digests digests;

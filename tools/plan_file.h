@@ -20,8 +20,10 @@ struct PlanBasis {
   Digests hardware;  // of the units that the pass has found, with their answers
 };
 
-// Within a session; the one of the hardware after its pass.
+// Within a session; the one of the hardware after its pass. The whole registry is all that can be
+// in it beside hardware; on Windows, where others keep theirs in it, the product's branch.
 Digests RegistryDigests();
+Digests WholeRegistryDigests();
 Digests HardwareDigests();
 
 struct PlanFile {

@@ -15,6 +15,7 @@ struct Options {
   std::string hardware;     // empty: from the environment
   std::string timeout;      // in seconds; empty: from the environment
   bool no_modules = false;  // library manager modules are left out
+  std::string command;      // the command line, for the history
 };
 
 // What is wrong with a time limit. Empty: nothing, or no time limit is taken here.

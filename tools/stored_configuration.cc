@@ -87,7 +87,7 @@ StoredConfiguration ReadStoredConfiguration() {
   configuration.devices = ReadDevices();
   configuration.groups = ReadGroups();
   configuration.raids = ReadRaids(configuration.devices);
-  configuration.keys = RegistryDigests();
+  configuration.keys = WholeRegistryDigests();
   return configuration;
 }
 

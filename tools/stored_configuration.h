@@ -40,7 +40,7 @@ struct StoredConfiguration {
   std::vector<StoredDevice> devices;
   std::vector<GroupRecord> groups;
   std::vector<StoredRaid> raids;
-  Digests keys;  // of all the product's keys
+  Digests keys;  // of the whole registry
 };
 
 // Reads the process's registry. Within a session; it changes nothing.

@@ -14,7 +14,7 @@ _devprep() {
     esac
   done
   case $command in
-    '') options='plan configure check devices tree hardware capture raids raid registry --registry --hardware --timeout --no-modules --version --help' ;;
+    '') options='plan configure check devices tree hardware capture raids raid history diff undo registry --registry --hardware --timeout --no-modules --version --help' ;;
     plan | configure)
       case $prev in
         --accept) COMPREPLY=($(compgen -W 'nothing-found mass-loss silent merged crossed split twins same-identity replaced' -- "$cur")); return ;;
@@ -22,6 +22,9 @@ _devprep() {
       esac
       options='--json --follow-identity --accept --save --why --help'
       [[ $command == plan ]] || options='--json --follow-identity --accept --yes --plan --dry-run --help' ;;
+    history) options='--json --columns --wide --no-headings --help' ;;
+    diff) options='--text --json --help' ;;
+    undo) options='--json --yes --dry-run --hardware-differs --help' ;;
     check) options='--json --help' ;;
     devices | tree | raids) options='--json --columns --wide --no-headings --help' ;;
     hardware) options='--tree --json --columns --wide --no-headings --help' ;;

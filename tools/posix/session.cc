@@ -6,6 +6,7 @@
 #include "discovery/library_hooks.h"
 #include "entry/library.h"
 #include "platform/hardware/inquiry_source.h"
+#include "platform/posix/change_cause.h"
 #include "platform/posix/hardware.h"
 #include "platform/posix/process_registry.h"
 #include "platform/posix/registry_file.h"
@@ -75,6 +76,7 @@ Result<> InSession(const Options& options, Needs needs, const std::function<Resu
   const bool wants_engine =
       needs == Needs::kConfiguration || needs == Needs::kConfigurationToChange;
   const bool wants_hardware = wants_engine || needs == Needs::kHardware;
+  SetChangeCause("devprep", options.command);
   ShowProgress();
   LeaveModulesOut(options.no_modules);
   const LogRedirection redirection;

@@ -3,27 +3,13 @@
 #define DEVPREP_PLATFORM_POSIX_REGISTRY_HISTORY_H_
 
 #include <cstdint>
-#include <ctime>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "platform/registry/record_counts.h"
+#include "platform/registry/history_entry.h"
 #include "platform/result.h"
 
 namespace devprep {
-
-// One change of the registry. Entry N keeps the registry as it was before change N.
-struct HistoryEntry {
-  std::uint64_t number = 0;          // from 1, ascending with time
-  std::time_t time = 0;              // of the change
-  std::optional<std::uint32_t> uid;  // of who made it; this and what follows: where it is known
-  std::string user;                  // empty: not known
-  std::string program;               // empty: not known
-  std::string command;               // empty: not told
-  std::optional<RecordCounts> before;
-  std::optional<RecordCounts> after;
-};
 
 // The entries of the history of the registry file at registry_path, ascending by number. None when
 // there is no history. The error names the folder that cannot be read. Nothing is changed; an entry
