@@ -6,6 +6,8 @@
 #include <numeric>
 #include <optional>
 
+#include "suggestion.h"
+
 namespace devprep::tool {
 namespace {
 
@@ -77,25 +79,6 @@ std::size_t LongestWord(const std::string& text) {
     longest = std::max(longest, DisplayWidth(word));
   }
   return longest;
-}
-
-// Breaks a text at blanks into lines of at most width; a word that is longer stands alone.
-std::vector<std::string> Wrap(const std::string& text, std::size_t width) {
-  std::vector<std::string> lines;
-  std::string rest = text;
-  while (DisplayWidth(rest) > width) {
-    std::size_t cut = std::string::npos;
-    for (std::size_t at = rest.find(' ', 1); at != std::string::npos; at = rest.find(' ', at + 1)) {
-      if (cut != std::string::npos && DisplayWidth(rest.substr(0, at)) > width) break;
-      cut = at;
-    }
-    const std::size_t next = cut == std::string::npos ? cut : rest.find_first_not_of(' ', cut);
-    if (next == std::string::npos) break;
-    lines.push_back(rest.substr(0, rest.find_last_not_of(' ', cut) + 1));
-    rest.erase(0, next);
-  }
-  lines.push_back(rest);
-  return lines;
 }
 
 // Fits columns one way or another.
@@ -194,7 +177,7 @@ void PrintCells(const std::vector<std::string>& texts, const Layout& layout,
   std::size_t height = 1;
   for (std::size_t i = 0; i < texts.size(); ++i) {
     cells.push_back(columns[layout.columns[i]].wraps && (i != 0 || below.empty())
-                        ? Wrap(texts[i], layout.widths[i])
+                        ? WrapText(texts[i], layout.widths[i])
                         : std::vector<std::string>{texts[i]});
     height = std::max(height, cells.back().size());
   }
@@ -214,6 +197,13 @@ void PrintCells(const std::vector<std::string>& texts, const Layout& layout,
     line.resize(line.find_last_not_of(' ') + 1);
     std::cout << Paint(line, colour) << '\n';
   }
+}
+
+std::vector<std::string> Names(const std::vector<ColumnInfo>& columns) {
+  std::vector<std::string> names;
+  names.reserve(columns.size());
+  for (const ColumnInfo& column : columns) names.push_back(column.name);
+  return names;
 }
 
 std::string ColumnsHelp(const std::vector<ColumnInfo>& columns) {
@@ -265,7 +255,8 @@ void AddListingOptions(CLI::App& command, ListingOptions& options,
       ->option_text("[+]COLUMN,...")
       ->check([columns](const std::string& choice) {
         const auto unknown = ReadChoice(columns, choice).unknown;
-        return unknown ? "there is no column '" + *unknown + "'" : std::string();
+        if (!unknown) return std::string();
+        return "there is no column '" + *unknown + "'" + Suggestion(*unknown, Names(columns));
       });
   command.add_flag("--wide", options.wide, "Full width: wrap and leave out nothing on a terminal");
   command.add_flag("--no-headings", options.no_headings, "Print no headings");

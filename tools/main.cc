@@ -1,12 +1,14 @@
 // The command-line tool for the person at the machine.
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <clocale>
 #include <exception>
 #include <iostream>
 #include <string>
 #include <string_view>
 
+#include "command_line.h"
 #include "commands.h"
 #include "devprep/version.h"
 #include "exit_status.h"
@@ -28,11 +30,9 @@ constexpr const char* kFooter =
     "4 something differs or would change, 5 dangers.\n"
     "See devprep(1) for the commands, the formats and the environment.";
 
-// What is wrong with the command line, in a line.
-std::string ExplainWrongUse(const CLI::App& app, const CLI::ParseError& wrong) {
-  const auto unknown = app.remaining();
-  return unknown.empty() ? wrong.what() : "unknown command or argument " + unknown.front();
-}
+constexpr std::array<std::string_view, 10> kChangingCommands = {
+    "configure", "undo", "reserve", "release", "disable",
+    "enable",    "set",  "group",   "raid",    "registry"};
 
 ExitStatus RunCommand(const devprep::tool::Command& command) {
   Result<ExitStatus> done = command();
@@ -70,6 +70,7 @@ std::string CommandLine(int argc, char** argv) {
 
 ExitStatus Run(int argc, char** argv) {
   CLI::App app(kAbout, "devprep");
+  devprep::tool::UseOwnHelp(app);
   devprep::tool::Invocation invocation;
   devprep::tool::Options& options = invocation.options;
   options.command = CommandLine(argc, argv);
@@ -86,7 +87,7 @@ ExitStatus Run(int argc, char** argv) {
       ->check(devprep::tool::CheckTimeLimit);
   app.add_flag("--no-modules", options.no_modules,
                "Leave out the library manager modules that the registry names");
-  app.set_version_flag("--version", "devprep " DEVPREP_VERSION);
+  app.set_version_flag("--version", "devprep " DEVPREP_VERSION, "Print the version");
   app.footer(kFooter);
   app.require_subcommand(1);
   app.fallthrough();
@@ -99,6 +100,7 @@ ExitStatus Run(int argc, char** argv) {
   devprep::tool::AddRaidCommands(app, invocation);
   devprep::tool::AddHistoryCommands(app, invocation);
   devprep::tool::AddRegistryCommands(app, invocation);
+  devprep::tool::GroupCommands(app, kChangingCommands);
   // Known before the command line is understood, so that what is wrong with it is JSON, too.
   devprep::tool::StartReport(std::any_of(
       argv, argv + argc, [](const char* a) { return std::string_view(a) == "--json"; }));
@@ -108,10 +110,12 @@ ExitStatus Run(int argc, char** argv) {
     app.exit(wanted);  // --help, --version
     return ExitStatus::kDone;
   } catch (const CLI::ParseError& wrong) {
-    Error error = {ExplainWrongUse(app, wrong)};
+    Error error = {devprep::tool::ExplainWrongUse(app, wrong)};
     error.code = "wrong_use";
     devprep::tool::PrintError(error);
-    if (!devprep::tool::ReportsJson()) std::cerr << "Try 'devprep --help'.\n";
+    if (!devprep::tool::ReportsJson()) {
+      std::cerr << "Try '" << devprep::tool::HelpCommand(app) << "'.\n";
+    }
     return ExitStatus::kWrongUse;
   }
   return RunCommand(invocation.command);

@@ -88,6 +88,24 @@ std::size_t DisplayWidth(const std::string& text) {
 
 #endif
 
+std::vector<std::string> WrapText(const std::string& text, std::size_t width) {
+  std::vector<std::string> lines;
+  std::string rest = text;
+  while (DisplayWidth(rest) > width) {
+    std::size_t cut = std::string::npos;
+    for (std::size_t at = rest.find(' ', 1); at != std::string::npos; at = rest.find(' ', at + 1)) {
+      if (cut != std::string::npos && DisplayWidth(rest.substr(0, at)) > width) break;
+      cut = at;
+    }
+    const std::size_t next = cut == std::string::npos ? cut : rest.find_first_not_of(' ', cut);
+    if (next == std::string::npos) break;
+    lines.push_back(rest.substr(0, rest.find_last_not_of(' ', cut) + 1));
+    rest.erase(0, next);
+  }
+  lines.push_back(rest);
+  return lines;
+}
+
 std::string Paint(const std::string& text, Colour colour) {
   if (colour == Colour::kPlain || !WantsColour()) return text;
   return ColourCode(colour) + text + "\033[0m";

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace devprep::tool {
 
@@ -31,6 +32,9 @@ std::size_t TerminalWidth();
 // How many columns a text takes on a terminal: two for each wide character, none for one that
 // combines with the character before it.
 std::size_t DisplayWidth(const std::string& text);
+
+// Breaks a text at blanks into lines of at most width columns; a word that is longer stands alone.
+std::vector<std::string> WrapText(const std::string& text, std::size_t width);
 
 // A text of fixed size as the registry or a device gave it: it ends at a NUL, blanks at its end go,
 // and what cannot be printed becomes "?".

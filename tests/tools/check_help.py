@@ -28,7 +28,7 @@ def walk(path=()):
         if re.match(r"\S.*:$", line):
             section = line.lower()
         elif re.match(r"  \S", line):
-            if section.startswith("subcommands") or section.startswith("commands"):
+            if section.startswith("commands"):
                 children.append(line.split()[0])
             elif section.startswith("options"):
                 options.update(OPTION.findall(re.split(r"\s{2,}", line.strip())[0]))
