@@ -10,6 +10,7 @@
 #include "platform/hardware/hardware_map.h"
 #include "platform/messages.h"
 #include "platform/raw_scsi.h"
+#include "words.h"
 
 namespace devprep::tool {
 namespace {
@@ -49,6 +50,16 @@ void AddAnswers(AttachedUnit& unit) {
 }  // namespace
 
 ScsiAddress AttachedUnit::Address() const { return ScsiAddressOf(record.Address); }
+
+std::string AttachedUnit::Description() const {
+  return CleanText(record.Description, sizeof record.Description);
+}
+
+std::string AttachedUnit::SerialNumber() const {
+  const auto& page = answers.serial_number_page;
+  if (!page || page->size() <= kPageHeaderSize) return {};
+  return SerialNumberText(std::string_view(*page).substr(kPageHeaderSize));
+}
 
 std::vector<AttachedUnit> AskAttachedUnits(Asked asked) {
   std::vector<AttachedUnit> units(static_cast<std::size_t>(CountScsiMapEntries()));

@@ -16,6 +16,10 @@ struct AttachedUnit {
   UnitAnswers answers;
 
   ScsiAddress Address() const;
+  // Vendor, product and revision.
+  std::string Description() const;
+  // The whole text of its page, however much of it a record keeps. Empty without one.
+  std::string SerialNumber() const;
 };
 
 // Asks every unit. Within a session that has hardware.

@@ -32,6 +32,7 @@ void AddCheckCommand(CLI::App& app, Invocation& invocation);
 void AddDevicesCommand(CLI::App& app, Invocation& invocation);
 void AddTreeCommand(CLI::App& app, Invocation& invocation);
 void AddHardwareCommand(CLI::App& app, Invocation& invocation);
+void AddLibraryCommand(CLI::App& app, Invocation& invocation);
 void AddCaptureCommand(CLI::App& app, Invocation& invocation);
 void AddRaidCommands(CLI::App& app, Invocation& invocation);
 void AddHistoryCommands(CLI::App& app, Invocation& invocation);

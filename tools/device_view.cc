@@ -1,8 +1,10 @@
 #include "device_view.h"
 
+#include <algorithm>
 #include <iostream>
 
 #include "device_settings.h"
+#include "machine.h"
 #include "output.h"
 #include "platform/raw_scsi.h"
 #include "records/raid_records.h"
@@ -23,12 +25,26 @@ std::vector<RaidInfo> ReadRaids() {
   return raids;
 }
 
+// A record keeps no more than the beginning of a long serial number.
+std::string WholeSerialNumber(const DeviceRecord& record) {
+  const std::string stored(record.SerialNumber, record.SerialNumber + kSerialNumberSize);
+  if (IsProbedType(record.Type) && stored.back() != '\0') {
+    const auto page = AskSerialNumberPage(ScsiAddressOf(record.Address));
+    if (page && page->substr(std::min(kPageHeaderSize, page->size())).starts_with(stored)) {
+      return SerialNumberText(std::string_view(*page).substr(kPageHeaderSize));
+    }
+  }
+  return SerialNumberText(record.SerialNumber);
+}
+
 // Status of the export.
 std::uint16_t View(std::uint16_t number, const std::vector<RaidInfo>& raids, DeviceView& device) {
   const std::uint16_t status = ::SetUpGetDeviceInfo(number, &device.info);
   if (status != DEVPREP_OK) return status;
   device.record.Number = number;
   ReadDeviceRecord(&device.record);
+  device.serial_number = WholeSerialNumber(device.record);
+  device.nodes = NodeNamesOf(ScsiAddressOf(device.record.Address));
   if (device.info.Type == kTypeUnknown && device.record.Type != kTypeUnknown) {
     device.masked = true;
   }
@@ -101,7 +117,7 @@ std::vector<Column<DeviceView>> DeviceColumns() {
       {WrappingColumn("description", "Description", "vendor, product and revision"),
        [](const DeviceView& d) { return Value::Text(d.Description()); }},
       {TextColumn("serial_number", "Serial number", "serial number as stored", kExtra),
-       [](const DeviceView& d) { return Value::Text(SerialNumberText(d.record.SerialNumber)); }},
+       [](const DeviceView& d) { return Value::Text(d.serial_number); }},
       {TextColumn("world_wide_id", "World Wide ID", "World Wide ID as stored", kExtra),
        [](const DeviceView& d) { return Value::Text(WorldWideIdText(d.record)); }},
       {WrappingColumn("raids", "RAID", "RAIDs that it is a member of"), Raids},
@@ -110,6 +126,8 @@ std::vector<Column<DeviceView>> DeviceColumns() {
        [](const DeviceView& d) { return Value::Name(ChangerStatusName(d.info.RaidFlags)); }},
       {WrappingColumn("reserved_drives", "Reserved drives", "of a changer: its drives"),
        [](const DeviceView& d) { return ReservedDrives(d.info); }},
+      {NodesColumn(kExtra), [](const DeviceView& d) { return NodesValue(d.nodes); }},
+      {LinksColumn(), [](const DeviceView& d) { return LinksValue(d.nodes); }},
   };
   for (const SettingInfo& setting : DeviceSettings()) {
     columns.push_back({NumberColumn(setting.name, setting.label, setting.about, kOnRequest),

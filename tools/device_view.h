@@ -14,10 +14,12 @@
 namespace devprep::tool {
 
 struct DeviceView {
-  DeviceInfo info = {};      // as SetUpGetDeviceInfo reports it
-  DeviceRecord record = {};  // as it is stored
-  bool masked = false;       // reported as unknown because it is fibre-attached
-  std::vector<int> raids;    // RAIDs that it is a member of
+  DeviceInfo info = {};            // as SetUpGetDeviceInfo reports it
+  DeviceRecord record = {};        // as it is stored
+  bool masked = false;             // reported as unknown because it is fibre-attached
+  std::vector<int> raids;          // RAIDs that it is a member of
+  std::string serial_number;       // as stored; whole where the attached device's begins with that
+  std::vector<std::string> nodes;  // of what is at its address, as paths
 
   DeviceAddress Address() const { return record.Address; }
   // Of a masked device its real type.

@@ -66,11 +66,6 @@ std::vector<Warning> DoubtfulIdentities(const std::vector<AttachedUnit>& units) 
   return warnings;
 }
 
-Value SerialNumber(const AttachedUnit& unit) {
-  return unit.answers.serial_number_page ? Value::Text(SerialNumberText(unit.record.SerialNumber))
-                                         : Value::Absent();
-}
-
 // The answers of a capture took no time.
 Value TimeToAnswer(const AttachedUnit& unit) {
   const auto& time = unit.answers.time_to_answer;
@@ -95,10 +90,9 @@ std::vector<Column<AttachedUnit>> UnitColumns() {
       {NumberColumn("type_code", "Type code", "number of the type", kOnRequest),
        [](const AttachedUnit& u) { return Value::Number(u.record.Type); }},
       {WrappingColumn("description", "Description", "vendor, product and revision"),
-       [](const AttachedUnit& u) {
-         return Value::Text(CleanText(u.record.Description, sizeof u.record.Description));
-       }},
-      {TextColumn("serial_number", "Serial number", "unit serial number", kExtra), SerialNumber},
+       [](const AttachedUnit& u) { return Value::Text(u.Description()); }},
+      {TextColumn("serial_number", "Serial number", "unit serial number", kExtra),
+       [](const AttachedUnit& u) { return Value::Text(u.SerialNumber()); }},
       {TextColumn("world_wide_id", "World Wide ID", "World Wide ID (NAA)", kExtra),
        [](const AttachedUnit& u) { return Value::Text(WorldWideIdText(u.record)); }},
       {TextColumn("driver", "Driver", "driver of the port", kExtra),
@@ -107,6 +101,8 @@ std::vector<Column<AttachedUnit>> UnitColumns() {
        [](const AttachedUnit& u) { return Value::YesNo(u.answers.inquiry_data.has_value()); }},
       {NumberColumn("time_to_answer_us", "Time", "time of its slowest answer", kExtra),
        TimeToAnswer},
+      {NodesColumn(kExtra), [](const AttachedUnit& u) { return NodesValue(u.answers.nodes); }},
+      {LinksColumn(), [](const AttachedUnit& u) { return LinksValue(u.answers.nodes); }},
       {WrappingColumn("problem", "Problem", "why it does not answer", kOnRequest),
        [](const AttachedUnit& u) { return Value::Text(u.answers.problem); }},
   };

@@ -44,8 +44,19 @@ enum class Asked { kIdentity, kLibrary };
 // Asks these units at once. Within a session that has hardware.
 void PrefetchUnits(const std::vector<ScsiAddress>& units, Asked asked);
 
+// Whether this machine's devices can be asked where a library's elements are.
+#if defined(_WIN32)
+inline constexpr bool kElementsCanBeAsked = false;
+#else
+inline constexpr bool kElementsCanBeAsked = true;
+#endif
+
 // Asks one unit. Within a session that has hardware.
 UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked);
+
+// The serial number page and the node names of a unit alone. Within a session that has hardware.
+std::optional<std::string> AskSerialNumberPage(const ScsiAddress& unit);
+std::vector<std::string> NodeNamesOf(const ScsiAddress& unit);
 
 // Writes a file that somebody asked for. "-", and what is no regular file (a device, a pipe), is
 // written to. A regular file is replaced whole, a link followed. Without force that is refused for

@@ -96,6 +96,7 @@ ExitStatus Run(int argc, char** argv) {
   devprep::tool::AddDevicesCommand(app, invocation);
   devprep::tool::AddTreeCommand(app, invocation);
   devprep::tool::AddHardwareCommand(app, invocation);
+  devprep::tool::AddLibraryCommand(app, invocation);
   devprep::tool::AddCaptureCommand(app, invocation);
   devprep::tool::AddRaidCommands(app, invocation);
   devprep::tool::AddHistoryCommands(app, invocation);

@@ -6,6 +6,7 @@
 
 #include "devprep/devprep.h"
 #include "platform/hardware/hardware_map.h"
+#include "platform/hardware/scsi_pages.h"
 #include "reconfig/outcome.h"
 #include "records/group_record.h"
 
@@ -35,15 +36,11 @@ constexpr std::array<TypeTerm, 14> kTypeTerms = {{
     {kTypeOther, "other", "other"},
 }};
 
-std::string Hexadecimal(const std::uint8_t* bytes, std::size_t size) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (std::size_t i = 0; i < size; ++i) {
-    text += kDigits[bytes[i] >> 4];
-    text += kDigits[bytes[i] & 0xF];
-  }
-  return text;
+std::string_view BytesOf(const std::uint8_t* bytes, std::size_t size) {
+  return {reinterpret_cast<const char*>(bytes), size};
 }
+
+bool IsLink(const std::string& path) { return path.find("/by-id/") != std::string::npos; }
 
 }  // namespace
 
@@ -99,13 +96,31 @@ Value DeviceNumberValue(std::uint16_t number) {
   return number == kDeviceGone ? Value::Absent() : Value::Number(number);
 }
 
+std::string Hexadecimal(std::string_view bytes) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (const char c : bytes) {
+    const auto byte = static_cast<std::uint8_t>(c);
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0xF];
+  }
+  return text;
+}
+
+std::string SerialNumberText(std::string_view serial_number) {
+  const std::string text = TrimmedText(serial_number);
+  const bool printable =
+      std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+  return printable ? text : Hexadecimal(text);
+}
+
 std::string SerialNumberText(const std::uint8_t* serial_number) {
   const auto* const end = serial_number + kSerialNumberSize;
   const auto* const text_end = std::find(serial_number, end, std::uint8_t{0});
   const bool printable = std::all_of(serial_number, text_end,
                                      [](std::uint8_t byte) { return byte >= ' ' && byte <= '~'; });
   const bool zeros_after = std::all_of(text_end, end, [](std::uint8_t byte) { return byte == 0; });
-  if (!printable || !zeros_after) return Hexadecimal(serial_number, kSerialNumberSize);
+  if (!printable || !zeros_after) return Hexadecimal(BytesOf(serial_number, kSerialNumberSize));
   std::string text(serial_number, text_end);
   text.erase(0, text.find_first_not_of(' '));
   text.resize(text.find_last_not_of(' ') + 1);
@@ -113,7 +128,31 @@ std::string SerialNumberText(const std::uint8_t* serial_number) {
 }
 
 std::string WorldWideIdText(const DeviceRecord& record) {
-  return HasWorldWideId(record) ? Hexadecimal(record.WorldWideID, kWorldWideIdSize) : "";
+  return HasWorldWideId(record) ? Hexadecimal(BytesOf(record.WorldWideID, kWorldWideIdSize)) : "";
+}
+
+ColumnInfo NodesColumn(Importance importance) {
+  return WrappingColumn("nodes", "Nodes", "device nodes in /dev: sgN, stN, nstN, schN", importance);
+}
+
+ColumnInfo LinksColumn() {
+  return WrappingColumn("links", "Links", "links in /dev/tape/by-id", Importance::kOnRequest);
+}
+
+Value NodesValue(const std::vector<std::string>& paths) {
+  std::vector<Value> nodes;
+  for (const std::string& path : paths) {
+    if (!IsLink(path)) nodes.push_back(Value::Name({path, path.substr(path.rfind('/') + 1)}));
+  }
+  return Value::List(nodes);
+}
+
+Value LinksValue(const std::vector<std::string>& paths) {
+  std::vector<Value> links;
+  for (const std::string& path : paths) {
+    if (IsLink(path)) links.push_back(Value::Text(path));
+  }
+  return Value::List(links);
 }
 
 std::string MillisecondsText(std::chrono::microseconds time) {

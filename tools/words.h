@@ -5,6 +5,8 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "listing.h"
 #include "reconfig/device_match.h"
@@ -32,11 +34,23 @@ std::string AddressText(const DeviceAddress& address);
 // A number of the configuration; absent for kDeviceGone.
 Value DeviceNumberValue(std::uint16_t number);
 
-// A serial number as text; bytes that cannot be printed in hexadecimal. Empty for none.
+// Bytes as hexadecimal digits.
+std::string Hexadecimal(std::string_view bytes);
+
+// A serial number as text, without blanks and zero bytes around it; in hexadecimal when a byte
+// cannot be printed. Empty for none. The first form takes what a record keeps.
 std::string SerialNumberText(const std::uint8_t* serial_number);
+std::string SerialNumberText(std::string_view serial_number);
 
 // A World Wide ID as 16 hexadecimal digits. Empty for none.
 std::string WorldWideIdText(const DeviceRecord& record);
+
+// The names that the machine has for a unit: its nodes as names alone, "sg3, nst0", and the links
+// that keep their names over a restart as paths.
+ColumnInfo NodesColumn(Importance importance);
+ColumnInfo LinksColumn();
+Value NodesValue(const std::vector<std::string>& paths);
+Value LinksValue(const std::vector<std::string>& paths);
 
 // A time in milliseconds, "0.42 ms".
 std::string MillisecondsText(std::chrono::microseconds time);

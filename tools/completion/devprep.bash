@@ -14,7 +14,11 @@ _devprep() {
     esac
   done
   case $command in
+<<<<<<< HEAD
     '') options='plan configure check devices tree hardware capture raids raid history diff undo registry --registry --hardware --timeout --no-modules --version --help' ;;
+=======
+    '') options='plan configure check devices tree hardware library capture raids raid registry --registry --hardware --timeout --no-modules --version --help' ;;
+>>>>>>> 3218b85 (devprep library: which drive is in which element; node names and whole serial numbers)
     plan | configure)
       case $prev in
         --accept) COMPREPLY=($(compgen -W 'nothing-found mass-loss silent merged crossed split twins same-identity replaced' -- "$cur")); return ;;
@@ -28,6 +32,7 @@ _devprep() {
     check) options='--json --help' ;;
     devices | tree | raids) options='--json --columns --wide --no-headings --help' ;;
     hardware) options='--tree --json --columns --wide --no-headings --help' ;;
+    library) options='--slots --json --columns --wide --no-headings --help' ;;
     capture) compopt -o filenames; COMPREPLY=($(compgen -f -W '--redact --force --help' -- "$cur")); return ;;
     raid)
       case $sub in

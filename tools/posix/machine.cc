@@ -63,13 +63,21 @@ void PrefetchUnits(const std::vector<ScsiAddress>& units, Asked asked) {
   }
 }
 
+std::optional<std::string> AskSerialNumberPage(const ScsiAddress& unit) {
+  return CurrentHardware()->VitalProductData(unit, kUnitSerialNumberPage);
+}
+
+std::vector<std::string> NodeNamesOf(const ScsiAddress& unit) {
+  return CurrentHardware()->NodeNames(unit);
+}
+
 UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked) {
   HardwareSource& hardware = *CurrentHardware();
   UnitAnswers answers;
   answers.inquiry_data = hardware.StandardInquiry(unit);
-  answers.serial_number_page = hardware.VitalProductData(unit, kUnitSerialNumberPage);
+  answers.serial_number_page = AskSerialNumberPage(unit);
   answers.world_wide_id = hardware.WorldWideId(unit);
-  answers.nodes = hardware.NodeNames(unit);
+  answers.nodes = NodeNamesOf(unit);
   const std::string type = UnitTypeName(hardware.DeviceMap(), unit);
   if (asked == Asked::kLibrary && type == kChangerWord) {
     answers.element_addresses = hardware.ElementAddressPage(unit);

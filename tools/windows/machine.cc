@@ -51,6 +51,20 @@ std::vector<SilentUnit> TakeUnidentifiedUnits() { return {}; }
 // The pass-through answers each call by itself.
 void PrefetchUnits(const std::vector<ScsiAddress>& /*units*/, Asked /*asked*/) {}
 
+std::optional<std::string> AskSerialNumberPage(const ScsiAddress& unit) {
+  auto page = Ask(kInquiryPageLength, [&unit](auto* buffer, auto length) {
+    return ScsiInquiryPage(unit.port, unit.bus, unit.target, unit.lun, buffer, length,
+                           kUnitSerialNumberPage);
+  });
+  if (page) {
+    const std::size_t declared = kPageHeaderSize + static_cast<std::uint8_t>((*page)[3]);
+    page->resize(std::min(page->size(), declared));
+  }
+  return page;
+}
+
+std::vector<std::string> NodeNamesOf(const ScsiAddress& /*unit*/) { return {}; }
+
 // The pass-through has no call for a changer's elements.
 UnitAnswers AskUnit(const ScsiAddress& unit, Asked /*asked*/) {
   const auto start = std::chrono::steady_clock::now();
@@ -58,14 +72,7 @@ UnitAnswers AskUnit(const ScsiAddress& unit, Asked /*asked*/) {
   answers.inquiry_data = Ask(kInquiryLength, [&unit](auto* buffer, auto length) {
     return ScsiInquiry(unit.port, unit.bus, unit.target, unit.lun, buffer, length);
   });
-  answers.serial_number_page = Ask(kInquiryPageLength, [&unit](auto* buffer, auto length) {
-    return ScsiInquiryPage(unit.port, unit.bus, unit.target, unit.lun, buffer, length,
-                           kUnitSerialNumberPage);
-  });
-  if (auto& page = answers.serial_number_page) {
-    const std::size_t declared = kPageHeaderSize + static_cast<std::uint8_t>((*page)[3]);
-    page->resize(std::min(page->size(), declared));
-  }
+  answers.serial_number_page = AskSerialNumberPage(unit);
   answers.world_wide_id = Ask(kWorldWideIdLength, [&unit](auto* buffer, auto length) {
     return ScsiGetWorldWideId(unit.port, unit.bus, unit.target, unit.lun, kWorldWideIdSelector,
                               buffer, length);
