@@ -65,13 +65,13 @@ class IscsiTest(unittest.TestCase):
                   unit["world_wide_id"], unit["driver"]) for unit in run.json["units"]
                  if unit["type"] != "processor"]
         self.assertEqual(found, [
-            ("0:0:0:1", "tape_drive", "ACME    STREAMER-9      A1B1", "BIG00001",
+            ("0:0:0:1", "tape_drive", "ACME    STREAMER-9      A1B1", "BIG00001" + UNCOUNTED,
              "3000000200000001", "iscsi"),
-            ("0:0:0:2", "tape_drive", "ACME    STREAMER-10     A1B1", "BIG00002",
+            ("0:0:0:2", "tape_drive", "ACME    STREAMER-10     A1B1", "BIG00002" + UNCOUNTED,
              "3000000200000002", "iscsi"),
-            ("0:0:0:3", "changer", "ACME    ROBOT-40        R100", "BIGROBOT",
+            ("0:0:0:3", "changer", "ACME    ROBOT-40        R100", "BIGROBOT" + UNCOUNTED,
              "3000000200000003", "iscsi"),
-            ("0:0:1:5", "tape_drive", "ACME    STREAMER-9      A1B1", "SMALL001",
+            ("0:0:1:5", "tape_drive", "ACME    STREAMER-9      A1B1", "SMALL001" + UNCOUNTED,
              "3000000100000005", "iscsi")])
         self.assertEqual(run.json["warnings"], [])
         one = self.run_tool("hardware", "--json", hardware=f"{self.library.url}/{PREFIX}small")

@@ -15,7 +15,7 @@ import threading
 import time
 
 PREFIX = "iqn.2020-01.example.devprep:"
-# Of the serial number page the first 32 of 36 bytes count, and tgt fills it from the right: this is
+# A record keeps the first 32 of the 36 bytes of a serial number page, and tgt fills it from the right: this is
 # to stand at the end of a serial number.
 UNCOUNTED = "9999"
 
