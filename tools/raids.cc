@@ -1,7 +1,6 @@
 // devprep raids and devprep raid: listing and editing tape RAIDs.
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -246,11 +245,8 @@ Result<> CheckDevice(std::uint16_t number, std::uint16_t device) {
   char element[kAddressElementSize];
   FormatAddress(record.Address, element);
   for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
-    if (n == number) continue;
     // Reading the RAID's record would drop members from its lists.
-    char list[kRaidListSize];
-    if (!ReadRaidList(OpenRaidKey(n), kRaidInfoValue, list)) continue;
-    if (std::strstr(list, element) != nullptr) {
+    if (n != number && RaidListHolds(n, kRaidInfoValue, element)) {
       return RefusedWithoutForce(
           "in_another_raid", Named("drive", device) + " is in " + Named("RAID", n) + " already");
     }

@@ -235,17 +235,10 @@ void MendReservedDrives(OldDeviceOutcome* changer) {
       std::equal(drives, drives + kept, record.ReservedDrives)) {
     return;
   }
-  // A value at its default is not written, so that what is there would stay.
-  const NumberedKey key(kDeviceKeyPrefix, record.Number);
-  StoreDeleteValue(key.name, kReservedDrivesValue);
-  StoreDeleteValue(key.name, kDisabledDrivesValue);
   record.ReservedDriveCount = kept;
   std::copy(drives, drives + kept, record.ReservedDrives);
   record.DisabledDrives = disabled;
-  // As read it has no blanks.
-  std::memcpy(record.Description, FoundDevices[record.Number].Description,
-              sizeof record.Description);
-  WriteDeviceRecord(&record);
+  WriteReservedDrives(record);
 }
 
 void MendGroup(const GroupRecord& old_group, GroupOutcome* outcome) {

@@ -65,17 +65,33 @@ void ReadDriveList(const KeyHandle& key, const char* value_name, std::uint16_t* 
   ParseDriveList(list, entries, count);
 }
 
-// Stores the first count entries, if any. What does not fit into the 99 characters that can be read
-// back is left out, entries whole.
-void WriteDriveList(const KeyHandle& key, const char* value_name, const std::uint16_t* entries,
-                    std::uint16_t count) {
-  if (count == 0) return;
-  char list[kDriveListSize] = "";
+// Forms the text of a drive list, kDriveListSize bytes. What does not fit into the 99 characters
+// that can be read back is left out, entries whole; whether nothing was.
+bool FormatDriveList(const std::uint16_t* entries, std::uint16_t count, char* list) {
   std::size_t length = 0;
-  for (std::uint16_t i = 0; i < std::min<std::size_t>(count, kMaxDriveListEntries); ++i) {
-    if (!AppendNumber(list, sizeof list, &length, i == 0 ? "" : ",", entries[i])) break;
+  list[0] = '\0';
+  for (std::uint16_t i = 0; i < count; ++i) {
+    if (i == kMaxDriveListEntries ||
+        !AppendNumber(list, kDriveListSize, &length, i == 0 ? "" : ",", entries[i])) {
+      return false;
+    }
   }
-  StoreSetString(key, value_name, list);
+  return true;
+}
+
+// Stores the first count entries, if any. Returns 0 or 65535.
+std::uint16_t WriteDriveList(const KeyHandle& key, const char* value_name,
+                             const std::uint16_t* entries, std::uint16_t count) {
+  if (count == 0) return kStatusOk;
+  char list[kDriveListSize];
+  FormatDriveList(entries, count, list);
+  return StoreSetString(key, value_name, list);
+}
+
+// What is at its default is not stored: that it is missing already is no failure.
+std::uint16_t DeleteValue(const KeyHandle& key, const char* value_name) {
+  const LONG status = RegDeleteValueA(key.Get(), value_name);
+  return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND ? kStatusOk : kStatusFailed;
 }
 
 // Writes the text of the value "Info", kInfoSize bytes.
@@ -197,6 +213,32 @@ void ParseDriveList(char* list, std::uint16_t* entries, std::uint16_t* count) {
     ScanNumber(&item, &entries[*count]);
     ++*count;
   }
+}
+
+std::uint16_t WriteReservedDrives(const DeviceRecord& record) {
+  const KeyHandle key = StoreOpenSubkey(DeviceKey(record.Number).name, KEY_ALL_ACCESS);
+  if (!key) return kStoreSubkeyNotOpened;
+  const std::uint16_t list = record.ReservedDriveCount == 0
+                                 ? DeleteValue(key, kReservedDrivesValue)
+                                 : WriteDriveList(key, kReservedDrivesValue, record.ReservedDrives,
+                                                  record.ReservedDriveCount);
+  if (list != kStatusOk) return list;
+  return record.DisabledDrives == 0
+             ? DeleteValue(key, kDisabledDrivesValue)
+             : StoreSetDword(key, kDisabledDrivesValue, record.DisabledDrives);
+}
+
+bool DriveListFits(const std::uint16_t* entries, std::uint16_t count) {
+  char list[kDriveListSize];
+  return FormatDriveList(entries, count, list);
+}
+
+std::uint16_t WriteDeviceSetting(std::uint16_t number, const DeviceSetting& setting,
+                                 std::uint16_t value) {
+  const KeyHandle key = StoreOpenSubkey(DeviceKey(number).name, KEY_ALL_ACCESS);
+  if (!key) return kStoreSubkeyNotOpened;
+  return value == setting.not_set ? DeleteValue(key, setting.value_name)
+                                  : StoreSetDword(key, setting.value_name, value);
 }
 
 std::uint16_t DeleteDeviceRecord(std::uint16_t number) {

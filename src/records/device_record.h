@@ -108,6 +108,14 @@ std::uint16_t ReadDeviceRecord(DeviceRecord* record);
 // written, nothing more is then.
 std::uint16_t WriteDeviceRecord(const DeviceRecord* record);
 
+// Stores the record's reserved drives and marks of disabled ones alone, in a key that is there: a
+// list without entries and a mask without marks are not stored, and what was is deleted. Returns 0,
+// 212 no such key, 65535 not written.
+std::uint16_t WriteReservedDrives(const DeviceRecord& record);
+
+// Whether all entries of a drive list fit into the text that is stored.
+bool DriveListFits(const std::uint16_t* entries, std::uint16_t count);
+
 // Deletes the key. Returns 0, 209 or 217 (store).
 std::uint16_t DeleteDeviceRecord(std::uint16_t number);
 

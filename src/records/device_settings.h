@@ -28,6 +28,11 @@ inline constexpr DeviceSetting kDeviceSettings[] = {
     {"DefaultBlockFactor", &DeviceRecord::DefaultBlockFactor, kNotSet, false},
 };
 
+// Stores one setting of a device alone, in a key that is there; one that is not set is deleted.
+// Returns 0, 212 no such key, 65535 not written.
+std::uint16_t WriteDeviceSetting(std::uint16_t number, const DeviceSetting& setting,
+                                 std::uint16_t value);
+
 }  // namespace devprep
 
 #endif  // DEVPREP_RECORDS_DEVICE_SETTINGS_H_

@@ -126,6 +126,31 @@ void FormatGroupText(const GroupRecord* record, GroupText* out) {
   }
 }
 
+// Reads the group's name, kGroupValueNameSize bytes, and its member text, kGroupTextSize bytes. The
+// sizes are those of the buffers.
+std::uint16_t ReadMemberText(const KeyHandle& key, char (&name)[kGroupValueNameSize],
+                             char (&text)[kGroupTextSize]) {
+  std::memset(name, 0, sizeof name);
+  std::memset(text, 0, sizeof text);
+  DWORD name_size = sizeof name;
+  DWORD text_size = sizeof text;
+  if (StoreGetFirstValue(key, name, &name_size, text, &text_size) != kStatusOk) {
+    return kGroupNotRead;
+  }
+  text[sizeof text - 1] = '\0';
+  return kStatusOk;
+}
+
+std::uint16_t WriteMemberText(std::uint16_t number, const char* name, const char* text,
+                              std::uint32_t attribute) {
+  StoreDeleteSubkey(GroupKey(number).name);
+  KeyHandle key;
+  StoreCreateSubkey(GroupKey(number).name, &key);
+  if (StoreSetString(key, name, text) != kStatusOk) return kRecordNotWritten;
+  StoreSetDword(key, kAttributeValue, attribute);
+  return kStatusOk;
+}
+
 }  // namespace
 
 std::uint16_t CountGroups(std::uint16_t* count) {
@@ -154,14 +179,9 @@ void ParseGroupText(char* text, GroupRecord* record) {
 
 std::uint16_t ReadGroupRecord(GroupRecord* record) {
   const KeyHandle key = StoreOpenSubkey(GroupKey(record->Number).name, KEY_ALL_ACCESS);
-  char name[kGroupValueNameSize] = "";
-  char text[kGroupTextSize] = "";
-  DWORD name_size = sizeof name;
-  DWORD text_size = sizeof text;
-  if (StoreGetFirstValue(key, name, &name_size, text, &text_size) != kStatusOk) {
-    return kGroupNotRead;
-  }
-  text[sizeof text - 1] = '\0';
+  char name[kGroupValueNameSize];
+  char text[kGroupTextSize];
+  if (ReadMemberText(key, name, text) != kStatusOk) return kGroupNotRead;
   RemoveBlanks(text);
   record->MemberCount = 0;
   std::snprintf(record->Name, sizeof record->Name, "%.*s", static_cast<int>(kGroupNameSize - 1),
@@ -173,15 +193,31 @@ std::uint16_t ReadGroupRecord(GroupRecord* record) {
 }
 
 std::uint16_t WriteGroupRecord(const GroupRecord* record) {
-  const NumberedKey name = GroupKey(record->Number);
-  StoreDeleteSubkey(name.name);
   GroupText text;
   FormatGroupText(record, &text);
-  KeyHandle key;
-  StoreCreateSubkey(name.name, &key);
-  if (StoreSetString(key, record->Name, text.text) != kStatusOk) return kRecordNotWritten;
-  StoreSetDword(key, kAttributeValue, record->Attribute);
-  return kStatusOk;
+  return WriteMemberText(record->Number, record->Name, text.text, record->Attribute);
+}
+
+bool GroupTextFits(const GroupRecord& record) {
+  GroupText text;
+  FormatGroupText(&record, &text);
+  return !text.full;
+}
+
+bool GroupKeyExists(std::uint16_t number) { return StoreSubkeyExists(GroupKey(number).name); }
+
+std::uint16_t MoveGroup(std::uint16_t from, std::uint16_t to) {
+  char name[kGroupValueNameSize];
+  char text[kGroupTextSize];
+  std::uint32_t attribute = 0;
+  {
+    const KeyHandle key = StoreOpenSubkey(GroupKey(from).name, KEY_ALL_ACCESS);
+    if (ReadMemberText(key, name, text) != kStatusOk) return kGroupNotRead;
+    attribute = StoreGetDword(key, kAttributeValue, 0);
+  }
+  const std::uint16_t status = WriteMemberText(to, name, text, attribute);
+  if (status == kStatusOk) DeleteGroupKey(from);
+  return status;
 }
 
 void DeleteGroupKey(std::uint16_t number) { StoreDeleteSubkey(GroupKey(number).name); }

@@ -61,6 +61,17 @@ std::uint16_t ReadGroupRecord(GroupRecord* record);
 // Returns 0; 214 when the member text cannot be written.
 std::uint16_t WriteGroupRecord(const GroupRecord* record);
 
+// Whether the whole member text of a group can be stored.
+bool GroupTextFits(const GroupRecord& record);
+
+// Whether there is a key of that group.
+bool GroupKeyExists(std::uint16_t number);
+
+// Stores the group of one key under another number, its name and member text as they are, and
+// deletes the key it had. Returns 0; 28 when its first value cannot be read, nothing is then
+// changed; 214 when it cannot be written.
+std::uint16_t MoveGroup(std::uint16_t from, std::uint16_t to);
+
 // Deletes the group's key, if it is there.
 void DeleteGroupKey(std::uint16_t number);
 

@@ -105,6 +105,12 @@ bool ReadRaidList(const KeyHandle& raid, const char* value_name, char* list) {
   return true;
 }
 
+bool RaidListHolds(std::uint16_t number, const char* value_name, const char* element) {
+  char list[kRaidListSize];
+  return ReadRaidList(OpenRaidKey(number), value_name, list) &&
+         std::strstr(list, element) != nullptr;
+}
+
 std::uint16_t RaidSetUpGetNoOfRaids(std::uint16_t* count) {
   *count = 0;
   for (std::uint16_t n = 0; n < kMaxRaids; ++n) {

@@ -65,6 +65,10 @@ bool RaidExists(std::uint16_t number);
 // is missing or too long.
 bool ReadRaidList(const KeyHandle& raid, const char* value_name, char* list);
 
+// Whether a stored list of a RAID holds an element. Unlike the reading of the RAID's record it
+// leaves the list as it is.
+bool RaidListHolds(std::uint16_t number, const char* value_name, const char* element);
+
 }  // namespace devprep
 
 #endif  // DEVPREP_RECORDS_RAID_RECORDS_H_
