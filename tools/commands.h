@@ -36,6 +36,9 @@ void AddLibraryCommand(CLI::App& app, Invocation& invocation);
 void AddCaptureCommand(CLI::App& app, Invocation& invocation);
 void AddRaidCommands(CLI::App& app, Invocation& invocation);
 void AddHistoryCommands(CLI::App& app, Invocation& invocation);
+void AddReserveCommands(CLI::App& app, Invocation& invocation);
+void AddSetCommand(CLI::App& app, Invocation& invocation);
+void AddGroupCommands(CLI::App& app, Invocation& invocation);
 void AddRegistryCommands(CLI::App& app, Invocation& invocation);
 
 }  // namespace devprep::tool

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <iostream>
 #include <string_view>
 
@@ -140,7 +141,9 @@ class Comparison {
   }
 
   void AddValue(const Subject& of, const Term& name, const Value& before, const Value& after) {
-    if (before.AsJson() != after.AsJson()) difference_.values.push_back({of, name, before, after});
+    // Of what is there before or after alone, what is empty there says nothing.
+    if (before.AsJson() == after.AsJson() || before.AsText() == after.AsText()) return;
+    difference_.values.push_back({of, name, before, after});
   }
 
   void AddList(const Subject& of, const Term& name, const MemberList& before,
@@ -242,21 +245,64 @@ class Comparison {
     return disabled;
   }
 
-  void CompareGroups() {
-    for (std::uint16_t n = 0; n < kMaxGroups; ++n) {
-      const auto of_number = [n](const GroupRecord& group) { return group.Number == n; };
-      const auto before = std::find_if(before_.groups.begin(), before_.groups.end(), of_number);
-      const auto after = std::find_if(after_.groups.begin(), after_.groups.end(), of_number);
-      const bool was = before != before_.groups.end();
-      const bool is = after != after_.groups.end();
-      if (was || is) CompareGroup(was ? &*before : nullptr, is ? &*after : nullptr);
+  // Compares each item before with the one of after that same says it is, of the same number if it
+  // can be, or else with the one of its number.
+  template <typename Item, typename Same, typename NumberOf, typename Pair>
+  void ComparePairs(const std::vector<Item>& before, const std::vector<Item>& after, Same same,
+                    NumberOf number_of, Pair compare) {
+    std::vector<bool> done(after.size());
+    std::vector<const Item*> rest;
+    const auto find = [&](const Item& item, auto suits) {
+      std::size_t found = done.size();
+      for (std::size_t place = 0; place < done.size(); ++place) {
+        if (done[place] || !suits(item, after[place])) continue;
+        if (number_of(item) == number_of(after[place])) return place;
+        found = std::min(found, place);
+      }
+      return found;
+    };
+    // A removal moves those above it down by one number.
+    for (const Item& item : before) {
+      const std::size_t place = find(item, same);
+      if (place == done.size()) {
+        rest.push_back(&item);
+        continue;
+      }
+      done[place] = true;
+      compare(&item, &after[place]);
     }
+    for (const Item* item : rest) {
+      const std::size_t place = find(*item, [&](const Item& one, const Item& other) {
+        return number_of(one) == number_of(other);
+      });
+      if (place < done.size()) done[place] = true;
+      compare(item, place < done.size() ? &after[place] : nullptr);
+    }
+    for (std::size_t place = 0; place < done.size(); ++place) {
+      if (!done[place]) compare(nullptr, &after[place]);
+    }
+  }
+
+  void CompareGroups() {
+    ComparePairs(
+        before_.groups, after_.groups,
+        [](const GroupRecord& one, const GroupRecord& other) {
+          return one.Name[0] != '\0' && std::strcmp(one.Name, other.Name) == 0;
+        },
+        [](const GroupRecord& group) { return group.Number; },
+        [this](const GroupRecord* before, const GroupRecord* after) {
+          CompareGroup(before, after);
+        });
   }
 
   void CompareGroup(const GroupRecord* before, const GroupRecord* after) {
     Subject of{"group", {}, {}};
     if (before != nullptr) of.old_number = before->Number;
     if (after != nullptr) of.new_number = after->Number;
+    if (before != nullptr && after != nullptr) {
+      AddValue(of, {"number", "number"}, Value::Number(before->Number),
+               Value::Number(after->Number));
+    }
     const auto value = [](const GroupRecord* group, auto of_group) {
       return group == nullptr ? Value::Absent() : of_group(*group);
     };
@@ -293,46 +339,16 @@ class Comparison {
   }
 
   void CompareRaids() {
-    std::vector<bool> done(after_.raids.size());
-    std::vector<const StoredRaid*> rest;
-    // A removal moves the RAIDs above it down by one number.
-    for (const StoredRaid& raid : before_.raids) {
-      const std::size_t place = FindRaid(raid, done);
-      if (place == done.size()) {
-        rest.push_back(&raid);
-        continue;
-      }
-      done[place] = true;
-      CompareRaid(&raid, &after_.raids[place]);
-    }
-    for (const StoredRaid* raid : rest) {
-      std::size_t place = 0;
-      while (place < done.size() && (done[place] || after_.raids[place].number != raid->number)) {
-        ++place;
-      }
-      if (place < done.size()) done[place] = true;
-      CompareRaid(raid, place < done.size() ? &after_.raids[place] : nullptr);
-    }
-    for (std::size_t place = 0; place < done.size(); ++place) {
-      if (!done[place]) CompareRaid(nullptr, &after_.raids[place]);
-    }
-  }
-
-  // The RAID with these members: of the same number if it can be, else the first that is not done.
-  // One without members has none to be known by.
-  std::size_t FindRaid(const StoredRaid& raid, const std::vector<bool>& done) const {
-    std::size_t found = done.size();
-    if (raid.tapes.empty() && raid.changers.empty()) return found;
-    for (std::size_t place = 0; place < done.size(); ++place) {
-      const StoredRaid& other = after_.raids[place];
-      if (done[place] || Now(MembersOf(raid.tapes)) != MembersOf(other.tapes) ||
-          Now(MembersOf(raid.changers)) != MembersOf(other.changers)) {
-        continue;
-      }
-      if (other.number == raid.number) return place;
-      found = std::min(found, place);
-    }
-    return found;
+    ComparePairs(
+        before_.raids, after_.raids,
+        [this](const StoredRaid& one, const StoredRaid& other) {
+          // One without members has none to be known by.
+          return !(one.tapes.empty() && one.changers.empty()) &&
+                 Now(MembersOf(one.tapes)) == MembersOf(other.tapes) &&
+                 Now(MembersOf(one.changers)) == MembersOf(other.changers);
+        },
+        [](const StoredRaid& raid) { return raid.number; },
+        [this](const StoredRaid* before, const StoredRaid* after) { CompareRaid(before, after); });
   }
 
   void CompareRaid(const StoredRaid* before, const StoredRaid* after) {

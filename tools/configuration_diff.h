@@ -64,8 +64,8 @@ struct ConfigurationDifference {
 };
 
 // Devices are the same by identity, by address and name, by number and name, or by name, the first
-// of these that holds; never two that have different identities. Groups are the same by number,
-// RAIDs by their members or by number.
+// of these that holds; never two that have different identities. Groups are the same by name,
+// RAIDs by their members, and the rest by number.
 ConfigurationDifference Compare(const StoredConfiguration& before,
                                 const StoredConfiguration& after);
 

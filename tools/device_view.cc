@@ -190,9 +190,7 @@ Json UnreadableJson(const DeviceViews& views) {
 
 std::string ExplainNoDevice(std::uint16_t number, const DeviceViews& views) {
   if (!views.unreadable.empty()) return ExplainUnreadable(views.unreadable.front());
-  const std::string name = "device " + std::to_string(number);
-  if (views.count == 0) return name + " is not configured: there are no devices";
-  return name + " is not configured: the numbers are 0 to " + std::to_string(views.count - 1);
+  return NotConfiguredText(number, views.count);
 }
 
 }  // namespace devprep::tool

@@ -21,7 +21,8 @@ struct GuardOptions {
 };
 
 // Adds --json, --yes and --dry-run. dry_run_help: what the last one does.
-void AddGuardOptions(CLI::App& command, GuardOptions& options, const char* dry_run_help);
+void AddGuardOptions(CLI::App& command, GuardOptions& options,
+                     const char* dry_run_help = "Show what would change, and change nothing");
 
 // Whether a person is to be asked before anything is changed.
 bool AsksFirst(const GuardOptions& options);
@@ -40,6 +41,9 @@ Error RegistryChangedMeanwhile();
 
 // What follows a change that was made.
 using FollowUp = std::function<Result<ExitStatus>(Json& members)>;
+
+// The question of edits that have no words of their own.
+inline constexpr const char* kStoreQuestion = "Store this?";
 
 // Tries an edit, shows what it changes, asks where somebody is there to be asked, and makes it in
 // one transaction, unless the registry is another by then. Needs neither hardware nor the library's

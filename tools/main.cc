@@ -98,6 +98,9 @@ ExitStatus Run(int argc, char** argv) {
   devprep::tool::AddHardwareCommand(app, invocation);
   devprep::tool::AddLibraryCommand(app, invocation);
   devprep::tool::AddCaptureCommand(app, invocation);
+  devprep::tool::AddReserveCommands(app, invocation);
+  devprep::tool::AddSetCommand(app, invocation);
+  devprep::tool::AddGroupCommands(app, invocation);
   devprep::tool::AddRaidCommands(app, invocation);
   devprep::tool::AddHistoryCommands(app, invocation);
   devprep::tool::AddRegistryCommands(app, invocation);

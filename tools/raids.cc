@@ -14,6 +14,7 @@
 #include "output.h"
 #include "records/address_list.h"
 #include "records/raid_records.h"
+#include "refusal.h"
 #include "report.h"
 #include "setup/raid_setup.h"
 #include "words.h"
@@ -23,20 +24,14 @@ namespace {
 
 constexpr std::uint16_t kMaxLevel = 6;  // of the levels that arrays have
 
-std::string Named(const char* noun, std::uint16_t number) {
-  return std::string(noun) + " " + std::to_string(number);
-}
-
-Value Numbers(const std::uint16_t* numbers, std::uint16_t count) {
+Value NumberList(const std::uint16_t* numbers, std::uint16_t count) {
   std::vector<Value> values;
   for (std::uint16_t i = 0; i < count; ++i) values.push_back(Value::Number(numbers[i]));
   return Value::List(values);
 }
 
 Error NoRaid(std::uint16_t number) {
-  Error error = {"there is no " + Named("RAID", number)};
-  error.code = "no_raid";
-  return error;
+  return Refusal({"no_raid", "there is no " + Named("RAID", number)});
 }
 
 const Listing<RaidInfo>& RaidListing() {
@@ -51,9 +46,9 @@ const Listing<RaidInfo>& RaidListing() {
       {NumberColumn("link_position", "Link position", "link position"),
        [](const RaidInfo& r) { return Value::Number(r.LinkPosition); }},
       {WrappingColumn("tapes", "Tapes", "drives in the RAID", kKey),
-       [](const RaidInfo& r) { return Numbers(r.TapeDevices, r.TapeCount); }},
+       [](const RaidInfo& r) { return NumberList(r.TapeDevices, r.TapeCount); }},
       {WrappingColumn("changers", "Changers", "changers of these drives", kKey),
-       [](const RaidInfo& r) { return Numbers(r.ChangerDevices, r.ChangerCount); }},
+       [](const RaidInfo& r) { return NumberList(r.ChangerDevices, r.ChangerCount); }},
       {TextColumn("status", "Status", "whether all drives of the changers are in the RAID", kKey),
        [](const RaidInfo& r) { return Value::Name(ChangerStatusName(r.Flags)); }},
   });
@@ -184,23 +179,14 @@ Term ExplainRefusal(const RaidEdit& edit, std::uint16_t number) {
   return {};
 }
 
-Error Refused(std::uint16_t status, const Term& reason) {
-  Error error = {"refused (" + std::to_string(status) + "): " + reason.text};
-  error.code = reason.identifier;
-  return error;
-}
-
-// What the exports would take, and --force has done: not what the tape engine can use.
-Error RefusedWithoutForce(const char* code, const std::string& text) {
-  Error error = {text + " (--force does it all the same)"};
-  error.code = code;
-  return error;
-}
-
 // text: what was done. fits: what the exports do not ask, with force all the same.
 Result<std::string> Done(const RaidEdit& edit, std::uint16_t number, const std::string& text,
                          const Result<>& fits = {}, bool force = false) {
-  if (edit.status != DEVPREP_OK) return Refused(edit.status, ExplainRefusal(edit, number));
+  if (edit.status != DEVPREP_OK) {
+    const Term reason = ExplainRefusal(edit, number);
+    return Refusal(
+        {reason.identifier, "refused (" + std::to_string(edit.status) + "): " + reason.text});
+  }
   if (!fits && !force) return fits.Failure();
   return text;
 }
@@ -223,8 +209,8 @@ Result<ExitStatus> Edit(const Options& options, const std::function<Result<std::
 
 Result<> CheckNumber(const char* what, const char* code, std::uint16_t value, std::uint16_t max) {
   if (value <= max) return {};
-  return RefusedWithoutForce(code, std::string("there is no ") + what + ' ' +
-                                       std::to_string(value) + ": 0 to " + std::to_string(max));
+  return RefusalUnlessForced({code, std::string("there is no ") + what + ' ' +
+                                        std::to_string(value) + ": 0 to " + std::to_string(max)});
 }
 
 Result<> CheckLevelExists(std::uint16_t level) {
@@ -237,18 +223,18 @@ Result<> CheckDevice(std::uint16_t number, std::uint16_t device) {
   record.Number = device;
   if (ReadDeviceRecord(&record) != DEVPREP_OK) return {};  // the edit says why
   if (record.Type != kTypeTape && record.Type != kTypeChanger) {
-    return RefusedWithoutForce(
-        "not_a_drive_or_changer",
-        Named("device", device) +
-            " is neither a tape drive nor a changer: " + TypeName(record.Type).text);
+    return RefusalUnlessForced(
+        {"not_a_drive_or_changer",
+         Named("device", device) +
+             " is neither a tape drive nor a changer: " + TypeName(record.Type).text});
   }
   char element[kAddressElementSize];
   FormatAddress(record.Address, element);
   for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
     // Reading the RAID's record would drop members from its lists.
     if (n != number && RaidListHolds(n, kRaidInfoValue, element)) {
-      return RefusedWithoutForce(
-          "in_another_raid", Named("drive", device) + " is in " + Named("RAID", n) + " already");
+      return RefusalUnlessForced(
+          {"in_another_raid", Named("drive", device) + " is in " + Named("RAID", n) + " already"});
     }
   }
   return {};
@@ -332,7 +318,7 @@ void AddRaidCommands(CLI::App& app, Invocation& invocation) {
     });
   };
   const auto add_force = [a](CLI::App* command) {
-    command->add_flag("--force", a->force, "Do it where the tape engine may not be able to use it");
+    command->add_flag("--force", a->force, kForceHelp);
   };
   CLI::App* create =
       raid->add_subcommand("create", "Create an empty RAID under the lowest free number");

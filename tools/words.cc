@@ -88,6 +88,24 @@ Term ChangerStatusName(std::uint32_t raid_flags) {
   return {"incomplete", "incomplete"};
 }
 
+std::string Named(const char* noun, std::uint16_t number) {
+  return std::string(noun) + ' ' + std::to_string(number);
+}
+
+std::string NotConfiguredText(std::uint16_t number, std::uint16_t count) {
+  return Named("device", number) + " is not configured: " +
+         (count == 0 ? "there are no devices"
+                     : "the numbers are 0 to " + std::to_string(count - 1));
+}
+
+std::string Numbers(const std::vector<std::uint16_t>& numbers) {
+  std::string text;
+  for (const std::uint16_t number : numbers) {
+    text += (text.empty() ? "" : ", ") + std::to_string(number);
+  }
+  return text;
+}
+
 std::string AddressText(const DeviceAddress& address) {
   return devprep::AddressText(ScsiAddressOf(address));
 }

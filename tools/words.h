@@ -28,6 +28,15 @@ Term GroupKindName(std::uint16_t kind);
 // for a RAID without changers.
 Term ChangerStatusName(std::uint32_t raid_flags);
 
+// "device 4" and the like.
+std::string Named(const char* noun, std::uint16_t number);
+
+// Why there is no device of that number where count are configured.
+std::string NotConfiguredText(std::uint16_t number, std::uint16_t count);
+
+// "1, 2, 3".
+std::string Numbers(const std::vector<std::uint16_t>& numbers);
+
 // "port:bus:target:lun".
 std::string AddressText(const DeviceAddress& address);
 

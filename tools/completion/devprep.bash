@@ -14,11 +14,7 @@ _devprep() {
     esac
   done
   case $command in
-<<<<<<< HEAD
-    '') options='plan configure check devices tree hardware capture raids raid history diff undo registry --registry --hardware --timeout --no-modules --version --help' ;;
-=======
-    '') options='plan configure check devices tree hardware library capture raids raid registry --registry --hardware --timeout --no-modules --version --help' ;;
->>>>>>> 3218b85 (devprep library: which drive is in which element; node names and whole serial numbers)
+    '') options='plan configure check devices tree hardware library capture reserve release disable enable set groups group raids raid history diff undo registry --registry --hardware --timeout --no-modules --version --help' ;;
     plan | configure)
       case $prev in
         --accept) COMPREPLY=($(compgen -W 'nothing-found mass-loss silent merged crossed split twins same-identity replaced' -- "$cur")); return ;;
@@ -30,10 +26,25 @@ _devprep() {
     diff) options='--text --json --help' ;;
     undo) options='--json --yes --dry-run --hardware-differs --help' ;;
     check) options='--json --help' ;;
-    devices | tree | raids) options='--json --columns --wide --no-headings --help' ;;
+    devices | tree | groups | raids) options='--json --columns --wide --no-headings --help' ;;
     hardware) options='--tree --json --columns --wide --no-headings --help' ;;
     library) options='--slots --json --columns --wide --no-headings --help' ;;
     capture) compopt -o filenames; COMPREPLY=($(compgen -f -W '--redact --force --help' -- "$cur")); return ;;
+    reserve | release) options='--force --json --yes --dry-run --help' ;;
+    disable | enable) options='--json --yes --dry-run --help' ;;
+    set)
+      options='--json --yes --dry-run --help'
+      if [[ $cur != -* && -n $sub && $cur != "$sub" ]]; then
+        compopt -o nospace
+        options='cleaning_tape_slot= default_block_factor= read_shots= write_shots= bar_codes= bar_code_to_blank= auto_cleaning_time='
+      fi ;;
+    group)
+      case $sub in
+        '') options='create delete rename add remove --help' ;;
+        create) options='tape changer raid_changer --force --json --yes --dry-run --help' ;;
+        delete | add) options='--force --json --yes --dry-run --help' ;;
+        *) options='--json --yes --dry-run --help' ;;
+      esac ;;
     raid)
       case $sub in
         '') options='create remove assign release level link --help' ;;
