@@ -397,11 +397,7 @@ void PrintTables(const Shown& shown, const Choices& choices) {
 Result<ExitStatus> ShowLibrary(const Options& options, const Choices& choices) {
   LibraryMap map;
   const Result<> surveyed = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
-    if (!kElementsCanBeAsked) {
-      return Error{
-          "the pass-through of this machine has three calls only, none of them for a changer's "
-          "elements: capture the machine where it can be asked"};
-    }
+    if (Result<> can = CheckElementsCanBeAsked(); !can) return can;
     map = SurveyLibraries();
     return {};
   });

@@ -1,6 +1,7 @@
 #include "library_survey.h"
 
 #include "attached.h"
+#include "machine.h"
 #include "store/registry_store.h"
 
 namespace devprep::tool {
@@ -15,6 +16,13 @@ std::vector<DeviceRecord> ReadConfiguredDevices() {
     if (ReadDeviceRecord(&record) == kStatusOk) configured.push_back(record);
   }
   return configured;
+}
+
+Result<> CheckElementsCanBeAsked() {
+  if (kElementsCanBeAsked) return {};
+  return Error{
+      "the pass-through of this machine has three calls only, none of them for a changer's "
+      "elements: capture the machine where it can be asked"};
 }
 
 LibraryMap SurveyLibraries() {

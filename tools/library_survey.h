@@ -5,12 +5,16 @@
 #include <vector>
 
 #include "library_map.h"
+#include "platform/result.h"
 #include "records/device_record.h"
 
 namespace devprep::tool {
 
 // The stored records of all devices that can be read. Within a session.
 std::vector<DeviceRecord> ReadConfiguredDevices();
+
+// Whether this machine's pass-through can ask a changer for its elements.
+Result<> CheckElementsCanBeAsked();
 
 // Asks every attached unit and draws the map. Moves, initialises and reserves nothing. Within a
 // session that has hardware.

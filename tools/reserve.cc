@@ -1,13 +1,19 @@
 // devprep reserve, release, disable and enable: the drives of changers.
+#include <algorithm>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "commands.h"
 #include "device_edit_text.h"
+#include "entry/library.h"
 #include "guarded_edit.h"
+#include "library_survey.h"
 #include "output.h"
+#include "plan_file.h"
 #include "refusal.h"
+#include "report.h"
 #include "setup/device_setup.h"
 #include "words.h"
 
@@ -17,15 +23,108 @@ namespace {
 struct Arguments {
   std::uint16_t changer = 0;
   std::vector<std::uint16_t> drives;
+  bool from_library = false;
   bool force = false;
   GuardOptions guard;
+};
+
+// The drives that a changer says it has, and what the registry was when it was asked.
+struct LibraryDrives {
+  std::vector<std::uint16_t> drives;  // configured ones, in the order of their elements
+  std::vector<Term> remarks;
+  Digests registry;
 };
 
 std::string DrivesText(const std::vector<std::uint16_t>& drives) {
   return (drives.size() == 1 ? "Drive " : "Drives ") + Numbers(drives);
 }
 
+std::string ElementText(const LibraryDrive& drive) {
+  return "element " + std::to_string(drive.element.address);
+}
+
+// What is not taken over.
+std::vector<Term> RemarksOn(const LibraryMap& map, const LibraryReservation& reservation) {
+  std::vector<Term> remarks;
+  for (const LibraryDrive* drive : reservation.not_configured) {
+    remarks.push_back({"drive_not_configured",
+                       "The drive in " + ElementText(*drive) + ", at " +
+                           AddressText(map.units[*drive->unit].record.Address) +
+                           ", is not configured: 'devprep configure' gives it a number."});
+  }
+  for (const LibraryDrive* drive : reservation.unrecognised) {
+    remarks.push_back({"drive_not_recognised",
+                       "No attached drive is recognised in " + ElementText(*drive) + "."});
+  }
+  return remarks;
+}
+
+// Whether a drive that would be released could be one that the map does not show.
+Result<> CheckReleased(const LibraryChanger& changer, const LibraryReservation& reservation) {
+  if (reservation.unrecognised.empty() && !changer.cut) return {};
+  const auto& drives = reservation.drives;
+  for (const std::uint16_t drive : changer.reserved) {
+    if (std::find(drives.begin(), drives.end(), drive) != drives.end()) continue;
+    return RefusalUnlessForced(
+        {"maybe_not_recognised",
+         Named("drive", drive) + " is reserved, and the library does not name it; but not all of "
+                                 "its drives are recognised, and this may be one of them"});
+  }
+  return {};
+}
+
+Result<LibraryDrives> AskLibrary(const Options& options, const Arguments& given) {
+  LibraryDrives asked;
+  const std::string name = Named("changer", given.changer);
+  const Result<> done = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
+    if (Result<> can = CheckElementsCanBeAsked(); !can) return can;
+    const auto configured = EditResult(CheckChanger(given.changer), "");
+    if (!configured) return configured.Failure();
+    const LibraryMap map = SurveyLibraries();
+    const LibraryChanger* const changer = map.FindChanger(given.changer);
+    if (changer == nullptr) return Refusal({"not_attached", name + " is not attached"});
+    if (!changer->reports_elements) {
+      return Refusal({"no_elements", name + " does not say what elements it has"});
+    }
+    const LibraryReservation reservation = ReservationOf(*changer);
+    if (reservation.drives.empty()) {
+      return Refusal({"no_drives_recognised",
+                      "no configured drive is recognised in the library of " + name +
+                          ": see 'devprep library " + std::to_string(given.changer) + "'"});
+    }
+    if (const Result<> fits = CheckReleased(*changer, reservation); !fits && !given.force) {
+      return fits.Failure();
+    }
+    asked = {reservation.drives, RemarksOn(map, reservation), RegistryDigests()};
+    return {};
+  });
+  ResetProcessState();
+  if (!done) return done.Failure();
+  return asked;
+}
+
+Result<ExitStatus> ReserveFromLibrary(const Options& options, const Arguments& given) {
+  const Result<LibraryDrives> asked = AskLibrary(options, given);
+  if (!asked) return asked.Failure();
+  for (const Term& remark : asked->remarks) {
+    if (given.guard.json) {
+      AddJsonWarning(remark.identifier.c_str(), remark.text);
+    } else {
+      std::cout << remark.text << '\n';
+    }
+  }
+  return RunGuardedEdit(options, given.guard, kStoreQuestion, [&]() -> Result<std::string> {
+    if (RegistryDigests() != asked->registry) return RegistryChangedMeanwhile();
+    const auto& drives = asked->drives;
+    return EditResult(ReserveExactly(given.changer, drives.data(),
+                                     static_cast<std::uint16_t>(drives.size()), given.force),
+                      DrivesText(drives) + " reserved to " + Named("changer", given.changer) +
+                          ", in the order of its library.");
+  });
+}
+
 Result<ExitStatus> Reserve(const Options& options, const Arguments& given) {
+  if (given.from_library) return ReserveFromLibrary(options, given);
   return RunGuardedEdit(options, given.guard, kStoreQuestion, [&] {
     const auto& drives = given.drives;
     return EditResult(ReserveDrives(given.changer, drives.data(),
@@ -76,7 +175,14 @@ void AddReserveCommands(CLI::App& app, Invocation& invocation) {
   CLI::App* reserve =
       add("reserve", "Reserve drives to a changer, behind those that it has", Reserve);
   add_changer(reserve);
-  add_drives(reserve, "Device numbers")->required();
+  CLI::Option* drives = add_drives(reserve, "Device numbers");
+  reserve
+      ->add_flag("--from-library", a->from_library,
+                 "Ask the library, and reserve exactly its drives, in the order of its elements")
+      ->excludes(drives);
+  reserve->parse_complete_callback([a] {
+    if (a->drives.empty() && !a->from_library) throw CLI::RequiredError("DRIVE or --from-library");
+  });
   CLI::App* release =
       add("release", "Release a changer's reserved drives, or all of them", Release);
   add_changer(release);

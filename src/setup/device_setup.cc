@@ -149,6 +149,11 @@ bool CanBeForced(DeviceRefusal refusal) {
          refusal == DeviceRefusal::kInRaid;
 }
 
+DeviceEdit CheckChanger(std::uint16_t number) {
+  DeviceRecord record;
+  return ReadChanger(number, &record);
+}
+
 DeviceEdit ReserveDrives(std::uint16_t changer, const std::uint16_t* drives, std::uint16_t count,
                          bool force) {
   DeviceRecord record;

@@ -40,6 +40,9 @@ struct DeviceEdit {
 // Whether an edit that was refused for this is done with force.
 bool CanBeForced(DeviceRefusal refusal);
 
+// Whether the device is a configured changer.
+DeviceEdit CheckChanger(std::uint16_t number);
+
 // Adds drives to a changer's reserved ones, behind those that it has, enabled. force: what
 // CanBeForced says.
 DeviceEdit ReserveDrives(std::uint16_t changer, const std::uint16_t* drives, std::uint16_t count,

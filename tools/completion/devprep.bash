@@ -30,7 +30,8 @@ _devprep() {
     hardware) options='--tree --json --columns --wide --no-headings --help' ;;
     library) options='--slots --json --columns --wide --no-headings --help' ;;
     capture) compopt -o filenames; COMPREPLY=($(compgen -f -W '--redact --force --help' -- "$cur")); return ;;
-    reserve | release) options='--force --json --yes --dry-run --help' ;;
+    reserve) options='--from-library --force --json --yes --dry-run --help' ;;
+    release) options='--force --json --yes --dry-run --help' ;;
     disable | enable) options='--json --yes --dry-run --help' ;;
     set)
       options='--json --yes --dry-run --help'
