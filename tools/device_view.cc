@@ -136,12 +136,6 @@ std::vector<Column<DeviceView>> DeviceColumns() {
   return columns;
 }
 
-std::string ExplainUnreadable(const UnreadableDevice& device) {
-  return "device " + std::to_string(device.number) + " cannot be read (" +
-         std::to_string(device.status) + "): its stored record is " +
-         (device.status == DEVPREP_NO_DEVICE ? "missing" : "malformed");
-}
-
 }  // namespace
 
 std::string DeviceView::Description() const {
@@ -172,6 +166,12 @@ DeviceViews ViewDevices(std::optional<std::uint16_t> only) {
     }
   }
   return views;
+}
+
+std::string ExplainUnreadable(const UnreadableDevice& device) {
+  return "device " + std::to_string(device.number) + " cannot be read (" +
+         std::to_string(device.status) + "): its stored record is " +
+         (device.status == DEVPREP_NO_DEVICE ? "missing" : "malformed");
 }
 
 void PrintUnreadable(const DeviceViews& views) {

@@ -54,6 +54,9 @@ inline constexpr const char* kNoDevicesText =
 void PrintUnreadable(const DeviceViews& views);
 Json UnreadableJson(const DeviceViews& views);
 
+// "device 3 cannot be read", and why.
+std::string ExplainUnreadable(const UnreadableDevice& device);
+
 // Why a device is not in the view.
 std::string ExplainNoDevice(std::uint16_t number, const DeviceViews& views);
 

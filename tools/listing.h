@@ -162,6 +162,14 @@ class Listing {
 
   const std::vector<ColumnInfo>& Infos() const { return infos_; }
 
+  // One for each column.
+  std::vector<Value> ValuesOf(const Item& item) const {
+    std::vector<Value> values;
+    values.reserve(columns_.size());
+    for (const Column<Item>& column : columns_) values.push_back(column.value(item));
+    return values;
+  }
+
   void Print(const std::vector<Item>& items, const ListingOptions& options) const {
     std::vector<Row> rows;
     rows.reserve(items.size());
@@ -219,13 +227,6 @@ class Listing {
   }
 
  private:
-  std::vector<Value> ValuesOf(const Item& item) const {
-    std::vector<Value> values;
-    values.reserve(columns_.size());
-    for (const Column<Item>& column : columns_) values.push_back(column.value(item));
-    return values;
-  }
-
   Row RowOf(const Item& item) const {
     return {ValuesOf(item), colour_of_ ? colour_of_(item) : Colour::kPlain, "", ""};
   }

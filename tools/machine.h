@@ -58,11 +58,19 @@ UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked);
 std::optional<std::string> AskSerialNumberPage(const ScsiAddress& unit);
 std::vector<std::string> NodeNamesOf(const ScsiAddress& unit);
 
+// What a file of this tool holds.
+enum class FileKind { kRegistryText, kPicture };
+
+// What is wrong with replacing a file that begins with head by one of that kind. Empty: nothing,
+// since it is one of that kind.
+std::string CheckKind(const std::string& head, FileKind kind);
+
 // Writes a file that somebody asked for. "-", and what is no regular file (a device, a pipe), is
 // written to. A regular file is replaced whole, a link followed. Without force that is refused for
-// the registry in use, and for a file that is no registry text. Returns whether the text went to
+// the registry in use, and for a file of another kind. Returns whether the text went to
 // standard output. After an error an old file is still there.
-Result<bool> SaveFile(const std::string& file_name, const std::string& text, bool force);
+Result<bool> SaveFile(const std::string& file_name, const std::string& text, bool force,
+                      FileKind kind = FileKind::kRegistryText);
 
 }  // namespace devprep::tool
 

@@ -95,6 +95,7 @@ ExitStatus Run(int argc, char** argv) {
   devprep::tool::AddCheckCommand(app, invocation);
   devprep::tool::AddDevicesCommand(app, invocation);
   devprep::tool::AddTreeCommand(app, invocation);
+  devprep::tool::AddPictureCommand(app, invocation);
   devprep::tool::AddHardwareCommand(app, invocation);
   devprep::tool::AddLibraryCommand(app, invocation);
   devprep::tool::AddCaptureCommand(app, invocation);

@@ -14,7 +14,7 @@ _devprep() {
     esac
   done
   case $command in
-    '') options='plan configure check devices tree hardware library capture reserve release disable enable set groups group raids raid history diff undo registry --registry --hardware --timeout --no-modules --version --help' ;;
+    '') options='plan configure check devices tree picture hardware library capture reserve release disable enable set groups group raids raid history diff undo registry --registry --hardware --timeout --no-modules --version --help' ;;
     plan | configure)
       case $prev in
         --accept) COMPREPLY=($(compgen -W 'nothing-found mass-loss silent merged crossed split twins same-identity replaced' -- "$cur")); return ;;
@@ -29,6 +29,7 @@ _devprep() {
     devices | tree | groups | raids) options='--json --columns --wide --no-headings --help' ;;
     hardware) options='--tree --json --columns --wide --no-headings --help' ;;
     library) options='--slots --json --columns --wide --no-headings --help' ;;
+    picture) compopt -o filenames; COMPREPLY=($(compgen -f -W '--plan --follow-identity --force --help' -- "$cur")); return ;;
     capture) compopt -o filenames; COMPREPLY=($(compgen -f -W '--redact --force --help' -- "$cur")); return ;;
     reserve) options='--from-library --force --json --yes --dry-run --help' ;;
     release) options='--force --json --yes --dry-run --help' ;;

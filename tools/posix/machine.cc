@@ -13,7 +13,6 @@
 #include "platform/posix/hardware.h"
 #include "platform/posix/registry_file.h"
 #include "platform/posix/replace_file.h"
-#include "platform/registry/registry_text.h"
 
 namespace devprep::tool {
 namespace {
@@ -27,7 +26,7 @@ bool IsSameFile(const struct stat& file, int descriptor) {
 }
 
 // Fails when the regular file that is there is nothing to be replaced in passing.
-Result<> CheckReplaceable(const std::string& file_name, const struct stat& file) {
+Result<> CheckReplaceable(const std::string& file_name, const struct stat& file, FileKind kind) {
   const Result<FileHandle> registry = OpenFile(RegistryFilePath(), O_RDONLY);
   if (registry && IsSameFile(file, registry->Get())) {
     return Error{"this is the registry in use; --force replaces it all the same", file_name};
@@ -37,10 +36,9 @@ Result<> CheckReplaceable(const std::string& file_name, const struct stat& file)
   if (!old) return old.Failure();
   std::array<char, kHeadSize> head{};
   const ssize_t size = read(old->Get(), head.data(), head.size());
-  if (!IsRegistryText({head.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))})) {
-    return Error{"this is neither an export nor a capture; --force replaces it all the same",
-                 file_name};
-  }
+  const std::string wrong =
+      CheckKind({head.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))}, kind);
+  if (!wrong.empty()) return Error{wrong, file_name};
   return {};
 }
 
@@ -91,7 +89,8 @@ UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked) {
   return answers;
 }
 
-Result<bool> SaveFile(const std::string& file_name, const std::string& text, bool force) {
+Result<bool> SaveFile(const std::string& file_name, const std::string& text, bool force,
+                      FileKind kind) {
   const Result<struct stat> there = StatusOf(file_name);
   if (file_name == "-" || (there && IsSameFile(*there, STDOUT_FILENO))) {
     std::cout << text;
@@ -105,7 +104,7 @@ Result<bool> SaveFile(const std::string& file_name, const std::string& text, boo
     return false;
   }
   if (there && !force) {
-    if (const Result<> fit = CheckReplaceable(file_name, *there); !fit) return fit.Failure();
+    if (const Result<> fit = CheckReplaceable(file_name, *there, kind); !fit) return fit.Failure();
   }
   if (const Result<> replaced = ReplaceFile(FollowLinks(file_name), text); !replaced) {
     return replaced.Failure();

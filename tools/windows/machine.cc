@@ -11,7 +11,6 @@
 
 #include "platform/hardware/hardware_map.h"
 #include "platform/registry.h"
-#include "platform/registry/registry_text.h"
 #include "platform/windows/registry_tree.h"
 
 namespace devprep::tool {
@@ -85,7 +84,8 @@ UnitAnswers AskUnit(const ScsiAddress& unit, Asked /*asked*/) {
   return answers;
 }
 
-Result<bool> SaveFile(const std::string& file_name, const std::string& text, bool force) {
+Result<bool> SaveFile(const std::string& file_name, const std::string& text, bool force,
+                      FileKind kind) {
   if (file_name == "-") {
     std::cout << text;
     return true;
@@ -97,9 +97,8 @@ Result<bool> SaveFile(const std::string& file_name, const std::string& text, boo
     std::ifstream old(file_name, std::ios::binary);
     old.read(head.data(), static_cast<std::streamsize>(head.size()));
     head.resize(static_cast<std::size_t>(old.gcount()));
-    if (!IsRegistryText(head)) {
-      return Error{"this is neither an export nor a capture; --force replaces it all the same",
-                   file_name};
+    if (const std::string wrong = CheckKind(head, kind); !wrong.empty()) {
+      return Error{wrong, file_name};
     }
   }
   const std::string written = file_name + ".devprep-new";

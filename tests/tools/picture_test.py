@@ -1,0 +1,181 @@
+#!/usr/bin/env python3
+"""Draws the examples and looks at the pictures in a browser: headless Chromium.
+
+usage: picture_test.py TOOL SOURCE FOLDER [--update]
+
+Keeps pictures and screenshots in FOLDER. --update writes the picture of the README anew.
+"""
+
+import concurrent.futures
+import html
+import json
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import xml.dom.minidom
+
+tool, source, folder = map(os.path.abspath, sys.argv[1:4])
+update = "--update" in sys.argv[4:]
+here = os.path.dirname(os.path.abspath(__file__))
+examples = os.path.join(source, "examples")
+shown = os.path.join(source, "docs", "recabling.svg")
+os.makedirs(folder, exist_ok=True)
+failures = []
+
+# name, registry, capture, options, devices drawn, dark
+CASES = [
+    ("new-machine", None, "new-machine/machine.reg", [], 6, False),
+    ("recabling", "recabling", "recabling/machine.reg", [], 11, False),
+    ("recabling-plan", "recabling", "recabling/machine.reg", ["--plan"], 15, False),
+    ("raids", "raids", "raids/machine.reg", [], 12, False),
+    ("raids-plan", "raids", "raids/machine-recabled.reg", ["--plan"], 25, True),
+    ("large-machine", "large-machine", "large-machine/machine.reg", [], 128, False),
+    ("hostile", "hostile", "hostile/machine.reg", [], 11, True),
+]
+
+
+def check(holds, text):
+    if not holds:
+        failures.append(text)
+
+
+def run(arguments, registry, capture):
+    environment = {key: value for key, value in os.environ.items() if not key.startswith("DEVPREP_")}
+    environment["DEVPREP_REGISTRY"] = registry
+    environment["DEVPREP_HARDWARE"] = capture
+    return subprocess.run([tool, "picture", *arguments], env=environment, capture_output=True)
+
+
+def replaced(path, changes):
+    with open(path, encoding="latin-1") as file:
+        text = file.read()
+    for old, new in changes:
+        check(old in text, f"{path} has no {old}")
+        text = text.replace(old, new)
+    return text
+
+
+def write(path, text):
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with open(path, "w", encoding="latin-1") as file:
+        file.write(text)
+    return path
+
+
+# Texts that devices and people may store: markup, bytes that are no UTF-8, control characters.
+def make_hostile(work):
+    evil = "<script>bad()</script>&amp;\"\\\"'\xff\xfe\xed\xa0\x80\x01"
+    write(f"{work}/hostile/configuration.reg", replaced(
+        f"{examples}/recabling/configuration.reg",
+        [('"VETERANS"', '"<b>&\xe9\x02"'), ("VETERAN OLDTIMER        9.0", "<script>bad()</script>&'\xff\x01")]))
+    write(f"{work}/hostile/machine.reg", replaced(
+        f"{examples}/recabling/machine.reg", [('"Driver"="mptsas"', f'"Driver"="{evil[:24]}"')]))
+
+
+def browse(page, name, dark):
+    """What the measuring script found in the page, and what the browser said in its console."""
+    with tempfile.TemporaryDirectory() as profile:
+        done = subprocess.run(
+            ["chromium", "--headless", "--no-sandbox", "--disable-gpu", "--hide-scrollbars",
+             f"--user-data-dir={profile}", "--window-size=1600,1000", "--dump-dom", "--enable-logging=stderr",
+             f"--screenshot={folder}/{name}.png", f"--print-to-pdf={folder}/{name}.pdf", "--no-pdf-header-footer",
+             *(["--force-dark-mode"] if dark else []), "file://" + page],
+            capture_output=True, timeout=300)
+    measured = re.search(r'<pre id="measured"[^>]*>(.*?)</pre>', done.stdout.decode(errors="replace"), re.S)
+    console = re.findall(r"CONSOLE.*", done.stderr.decode(errors="replace"))
+    return json.loads(html.unescape(measured.group(1))) if measured else None, console
+
+
+def look(case, work):
+    name, registry, capture, options, devices, dark = case
+    base = work if name == "hostile" else examples
+    stored = f"{base}/{registry}/configuration.reg" if registry else f"{work}/none.reg"
+    page = f"{folder}/{name}.html"
+    done = run([*options, page], stored, f"{base}/{capture}")
+    check(done.returncode == 0, f"{name}: {done.stderr.decode()}")
+    svg = run([*options], stored, f"{base}/{capture}").stdout
+    check(svg == run([*options, "-"], stored, f"{base}/{capture}").stdout, f"{name}: not twice the same")
+    xml.dom.minidom.parseString(svg)
+    with open(f"{folder}/{name}.svg", "wb") as file:
+        file.write(svg)
+    with open(page, encoding="utf-8") as file:
+        text = file.read()
+    check(svg.decode() in text, f"{name}: the HTML does not hold the SVG")
+    with open(os.path.join(here, "measure_picture.js"), encoding="utf-8") as file:
+        script = file.read()
+    measured_page = f"{work}/{name}.html"
+    with open(measured_page, "w", encoding="utf-8") as file:
+        file.write(text.replace("</title>", f"</title><script>{script}</script>", 1))
+    result, console = browse(measured_page, name, dark)
+    check(result is not None, f"{name}: the page could not be measured")
+    if result is None:
+        return
+    for wrong in result["wrong"]:
+        failures.append(f"{name}: {wrong}")
+    check(not console, f"{name}: console: {console}")
+    counts = result["counts"]
+    check(counts["devices"] == devices, f"{name}: {counts['devices']} devices, not {devices}")
+    check(counts["dark"] == dark, f"{name}: light instead of dark, or the other way round")
+    with open(f"{folder}/{name}.pdf", "rb") as file:
+        pages = len(re.findall(rb"/Type /Page\s", file.read()))
+    check(pages == 1, f"{name}: prints on {pages} pages")
+    print(f"{name}: {counts}, {len(text)} bytes", flush=True)
+
+
+def check_files(work):
+    """What is written where, and what is refused."""
+    machine = f"{examples}/raids/machine.reg"
+    stored = f"{examples}/raids/configuration.reg"
+
+    def draw(*arguments):
+        done = run(arguments, stored, machine)
+        return done.returncode, done.stderr.decode().strip()
+
+    other = write(f"{work}/other.svg", "<svg>mine</svg>")
+    mine = f"{work}/mine.SVG"
+    for arguments, status, words in (
+            ([mine], 0, ""), ([mine], 0, ""), ([f"{work}/mine.html"], 0, ""), ([f"{work}/mine.html"], 0, ""),
+            ([other], 1, "this is no picture that 'devprep picture' wrote"), (["--force", other], 0, ""),
+            ([f"{work}/a.png"], 2, "a picture's name ends in .svg or .html"), ([f"{work}/.svg/"], 2, "ends in"),
+            (["--follow-identity", mine], 2, "--plan"), ([f"{work}/none/a.svg"], 1, "No such file or directory")):
+        got = draw(*arguments)
+        check(got[0] == status and words in got[1], f"{arguments}: {got}")
+    # A capture does not take the place of a picture either.
+    environment = dict(os.environ, DEVPREP_REGISTRY=stored, DEVPREP_HARDWARE=machine)
+    done = subprocess.run([tool, "capture", mine], env=environment, capture_output=True)
+    check(done.returncode == 1, "a capture replaced a picture")
+
+
+def check_small_change(work):
+    """A drive less in one library changes little of the rest."""
+    stored = f"{examples}/large-machine/configuration.reg"
+    capture = f"{examples}/large-machine/machine.reg"
+    before = run([], stored, capture).stdout.decode().split("\n")
+    with open(capture, encoding="latin-1") as file:
+        units = re.split(r"(?m)^(?=\[)", file.read())
+    fewer = write(f"{work}/fewer.reg", "".join(unit for unit in units if r"Port 3\Scsi Bus 0\Target Id 30\\"[:-1] not in unit))
+    after = run([], stored, fewer).stdout.decode().split("\n")
+    changed = len(set(after) - set(before))
+    check(0 < changed <= 5, f"a drive less changes {changed} lines")
+
+
+if shutil.which("chromium") is None:
+    sys.exit("The pictures were NOT looked at: there is no chromium. 'scripts/setup test' installs it.")
+with tempfile.TemporaryDirectory() as temporary:
+    make_hostile(temporary)
+    check_files(temporary)
+    check_small_change(temporary)
+    with concurrent.futures.ThreadPoolExecutor(2) as workers:
+        list(workers.map(lambda case: look(case, temporary), CASES))
+drawn = os.path.join(folder, "recabling-plan.svg")
+if update:
+    shutil.copyfile(drawn, shown)
+check(os.path.exists(shown) and open(drawn, "rb").read() == open(shown, "rb").read(),
+      f"{shown} is not the picture of today: look at {drawn}, then run this with --update")
+for failure in failures:
+    print(failure)
+print(f"{len(CASES)} pictures, {len(failures)} failures; screenshots are in {folder}")
+sys.exit(1 if failures else 0)

@@ -1,0 +1,86 @@
+// devprep picture: the machine as a picture.
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "commands.h"
+#include "machine.h"
+#include "output.h"
+#include "picture.h"
+#include "picture_model.h"
+
+namespace devprep::tool {
+namespace {
+
+struct Choices {
+  std::string file_name;
+  bool plan = false;
+  bool follow_identity = false;
+  bool force = false;
+};
+
+bool EndsIn(const std::string& name, const std::string& ending) {
+  return name.size() > ending.size() &&
+         std::equal(ending.rbegin(), ending.rend(), name.rbegin(),
+                    [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? b + 32 : b); });
+}
+
+// What is wrong with the name of a picture. Empty: nothing.
+std::string CheckName(const std::string& name) {
+  if (name == "-" || EndsIn(name, ".svg") || EndsIn(name, ".html")) return "";
+  return name + ": a picture's name ends in .svg or .html";
+}
+
+Result<ExitStatus> DrawMachine(const Options& options, Choices choices) {
+  const bool html = EndsIn(choices.file_name, ".html");
+  if (choices.file_name.empty()) {
+    if (TerminalWidth() != 0) {
+      return Error{"a picture is not for a terminal: name a FILE.svg or FILE.html"};
+    }
+    choices.file_name = "-";
+  }
+  PictureModel model;
+  const Result<> done = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
+    if (!choices.plan) {
+      model = ModelMachine();
+      return {};
+    }
+    Result<PictureModel> planned = ModelPlan(choices.follow_identity);
+    if (!planned) return planned.Failure();
+    model = *std::move(planned);
+    return {};
+  });
+  if (!done) return done.Failure();
+  const Picture picture = DrawPicture(model);
+  const Result<bool> saved =
+      SaveFile(choices.file_name, html ? PictureHtml(model, picture) : PictureSvg(model, picture),
+               choices.force, FileKind::kPicture);
+  if (!saved) return saved.Failure();
+  if (!*saved) std::cout << "Picture written to " << choices.file_name << ".\n";
+  return ExitStatus::kDone;
+}
+
+}  // namespace
+
+void AddPictureCommand(CLI::App& app, Invocation& invocation) {
+  CLI::App* command = app.add_subcommand(
+      "picture", "Draw the machine: ports, changers with their drives, groups and RAIDs");
+  const auto choices = std::make_shared<Choices>();
+  command
+      ->add_option("file", choices->file_name,
+                   "File to write, named .svg or .html; - for SVG on standard output")
+      ->option_text("FILE")
+      ->check(CheckName);
+  auto* plan = command->add_flag("--plan", choices->plan,
+                                 "Draw what 'configure' would do: before, after and the dangers");
+  command
+      ->add_flag("--follow-identity", choices->follow_identity,
+                 "As with 'plan': keep each number's settings and memberships with its device")
+      ->needs(plan);
+  command->add_flag("--force", choices->force, "Replace whatever file is there");
+  OnCommand(command, invocation,
+            [&invocation, choices] { return DrawMachine(invocation.options, *choices); });
+}
+
+}  // namespace devprep::tool

@@ -1,0 +1,179 @@
+// The picture as one HTML file.
+#include <string>
+#include <string_view>
+
+#include "markup.h"
+#include "picture.h"
+
+namespace devprep::tool {
+namespace {
+
+constexpr std::string_view kStyle = R"(
+:root{color-scheme:light dark;--bg:#fff;--fg:#1a1f26;--soft:#4d5763;--edge:#b8c0cc;--blue:#0b57d0}
+@media (prefers-color-scheme:dark){:root{--bg:#0e1318;--fg:#e8edf2;--soft:#a9b4c0;--edge:#4a5666;--blue:#8ab8ff}}
+body{margin:0;background:var(--bg);color:var(--fg);height:100vh;display:grid;
+font:13px "Segoe UI","Helvetica Neue",Arial,"Liberation Sans","DejaVu Sans",sans-serif;
+grid-template:auto minmax(0,1fr)/minmax(0,1fr) 300px}
+header{grid-column:1/3;display:flex;gap:12px;align-items:center;padding:8px 24px;border-bottom:1px solid var(--edge)}
+input,button{font:inherit;padding:5px 8px;color:inherit;background:var(--bg);border:1px solid var(--edge);border-radius:4px}
+input{width:17em}output,.hint{color:var(--soft)}.hint{margin-left:auto}
+:focus-visible{outline:2px solid var(--blue);outline-offset:1px}
+main{overflow:auto}main svg{display:block}main.fit svg{width:100%;height:auto}
+aside{border-left:1px solid var(--edge);padding:12px 16px;overflow:auto}
+aside h2{font-size:14px;margin:0 0 8px}dl{margin:0}dt{color:var(--soft);font-size:11px;margin-top:7px}
+dd{margin:0;overflow-wrap:anywhere}
+.device{cursor:default;outline:none}
+.lighting .device:not(.lit),.searching .device:not(.hit){opacity:.38}
+.lighting.searching .device.lit{opacity:1}
+.device.lit .row{stroke:var(--focus);stroke-width:1.5;stroke-dasharray:none}
+.device.here .row,.device:focus .row{stroke:var(--focus);stroke-width:3;stroke-dasharray:none}
+.device.hit .box{stroke:var(--focus);stroke-width:2}
+.lighting .arrow:not(.lit){opacity:.15}.arrow.lit{stroke-width:3;opacity:1}
+@media (max-width:700px){body{grid-template:auto minmax(0,1fr) 35vh/1fr}header{grid-column:1;flex-wrap:wrap}
+aside{border-left:0;border-top:1px solid var(--edge)}.hint{display:none}}
+@media print{header,aside{display:none}body{display:block;height:auto}main{overflow:visible}
+main svg,main.fit svg{width:100%;height:auto;max-height:98vh}
+.device,.lighting .device:not(.lit),.searching .device:not(.hit),.arrow{opacity:1}}
+)";
+
+constexpr std::string_view kScript = R"(
+'use strict';
+(function () {
+  var svg = document.querySelector('main svg'), main = document.querySelector('main');
+  var find = document.getElementById('find'), found = document.getElementById('found');
+  var head = document.getElementById('head'), facts = document.getElementById('facts');
+  var devices = Array.from(svg.querySelectorAll('.device'));
+  var arrows = Array.from(svg.querySelectorAll('.arrow'));
+  var hits = [], next = 0;
+  devices.forEach(function (device) {
+    // Told beside the picture, so that no tip of the browser covers it.
+    var title = device.querySelector('title');
+    device.facts = title.textContent.split('\n');
+    title.remove();
+    device.sets = (device.dataset.sets || '').split(' ').filter(Boolean);
+    device.setAttribute('aria-describedby', 'facts');
+    device.setAttribute('tabindex', '-1');
+  });
+  if (devices.length) devices[0].setAttribute('tabindex', '0');
+
+  function tell(device) {
+    head.textContent = device.getAttribute('aria-label').split(',')[0];
+    facts.textContent = '';
+    device.facts.forEach(function (fact) {
+      var at = fact.indexOf(': '), label = document.createElement('dt'), value = document.createElement('dd');
+      label.textContent = fact.slice(0, at);
+      value.textContent = fact.slice(at + 2);
+      facts.append(label, value);
+    });
+  }
+  function light(sets, here) {
+    var other = here && here.dataset.other;
+    var otherSets = other ? document.getElementById(other).sets : [];
+    svg.classList.toggle('lighting', sets.length > 0 || !!here);
+    devices.forEach(function (device) {
+      var shares = device.sets.some(function (set) { return sets.includes(set) || otherSets.includes(set); });
+      device.classList.toggle('here', device === here);
+      device.classList.toggle('lit', device === here || device.id === other || shares);
+    });
+    arrows.forEach(function (arrow) {
+      arrow.classList.toggle('lit', !!here && (arrow.dataset.from === here.id || arrow.dataset.to === here.id));
+    });
+  }
+  function show(device) { tell(device); light(device.sets, device); }
+  function rest() {
+    var focused = document.activeElement;
+    if (focused && focused.facts) show(focused); else light([], null);
+  }
+  function move(to) {
+    devices.forEach(function (device) { device.setAttribute('tabindex', device === to ? '0' : '-1'); });
+    to.focus({preventScroll: true});
+    to.scrollIntoView({block: 'nearest', inline: 'nearest'});
+  }
+
+  svg.addEventListener('mouseover', function (event) {
+    var device = event.target.closest('.device'), set = event.target.closest('.legend[data-sets]');
+    if (device) show(device); else if (set) light([set.dataset.sets], null); else rest();
+  });
+  svg.addEventListener('mouseleave', rest);
+  svg.addEventListener('click', function (event) {
+    var device = event.target.closest('.device');
+    if (device) move(device);
+  });
+  svg.addEventListener('focusin', function (event) { if (event.target.facts) show(event.target); });
+  svg.addEventListener('focusout', function () { light([], null); });
+  svg.addEventListener('keydown', function (event) {
+    var at = devices.indexOf(document.activeElement), to = null;
+    if (at < 0) return;
+    if (event.key === 'ArrowDown' || event.key === 'ArrowRight') to = devices[at + 1];
+    if (event.key === 'ArrowUp' || event.key === 'ArrowLeft') to = devices[at - 1];
+    if (event.key === 'Home') to = devices[0];
+    if (event.key === 'End') to = devices[devices.length - 1];
+    if (to) { event.preventDefault(); move(to); }
+  });
+
+  function search() {
+    var text = find.value.trim().toLowerCase();
+    var number = devices.filter(function (device) { return device.dataset.number === text; });
+    hits = !text ? [] : number.length ? number : devices.filter(function (device) {
+      return ((device.dataset.serial || '') + ' ' + (device.dataset.nodes || '')).toLowerCase().includes(text);
+    });
+    next = 0;
+    svg.classList.toggle('searching', text !== '');
+    devices.forEach(function (device) { device.classList.toggle('hit', hits.includes(device)); });
+    found.textContent = !text ? '' : hits.length === 0 ? 'Nothing found' :
+      hits.length + ' found; Enter goes to ' + (hits.length === 1 ? 'it' : 'each');
+    if (hits.length) { hits[0].scrollIntoView({block: 'nearest', inline: 'nearest'}); tell(hits[0]); }
+  }
+  find.addEventListener('input', search);
+  find.addEventListener('keydown', function (event) {
+    if (event.key === 'Escape') { find.value = ''; search(); }
+    if (event.key !== 'Enter' || !hits.length) return;
+    event.preventDefault();
+    if (hits.length === 1) { move(hits[0]); return; }
+    hits[next].scrollIntoView({block: 'center', inline: 'center'});
+    show(hits[next]);
+    next = (next + 1) % hits.length;
+  });
+  document.addEventListener('keydown', function (event) {
+    if (event.key === '/' && document.activeElement !== find) { event.preventDefault(); find.focus(); find.select(); }
+  });
+  var fit = document.getElementById('fit');
+  fit.addEventListener('click', function () {
+    fit.setAttribute('aria-pressed', String(main.classList.toggle('fit')));
+  });
+}());
+)";
+
+}  // namespace
+
+std::string PictureHtml(const PictureModel& model, const Picture& picture) {
+  Markup html;
+  html.Raw("<!DOCTYPE html>\n");
+  html.Open("html").With("lang", "en").With("data-picture", "devprep");
+  html.Raw("<head><meta charset=\"utf-8\">");
+  // Nothing is fetched, whatever the texts of devices may hold.
+  html.Raw(
+      "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
+      "style-src 'unsafe-inline'; script-src 'unsafe-inline'\">"
+      "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">");
+  html.Open("title").Text(model.title).Close();
+  html.Open("style").Raw(kStyle);
+  html.Raw(picture.width > picture.height ? "@page{size:A4 landscape;margin:8mm}"
+                                          : "@page{size:A4 portrait;margin:8mm}");
+  html.Close().Raw("</head><body>\n");
+  html.Raw(
+      "<header><label for=\"find\">Find</label>"
+      "<input id=\"find\" type=\"search\" placeholder=\"number, serial number, node\" "
+      "autocomplete=\"off\" spellcheck=\"false\"><output id=\"found\" role=\"status\"></output>"
+      "<span class=\"hint\">/ finds, Tab and arrow keys go from device to device</span>"
+      "<button id=\"fit\" type=\"button\" aria-pressed=\"false\">Fit to width</button></header>\n"
+      "<main>");
+  html.Raw(PictureSvg(model, picture));
+  html.Raw(
+      "</main>\n<aside aria-label=\"The device where the pointer or the focus is\">"
+      "<h2 id=\"head\">Point at a device</h2><dl id=\"facts\"></dl></aside>\n<script>");
+  html.Raw(kScript).Raw("</script></body>").Close().Line();
+  return html.Result();
+}
+
+}  // namespace devprep::tool
