@@ -77,12 +77,14 @@ std::vector<std::string> Wrap(const std::string& text, TextStyle style, int room
   std::string line;
   for (std::size_t at = 0; at <= text.size();) {
     const std::size_t end = std::min(text.find(' ', at), text.size());
-    const std::string word = text.substr(at, end - at);
-    if (!line.empty() && TextWidth(line + ' ' + word, style) > room) {
+    std::string longer = line;
+    if (!line.empty()) longer += ' ';
+    longer.append(text, at, end - at);
+    if (!line.empty() && TextWidth(longer, style) > room) {
       lines.push_back(Fit(line, style, room));
-      line.clear();
+      longer.erase(0, line.size() + 1);
     }
-    line += (line.empty() ? "" : " ") + word;
+    line = std::move(longer);
     at = end + 1;
   }
   lines.push_back(Fit(line, style, room));
@@ -141,6 +143,7 @@ std::vector<std::string> DangerNames(const std::vector<PictureDanger>& dangers) 
       ++at->second;
   }
   std::vector<std::string> names;
+  names.reserve(counts.size());
   for (const auto& [name, count] : counts) {
     names.push_back(count == 1 ? name : name + " ×" + std::to_string(count));
   }
@@ -189,11 +192,11 @@ class RowDrawing {
   // From the right end of a line to the left. Returns where the leftmost one begins.
   int DrawFromRight(std::vector<PlacedMark> marks, int y) {
     int x = row_.rect.Right() - 6;
-    for (auto mark = marks.rbegin(); mark != marks.rend(); ++mark) {
-      x -= mark->rect.width;
-      mark->rect.x = x;
-      mark->rect.y = y;
-      x -= kMarkGap;
+    for (std::size_t i = marks.size(); i-- > 0;) {
+      Rect& rect = marks[i].rect;
+      rect.x = x - rect.width;
+      rect.y = y;
+      x = rect.x - kMarkGap;
     }
     for (PlacedMark& mark : marks) row_.marks.push_back(std::move(mark));
     return x;
@@ -637,20 +640,15 @@ int TextSize(TextStyle style) {
   switch (style) {
     case TextStyle::kTitle:
       return 20;
-    case TextStyle::kSummary:
-      return 12;
-    case TextStyle::kHeading:
-      return 12;
     case TextStyle::kNumber:
       return 13;
-    case TextStyle::kName:
-      return 12;
     case TextStyle::kDetail:
       return 11;
     case TextStyle::kMark:
-      break;
+      return 10;
+    default:
+      return 12;
   }
-  return 10;
 }
 
 int TextWidth(const std::string& text, TextStyle style) {

@@ -229,7 +229,7 @@ class SideBuilder {
     }
   }
 
-  void AddUnit(const AttachedUnit& unit, PictureDevice& device) {
+  static void AddUnit(const AttachedUnit& unit, PictureDevice& device) {
     device.nodes = unit.answers.nodes;
     std::string nodes;
     for (const std::string& node : device.nodes) nodes += (nodes.empty() ? "" : " ") + node;
@@ -309,7 +309,7 @@ class SideBuilder {
     order_[drive] = next_++;
   }
 
-  void AddSlots(const LibraryChanger& changer, PictureDevice& device) {
+  static void AddSlots(const LibraryChanger& changer, PictureDevice& device) {
     const ElementCounts slots = CountElements(changer.slots);
     const ElementCounts import_export = CountElements(changer.import_export);
     const auto text = [](const ElementCounts& counts) {

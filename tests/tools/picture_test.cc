@@ -34,7 +34,7 @@ class Machine {
  public:
   explicit Machine(unsigned seed) : random_(seed) {}
 
-  PictureModel Make(std::size_t units, std::size_t sides, int ports) {
+  PictureModel Make(std::size_t units, std::size_t sides, std::size_t ports) {
     PictureModel model;
     model.title = "A machine";
     model.summary = std::string(300, 'x') + " and words that are to be broken somewhere";
@@ -177,7 +177,7 @@ TEST(Picture, NothingOverlapsAndNothingStandsOutside) {
   const struct {
     std::size_t units;
     std::size_t sides;
-    int ports;
+    std::size_t ports;
   } machines[] = {{0, 1, 1}, {0, 2, 1}, {1, 1, 1}, {1, 2, 1}, {40, 2, 3}, {256, 1, 1}, {256, 2, 4}};
   for (const auto& machine : machines) {
     for (unsigned seed = 0; seed < 5; ++seed) {
