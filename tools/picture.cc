@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
+#include <string_view>
 #include <tuple>
 #include <utility>
 
@@ -110,10 +110,16 @@ MarkKind FateMark(Fate fate) {
   }
 }
 
-// Without what all nodes begin with.
-std::string ShortNode(const std::string& node) {
-  constexpr const char kFolder[] = "/dev/";
-  return node.starts_with(kFolder) ? node.substr(sizeof kFolder - 1) : node;
+// The node by which people know a device, without what all nodes begin with: of a drive the one
+// that does not rewind.
+std::string ShownNode(const PictureDevice& device) {
+  constexpr std::string_view kFolder = "/dev/";
+  if (device.nodes.empty()) return "";
+  const auto known =
+      std::find_if(device.nodes.begin(), device.nodes.end(),
+                   [](const std::string& node) { return node.starts_with("/dev/nst"); });
+  const std::string& node = known == device.nodes.end() ? device.nodes.front() : *known;
+  return node.starts_with(kFolder) ? node.substr(kFolder.size()) : node;
 }
 
 // What somebody should look at stands out.
@@ -185,7 +191,7 @@ class RowDrawing {
   std::string Details() const {
     std::string details = device_.place;
     if (!device_.serial_number.empty()) details += "  " + device_.serial_number;
-    for (const std::string& node : device_.nodes) details += "  " + ShortNode(node);
+    if (!device_.nodes.empty()) details += "  " + ShownNode(device_);
     return details;
   }
 
@@ -310,7 +316,7 @@ std::vector<Block> BlocksOf(const PictureModel& model) {
       block.devices.insert(block.devices.end(), held[i].begin(), held[i].end());
       if (block.devices.size() > 1) block.frame = true;
       for (const std::size_t n : block.devices) block.height += RowHeight(devices[n]) + kRowGap;
-      block.height += 2 * kCardPadding - kRowGap;
+      block.height += (block.frame ? 2 * kCardPadding : 0) - kRowGap;
       blocks.push_back(std::move(block));
     }
   }
@@ -466,7 +472,7 @@ class Drawing {
     PlacedCard card;
     card.frame = block.frame;
     card.rect = {x, y, kRowWidth + 2 * kCardPadding, block.height};
-    int row_y = y + kCardPadding;
+    int row_y = y + (block.frame ? kCardPadding : 0);
     for (const std::size_t device : block.devices) {
       card.devices.push_back(
           RowDrawing(model_, block.side, device, x + kCardPadding, row_y).Draw());

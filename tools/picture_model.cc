@@ -261,7 +261,8 @@ class SideBuilder {
         AddUnit(units[u], At(i));
       }
       if (known) continue;
-      const DeviceView view = ViewOf(record);
+      DeviceView view = ViewOf(record);
+      view.record.CleaningTapeSlot = view.record.DefaultBlockFactor = kNotSet;
       PictureDevice device = Depict(view);
       AddListedFacts(view, device);
       device.states.emplace_back("not configured");

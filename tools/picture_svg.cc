@@ -56,9 +56,9 @@ constexpr std::string_view kSymbols =
     R"(<path d="M1.5 5.5h13M1.5 10.5h13M8 5.5v9.5"/></symbol>)"
     R"(<symbol id="other" viewBox="0 0 16 16"><ellipse cx="8" cy="4" rx="6" ry="2.5"/>)"
     R"(<path d="M2 4v8c0 1.4 2.7 2.5 6 2.5s6-1.1 6-2.5V4"/></symbol>)"
-    R"(<marker id="tip" viewBox="0 0 8 8" refX="7" refY="4" markerWidth="7" markerHeight="7" orient="auto">)"
+    R"(<marker id="tip" viewBox="0 0 8 8" refX="7" refY="4" markerUnits="userSpaceOnUse" markerWidth="10" markerHeight="10" orient="auto">)"
     R"(<path class="tip" d="M0 0l8 4l-8 4z"/></marker>)"
-    R"(<marker id="badtip" viewBox="0 0 8 8" refX="7" refY="4" markerWidth="7" markerHeight="7" orient="auto">)"
+    R"(<marker id="badtip" viewBox="0 0 8 8" refX="7" refY="4" markerUnits="userSpaceOnUse" markerWidth="10" markerHeight="10" orient="auto">)"
     R"(<path class="tip bad" d="M0 0l8 4l-8 4z"/></marker></defs>)";
 
 const char* StyleName(TextStyle style) {

@@ -33,6 +33,7 @@ CASES = [
     ("raids", "raids", "raids/machine.reg", [], 12, False),
     ("raids-plan", "raids", "raids/machine-recabled.reg", ["--plan"], 25, True),
     ("large-machine", "large-machine", "large-machine/machine.reg", [], 128, False),
+    ("library", None, "library/machine.reg", [], 7, False),
     ("hostile", "hostile", "hostile/machine.reg", [], 11, True),
 ]
 
@@ -75,6 +76,36 @@ def make_hostile(work):
         f"{examples}/recabling/machine.reg", [('"Driver"="mptsas"', f'"Driver"="{evil[:24]}"')]))
 
 
+def element(address, full, drive=None):
+    """A descriptor of READ ELEMENT STATUS with volume tag, and of a drive its serial number."""
+    tag = (f"T{address:05d}L6" if full else "").ljust(32).encode() + bytes(4)
+    text = address.to_bytes(2, "big") + bytes([9 if full else 8]) + bytes(9) + tag
+    if drive is not None:
+        text += bytes([2, 0, 0, 16]) + drive.ljust(16).encode()
+    return text
+
+
+def page(kind, elements):
+    return (bytes([kind, 0x80]) + len(elements[0]).to_bytes(2, "big") + bytes(1) +
+            sum(map(len, elements)).to_bytes(3, "big") + b"".join(elements))
+
+
+# A library that tells what is in it: 40 slots, three of the drives in another order than their
+# addresses, and one that is not attached; with nodes.
+def make_library(work):
+    pages = page(2, [element(100 + n, n % 3 != 0) for n in range(40)])
+    pages += page(3, [element(200 + n, False) for n in range(4)])
+    pages += page(4, [element(300 + n, n == 1, serial)
+                      for n, serial in enumerate(("DRV-0003", "DRV-0001", "DRV-9999", "DRV-0002"))])
+    status = (100).to_bytes(2, "big") + (48).to_bytes(2, "big") + bytes(1) + len(pages).to_bytes(3, "big") + pages
+    unit = "Scsi Port 0\\Scsi Bus 0\\Target Id {}\\Logical Unit Id 0]\n".format
+    nodes = '"NodeNames"="/dev/st{0} /dev/nst{0} /dev/sg{0}"\n'.format
+    text = replaced(f"{examples}/new-machine/machine.reg",
+                    [(unit(n), unit(n) + nodes(n)) for n in range(1, 5)] +
+                    [(unit(0), unit(0) + f'"ElementStatus"=hex:{status.hex(",")}\n')])
+    write(f"{work}/library/machine.reg", text)
+
+
 def browse(page, name, dark):
     """What the measuring script found in the page, and what the browser said in its console."""
     with tempfile.TemporaryDirectory() as profile:
@@ -91,7 +122,7 @@ def browse(page, name, dark):
 
 def look(case, work):
     name, registry, capture, options, devices, dark = case
-    base = work if name == "hostile" else examples
+    base = work if name in ("hostile", "library") else examples
     stored = f"{base}/{registry}/configuration.reg" if registry else f"{work}/none.reg"
     page = f"{folder}/{name}.html"
     done = run([*options, page], stored, f"{base}/{capture}")
@@ -166,6 +197,7 @@ if shutil.which("chromium") is None:
     sys.exit("The pictures were NOT looked at: there is no chromium. 'scripts/setup test' installs it.")
 with tempfile.TemporaryDirectory() as temporary:
     make_hostile(temporary)
+    make_library(temporary)
     check_files(temporary)
     check_small_change(temporary)
     with concurrent.futures.ThreadPoolExecutor(2) as workers:
