@@ -21,20 +21,20 @@ background:var(--page);font-family:"Segoe UI","Helvetica Neue",Arial,"Liberation
 --focus:#8ab8ff;--gone:#2c1614;--new:#10261a}}
 @media print{svg{--page:#fff;--panel:#f1f3f6;--card:#e3e7ed;--row:#fff;--line:#b8c0cc;--ink:#1a1f26;
 --muted:#4d5763;--bad:#b01e12;--good:#126b2d;--changed:#7f4f00;--full:#2f6fb3;--gone:#fbeceb;--new:#eaf6ed}}
-text{fill:var(--ink);font-size:11px;white-space:pre}
-.title{font-size:20px;font-weight:bold}.summary{font-size:12px;fill:var(--muted)}
-.heading,.name{font-size:12px;font-weight:bold}.detail{fill:var(--muted)}
-.number{font-size:13px;font-weight:bold}.mark{font-size:10px}.centred{text-anchor:middle}
+text{fill:var(--muted);font-size:11px;white-space:pre}
+.title,.heading,.name,.number,.mark{fill:var(--ink)}.title{font-size:20px;font-weight:bold}.summary{font-size:12px}
+.heading,.name{font-size:12px;font-weight:bold}
+.number{font-size:13px;font-weight:bold}.mark{font-size:10px}.number,.mark{text-anchor:middle}
 .page{fill:var(--page)}.panel{fill:var(--panel)}.frame{fill:var(--card)}
 .row{fill:var(--row);stroke:var(--line)}.box{fill:var(--panel)}
 .gone .row{fill:var(--gone);stroke:var(--bad);stroke-dasharray:4 3}.new .row{fill:var(--new);stroke:var(--good)}
-.moved .row{stroke:var(--changed)}.icon{fill:none;stroke:var(--muted);stroke-width:1.5}
-.m{fill:none;stroke:var(--line)}.state text,.stays text{fill:var(--muted)}
-.moves text{fill:var(--changed)}.moves .m{stroke:var(--changed)}
-.goes text{fill:var(--bad)}.goes .m{stroke:var(--bad)}.comes text{fill:var(--good)}.comes .m{stroke:var(--good)}
-.danger .m{fill:var(--bad);stroke:none}.danger text{fill:var(--page);font-weight:bold}
-.note .m{stroke:var(--changed)}.note text{fill:var(--changed)}
-.group .m{fill:var(--row)}.raid .m{stroke:none}.raid text{fill:#fff;font-weight:bold}
+.moved .row{stroke:var(--changed)}use{fill:none;stroke:var(--muted);stroke-width:1.5}
+.m{fill:none;stroke:var(--line)}.state .mark,.stays .mark{fill:var(--muted)}
+.moves .mark{fill:var(--changed)}.moves .m{stroke:var(--changed)}
+.goes .mark{fill:var(--bad)}.goes .m{stroke:var(--bad)}.comes .mark{fill:var(--good)}.comes .m{stroke:var(--good)}
+.danger .m{fill:var(--bad);stroke:none}.danger .mark{fill:var(--page);font-weight:bold}
+.note .m{stroke:var(--changed)}.note .mark{fill:var(--changed)}
+.group .m{fill:var(--row)}.raid .m{stroke:none}.raid .mark{fill:#fff;font-weight:bold}
 .k0 .m{stroke:var(--s0)}.k1 .m{stroke:var(--s1)}.k2 .m{stroke:var(--s2)}.k3 .m{stroke:var(--s3)}
 .k4 .m{stroke:var(--s4)}.k5 .m{stroke:var(--s5)}.k6 .m{stroke:var(--s6)}.k7 .m{stroke:var(--s7)}
 .raid.k0 .m,.k0 .swatch{fill:var(--s0)}.raid.k1 .m,.k1 .swatch{fill:var(--s1)}
@@ -50,11 +50,11 @@ constexpr std::size_t kColours = 8;
 
 // Changer, drive and other devices, in a square of 16.
 constexpr std::string_view kSymbols =
-    R"(<defs><symbol id="drive" viewBox="0 0 16 16"><rect x="1" y="3" width="14" height="10" rx="2"/>)"
+    R"(<defs><symbol id="drive" width="16" height="16"><rect x="1" y="3" width="14" height="10" rx="2"/>)"
     R"(<circle cx="5" cy="8" r="1.8"/><circle cx="11" cy="8" r="1.8"/></symbol>)"
-    R"(<symbol id="changer" viewBox="0 0 16 16"><rect x="1.5" y="1" width="13" height="14" rx="1.5"/>)"
+    R"(<symbol id="changer" width="16" height="16"><rect x="1.5" y="1" width="13" height="14" rx="1.5"/>)"
     R"(<path d="M1.5 5.5h13M1.5 10.5h13M8 5.5v9.5"/></symbol>)"
-    R"(<symbol id="other" viewBox="0 0 16 16"><ellipse cx="8" cy="4" rx="6" ry="2.5"/>)"
+    R"(<symbol id="other" width="16" height="16"><ellipse cx="8" cy="4" rx="6" ry="2.5"/>)"
     R"(<path d="M2 4v8c0 1.4 2.7 2.5 6 2.5s6-1.1 6-2.5V4"/></symbol>)"
     R"(<marker id="tip" viewBox="0 0 8 8" refX="7" refY="4" markerUnits="userSpaceOnUse" markerWidth="10" markerHeight="10" orient="auto">)"
     R"(<path class="tip" d="M0 0l8 4l-8 4z"/></marker>)"
@@ -70,11 +70,11 @@ const char* StyleName(TextStyle style) {
     case TextStyle::kHeading:
       return "heading";
     case TextStyle::kNumber:
-      return "number centred";
+      return "number";
     case TextStyle::kName:
       return "name";
     case TextStyle::kDetail:
-      return "detail";
+      return "";
     case TextStyle::kMark:
       break;
   }
@@ -165,12 +165,10 @@ class SvgWriter {
 
  private:
   void WriteText(const PlacedText& text) {
-    svg_.Open("text")
-        .With("x", text.x)
-        .With("y", text.baseline)
-        .With("class", StyleName(text.style))
-        .Text(text.text)
-        .Close();
+    const std::string_view style = StyleName(text.style);
+    svg_.Open("text").With("x", text.x).With("y", text.baseline);
+    if (!style.empty()) svg_.With("class", style);
+    svg_.Text(text.text).Close();
   }
 
   void WriteTexts() {
@@ -204,7 +202,7 @@ class SvgWriter {
     svg_.Open("text")
         .With("x", mark.rect.x + mark.rect.width / 2 + (mark.kind == MarkKind::kGroup ? 1 : 0))
         .With("y", mark.rect.y + 11)
-        .With("class", "mark centred")
+        .With("class", "mark")
         .Text(mark.text)
         .Close();
   }
@@ -262,8 +260,7 @@ class SvgWriter {
   }
 
   static std::string Label(const PictureDevice& device) {
-    std::string label =
-        device.number ? "Device " + std::to_string(*device.number) : "Without number";
+    std::string label = device.number ? "Device " + std::to_string(*device.number) : device.place;
     for (const std::string* text : {&device.type, &device.name, &device.serial_number}) {
       if (!text->empty()) label += ", " + *text;
     }
@@ -306,11 +303,8 @@ class SvgWriter {
     WriteRect(placed.number, "box", 3);
     svg_.Open("use")
         .With("href", SymbolOf(device.shape))
-        .With("class", "icon")
         .With("x", placed.icon.x)
         .With("y", placed.icon.y)
-        .With("width", placed.icon.width)
-        .With("height", placed.icon.height)
         .Close();
     for (const PlacedText& text : placed.texts) WriteText(text);
     for (const PlacedMark& mark : placed.marks) WriteMark(mark);

@@ -47,8 +47,8 @@ window.addEventListener('load', function () {
   noneMeet(boxes('.panel'), 'panels');
   noneMeet(boxes('.frame'), 'changers');
   noneMeet(boxes('.row'), 'devices');
-  noneMeet(boxes('.m').concat(boxes('.icon'), boxes('.number'), boxes('.bar'),
-                              all('.name,.detail,.heading,.summary,.title', svg).map(letters)), 'marks and texts');
+  noneMeet(boxes('.m').concat(boxes('use'), boxes('.number'), boxes('.bar'),
+                              all('.name,.heading,.summary,.title,text:not([class])', svg).map(letters)), 'marks and texts');
   all('.device').forEach(function (device) {
     all('*', device).forEach(function (part) {
       check(inside(box(part), box(device.querySelector('.row'))) || part.tagName === 'title' || part.tagName === 'text',
