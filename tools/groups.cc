@@ -11,8 +11,8 @@
 
 #include "commands.h"
 #include "device_edit_text.h"
-#include "guarded_edit.h"
 #include "listing.h"
+#include "next_pass.h"
 #include "output.h"
 #include "records/group_record.h"
 #include "refusal.h"
@@ -365,8 +365,8 @@ void AddGroupCommands(CLI::App& app, Invocation& invocation) {
     CLI::App* command = group->add_subcommand(name, about);
     AddGuardOptions(*command, a->guard);
     OnCommand(command, invocation, [&invocation, arguments, edit] {
-      return RunGuardedEdit(invocation.options, arguments->guard, kStoreQuestion,
-                            [&] { return edit(*arguments); });
+      return RunMembershipEdit(invocation.options, arguments->guard,
+                               [&] { return edit(*arguments); });
     });
     return command;
   };

@@ -1,6 +1,5 @@
 // devprep reserve, release, disable and enable: the drives of changers.
 #include <algorithm>
-#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -8,12 +7,11 @@
 #include "commands.h"
 #include "device_edit_text.h"
 #include "entry/library.h"
-#include "guarded_edit.h"
 #include "library_survey.h"
+#include "next_pass.h"
 #include "output.h"
 #include "plan_file.h"
 #include "refusal.h"
-#include "report.h"
 #include "setup/device_setup.h"
 #include "words.h"
 
@@ -106,14 +104,8 @@ Result<LibraryDrives> AskLibrary(const Options& options, const Arguments& given)
 Result<ExitStatus> ReserveFromLibrary(const Options& options, const Arguments& given) {
   const Result<LibraryDrives> asked = AskLibrary(options, given);
   if (!asked) return asked.Failure();
-  for (const Term& remark : asked->remarks) {
-    if (given.guard.json) {
-      AddJsonWarning(remark.identifier.c_str(), remark.text);
-    } else {
-      std::cout << remark.text << '\n';
-    }
-  }
-  return RunGuardedEdit(options, given.guard, kStoreQuestion, [&]() -> Result<std::string> {
+  ReportRemarks(asked->remarks);
+  return RunMembershipEdit(options, given.guard, [&]() -> Result<std::string> {
     if (RegistryDigests() != asked->registry) return RegistryChangedMeanwhile();
     const auto& drives = asked->drives;
     return EditResult(ReserveExactly(given.changer, drives.data(),
@@ -125,7 +117,7 @@ Result<ExitStatus> ReserveFromLibrary(const Options& options, const Arguments& g
 
 Result<ExitStatus> Reserve(const Options& options, const Arguments& given) {
   if (given.from_library) return ReserveFromLibrary(options, given);
-  return RunGuardedEdit(options, given.guard, kStoreQuestion, [&] {
+  return RunMembershipEdit(options, given.guard, [&] {
     const auto& drives = given.drives;
     return EditResult(ReserveDrives(given.changer, drives.data(),
                                     static_cast<std::uint16_t>(drives.size()), given.force),
@@ -134,7 +126,7 @@ Result<ExitStatus> Reserve(const Options& options, const Arguments& given) {
 }
 
 Result<ExitStatus> Release(const Options& options, const Arguments& given) {
-  return RunGuardedEdit(options, given.guard, kStoreQuestion, [&] {
+  return RunMembershipEdit(options, given.guard, [&] {
     const auto& drives = given.drives;
     return EditResult(ReleaseDrives(given.changer, drives.data(),
                                     static_cast<std::uint16_t>(drives.size()), given.force),
@@ -144,7 +136,7 @@ Result<ExitStatus> Release(const Options& options, const Arguments& given) {
 }
 
 Result<ExitStatus> Disable(const Options& options, const Arguments& given, bool disabled) {
-  return RunGuardedEdit(options, given.guard, kStoreQuestion, [&]() -> Result<std::string> {
+  return RunMembershipEdit(options, given.guard, [&]() -> Result<std::string> {
     for (const std::uint16_t drive : given.drives) {
       Result<std::string> done = EditResult(SetDriveDisabled(drive, disabled), "");
       if (!done) return done;
