@@ -151,7 +151,7 @@ Result<Texts> ReadTexts(const Number& first, const Number& last) {
 
 // Puts a text that the history keeps in the place of the registry.
 Result<> Restore(const std::string& text, const std::string& what) {
-  const Result<> replaced = ReplaceRegistry(text);
+  Result<> replaced = ReplaceRegistry(text);
   if (replaced || replaced.Failure().line == 0) return replaced;
   Error error{"the history is damaged: the registry " + what + ", line " +
               std::to_string(replaced.Failure().line) + ": " + replaced.Failure().message};
