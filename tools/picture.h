@@ -37,6 +37,7 @@ struct SlotCounts {
 };
 
 struct PictureDevice {
+  std::string id;  // of its place: no other of its side has it, whatever else comes and goes
   std::optional<std::uint16_t> number;  // of one that is configured
   DeviceAddress address = {};           // by which it is ordered
   std::string place;                    // where it is, "0:0:1:0"

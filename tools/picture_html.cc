@@ -33,7 +33,7 @@ dd{margin:0;overflow-wrap:anywhere}
 aside{border-left:0;border-top:1px solid var(--edge)}.hint{display:none}}
 @media print{header,aside{display:none}body{display:block;height:auto}main{overflow:visible}
 main svg,main.fit svg{width:100%;height:auto;max-height:98vh}
-.device,.lighting .device:not(.lit),.searching .device:not(.hit),.arrow{opacity:1}}
+.device,.lighting .device:not(.lit),.searching .device:not(.hit),.arrow,.lighting .arrow:not(.lit){opacity:1}}
 )";
 
 constexpr std::string_view kScript = R"(

@@ -422,6 +422,14 @@ class SideBuilder {
       if (auto& changer = sorted.back().changer) changer = new_index[*changer];
     }
     side_.devices = std::move(sorted);
+    std::map<std::string, int> uses;
+    for (PictureDevice& device : side_.devices) {
+      std::string id = AddressText(device.address);
+      if (device.place != id) id += "-" + device.place;
+      std::replace(id.begin(), id.end(), ' ', '-');
+      const int others = uses[id]++;
+      device.id = others == 0 ? id : id + "-" + std::to_string(others);
+    }
   }
 
   const Configuration& configuration_;

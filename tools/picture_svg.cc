@@ -133,10 +133,6 @@ std::string MarkClass(const PlacedMark& mark) {
   return "state";
 }
 
-std::string DeviceId(std::size_t side, std::size_t device) {
-  return "d" + std::to_string(side) + "-" + std::to_string(device);
-}
-
 class SvgWriter {
  public:
   SvgWriter(const PictureModel& model, const Picture& picture) : model_(model), picture_(picture) {}
@@ -193,6 +189,10 @@ class SvgWriter {
     return svg_.Close();
   }
 
+  std::string DeviceId(std::size_t side, std::size_t device) const {
+    return (side == 0 ? "a" : "b") + model_.sides[side].devices[device].id;
+  }
+
   // Within an element of its own.
   void WriteMarkBody(const PlacedMark& mark) {
     WriteRect(mark.rect, "m", mark.kind == MarkKind::kRaid ? 7 : 3);
@@ -246,7 +246,7 @@ class SvgWriter {
   }
 
   // What lights up together: members of one group or RAID, and a changer with its drives.
-  static std::string Sets(std::size_t side, std::size_t index, const PictureDevice& device) {
+  std::string Sets(std::size_t side, std::size_t index, const PictureDevice& device) const {
     std::string sets;
     for (const std::uint16_t group : device.groups) sets += "g" + std::to_string(group) + " ";
     for (const std::uint16_t raid : device.raids) sets += "r" + std::to_string(raid) + " ";
