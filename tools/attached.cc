@@ -47,6 +47,27 @@ void AddAnswers(AttachedUnit& unit) {
   }
 }
 
+std::vector<AttachedUnit> ListedUnits() {
+  std::vector<AttachedUnit> units(static_cast<std::size_t>(CountScsiMapEntries()));
+  for (std::size_t i = 0; i < units.size(); ++i) FillRecord(ScsiMap.Entries[i], units[i]);
+  return units;
+}
+
+// Asks them all at once.
+void Ask(std::vector<AttachedUnit>& units, Asked asked) {
+  std::vector<ScsiAddress> addresses;
+  for (const AttachedUnit& unit : units) addresses.push_back(unit.Address());
+  PrefetchUnits(addresses, asked);
+  const auto branch = HardwareBranch();
+  for (AttachedUnit& unit : units) {
+    unit.answers = AskUnit(unit.Address(), asked);
+    AddAnswers(unit);
+    const auto port = FindPort(branch, unit.record.Address.Board);
+    const RegistryValue* driver = port == nullptr ? nullptr : port->FindValue(kDriverValue);
+    if (driver != nullptr) unit.driver = CleanText(driver->data.data(), driver->data.size());
+  }
+}
+
 }  // namespace
 
 ScsiAddress AttachedUnit::Address() const { return ScsiAddressOf(record.Address); }
@@ -62,26 +83,22 @@ std::string AttachedUnit::SerialNumber() const {
 }
 
 std::vector<AttachedUnit> AskAttachedUnits(Asked asked) {
-  std::vector<AttachedUnit> units(static_cast<std::size_t>(CountScsiMapEntries()));
-  std::vector<ScsiAddress> addresses;
-  for (std::size_t i = 0; i < units.size(); ++i) {
-    FillRecord(ScsiMap.Entries[i], units[i]);
-    addresses.push_back(units[i].Address());
-  }
+  std::vector<AttachedUnit> units = ListedUnits();
   if (ScsiMap.LeftOut != 0) {
     ReportMessage(Severity::kNote, Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit") +
                                        " beyond the first " + std::to_string(kMaxScsiMapEntries) +
                                        " left out");
   }
-  PrefetchUnits(addresses, asked);
-  const auto branch = HardwareBranch();
-  for (AttachedUnit& unit : units) {
-    unit.answers = AskUnit(unit.Address(), asked);
-    AddAnswers(unit);
-    const auto port = FindPort(branch, unit.record.Address.Board);
-    const RegistryValue* driver = port == nullptr ? nullptr : port->FindValue(kDriverValue);
-    if (driver != nullptr) unit.driver = CleanText(driver->data.data(), driver->data.size());
-  }
+  Ask(units, asked);
+  return units;
+}
+
+std::vector<AttachedUnit> AskLibraryUnits() {
+  std::vector<AttachedUnit> units = ListedUnits();
+  std::erase_if(units, [](const AttachedUnit& unit) {
+    return unit.record.Type != kTypeTape && unit.record.Type != kTypeChanger;
+  });
+  Ask(units, Asked::kLibrary);
   return units;
 }
 

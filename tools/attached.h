@@ -25,6 +25,9 @@ struct AttachedUnit {
 // Asks every unit. Within a session that has hardware.
 std::vector<AttachedUnit> AskAttachedUnits(Asked asked = Asked::kIdentity);
 
+// Asks the tape drives and changers alone, for what a library's map is drawn from.
+std::vector<AttachedUnit> AskLibraryUnits();
+
 }  // namespace devprep::tool
 
 #endif  // DEVPREP_TOOLS_ATTACHED_H_

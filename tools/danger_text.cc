@@ -13,8 +13,8 @@ namespace {
 
 // In the order of DangerCode.
 constexpr std::array<const char*, kDangerCodeCount> kNames = {
-    "nothing-found", "mass-loss", "silent",        "merged",  "crossed",
-    "split",         "twins",     "same-identity", "replaced"};
+    "nothing-found", "mass-loss", "silent",        "merged",   "crossed",
+    "split",         "twins",     "same-identity", "replaced", "misplaced"};
 
 std::string Named(const char* noun, std::uint16_t number) {
   return std::string(noun) + " " + std::to_string(number);
@@ -76,6 +76,15 @@ std::string SplitText(const Danger& danger) {
          Fate(danger.New) + ", but the device itself " + Fate(danger.Other);
 }
 
+std::string MisplacedText(const Danger& danger) {
+  std::string text = "reserved drive " + std::to_string(danger.Old) + " " + PlaceText(danger) +
+                     ", " + FoundDevice(danger.New) + ", ";
+  text += danger.Other == kDeviceGone ? "is not in its library"
+                                      : "stands where its library has " + FoundDevice(danger.Other);
+  if (danger.Count > 1) text += " (and " + std::to_string(danger.Count - 1) + " more)";
+  return text + ": look at 'devprep library'";
+}
+
 Json NumberOrNull(std::uint16_t number) {
   return number == kDeviceGone ? Json(nullptr) : Json(number);
 }
@@ -106,11 +115,18 @@ std::string DangerText(const Danger& danger) {
       return OldDevice(danger.Old) + " " + Fate(danger.New) + " by its name alone, and " +
              std::to_string(danger.Count) + " devices would do: check which drive is which";
     case DangerCode::kSameIdentity:
+      if (danger.Count != 0) {
+        return FoundDevice(danger.Other) + " and " + FoundDevice(danger.New) +
+               " have serial numbers that differ behind the 32nd byte only, where their records "
+               "end: they cannot be told apart";
+      }
       return FoundDevice(danger.Other) + " and " + FoundDevice(danger.New) +
              " have one identity and cannot be told apart";
     case DangerCode::kReplaced:
       return FoundDevice(danger.New) + " takes over from " + OldDevice(danger.Old) +
              ", but has another identity";
+    case DangerCode::kMisplaced:
+      return MisplacedText(danger);
   }
   return "";
 }

@@ -34,10 +34,29 @@ void WarnOfShared(const Bearers& bearers, const char* code, const std::string& w
   }
 }
 
+// A record keeps the beginning of a serial number, and that is what devices are recognised by.
+void WarnOfSharedSerialNumbers(const std::map<std::string, std::vector<const AttachedUnit*>>& kept,
+                               std::vector<Warning>& warnings) {
+  for (const auto& [beginning, units] : kept) {
+    if (units.size() < 2) continue;
+    std::vector<std::string> addresses;
+    bool one = true;
+    for (const AttachedUnit* unit : units) {
+      addresses.push_back(AddressText(unit->record.Address));
+      one = one && unit->SerialNumber() == units.front()->SerialNumber();
+    }
+    warnings.push_back(
+        {one ? "shared_serial_number" : "cut_serial_number", addresses,
+         one ? "share one serial number and may be mistaken for each other"
+             : "have serial numbers that differ behind the 32nd byte only, where their records "
+               "end, and may be mistaken for each other"});
+  }
+}
+
 // Identities that the pass may not rely on, of the devices that it recognises by them.
 std::vector<Warning> DoubtfulIdentities(const std::vector<AttachedUnit>& units) {
   std::vector<Warning> warnings;
-  Bearers serial_numbers;
+  std::map<std::string, std::vector<const AttachedUnit*>> serial_numbers;
   Bearers world_wide_ids;
   for (const AttachedUnit& unit : units) {
     const DeviceRecord& record = unit.record;
@@ -46,7 +65,7 @@ std::vector<Warning> DoubtfulIdentities(const std::vector<AttachedUnit>& units) 
     if (unit.answers.serial_number_page) {
       if (HasSerialNumber(record)) {
         serial_numbers[{record.SerialNumber, record.SerialNumber + kSerialNumberSize}].push_back(
-            address);
+            &unit);
       } else {
         warnings.push_back({"empty_serial_number",
                             {address},
@@ -61,7 +80,7 @@ std::vector<Warning> DoubtfulIdentities(const std::vector<AttachedUnit>& units) 
           {"zero_world_wide_id", {address}, "has a World Wide ID of zeros, which is ignored"});
     }
   }
-  WarnOfShared(serial_numbers, "shared_serial_number", "serial number", warnings);
+  WarnOfSharedSerialNumbers(serial_numbers, warnings);
   WarnOfShared(world_wide_ids, "shared_world_wide_id", "World Wide ID", warnings);
   return warnings;
 }

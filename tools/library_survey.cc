@@ -1,7 +1,11 @@
 #include "library_survey.h"
 
+#include <algorithm>
+
 #include "attached.h"
+#include "discovery/scsi_probe.h"
 #include "machine.h"
+#include "reconfig/changer_drives.h"
 #include "store/registry_store.h"
 
 namespace devprep::tool {
@@ -23,6 +27,18 @@ Result<> CheckElementsCanBeAsked() {
   return Error{
       "the pass-through of this machine has three calls only, none of them for a changer's "
       "elements: capture the machine where it can be asked"};
+}
+
+void SurveyFoundChangers() {
+  const std::vector<DeviceRecord> found(FoundDevices, FoundDevices + FoundDeviceCount);
+  const bool any_changer = std::any_of(
+      found.begin(), found.end(), [](const auto& device) { return device.Type == kTypeChanger; });
+  if (!any_changer || !kElementsCanBeAsked) return;
+  const std::vector<ChangerDrives> named = NamedDrives(DrawLibraryMap(AskLibraryUnits(), found));
+  for (const ChangerDrives& drives : named) {
+    if (drives.Changer == kDeviceGone || FoundChangers.Count == kMaxFoundDevices) continue;
+    FoundChangers.Items[FoundChangers.Count++] = drives;
+  }
 }
 
 LibraryMap SurveyLibraries() {

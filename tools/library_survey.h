@@ -20,6 +20,10 @@ Result<> CheckElementsCanBeAsked();
 // session that has hardware.
 LibraryMap SurveyLibraries();
 
+// For the pass: asks the changers among the found devices for their drives and fills in
+// FoundChangers. Without a changer nothing is asked.
+void SurveyFoundChangers();
+
 }  // namespace devprep::tool
 
 #endif  // DEVPREP_TOOLS_LIBRARY_SURVEY_H_

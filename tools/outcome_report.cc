@@ -35,6 +35,11 @@ const char* ChangeName(Change change) {
 
 void AddOldIdentity(const DeviceRecord& record, DeviceLine& line) {
   line.old_serial_number = SerialNumberText(record.SerialNumber);
+  // A record may keep no more than the beginning of the same one.
+  if (line.new_number &&
+      line.old_serial_number == SerialNumberText(FoundDevices[*line.new_number].SerialNumber)) {
+    line.old_serial_number = line.new_serial_number;
+  }
   line.old_world_wide_id = WorldWideIdText(record);
 }
 
@@ -44,7 +49,7 @@ DeviceLine Describe(const DeviceRecord& found) {
   line.new_address = AddressText(found.Address);
   line.type = found.Type;
   line.description = CleanText(found.Description, sizeof found.Description);
-  line.new_serial_number = SerialNumberText(found.SerialNumber);
+  line.new_serial_number = FoundSerialNumberText(found.Number);
   line.new_world_wide_id = WorldWideIdText(found);
   line.outcome = "new";
   return line;

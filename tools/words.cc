@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "devprep/devprep.h"
+#include "discovery/scsi_probe.h"
 #include "platform/hardware/hardware_map.h"
 #include "platform/hardware/scsi_pages.h"
 #include "reconfig/outcome.h"
@@ -63,6 +64,8 @@ Term CriterionName(MatchCriterion criterion) {
       return {"world_wide_id", "World Wide ID"};
     case MatchCriterion::kName:
       return {"name", "name alone"};
+    case MatchCriterion::kLibrary:
+      return {"library", "place in library"};
     case MatchCriterion::kNone:
       break;
   }
@@ -143,6 +146,12 @@ std::string SerialNumberText(const std::uint8_t* serial_number) {
   text.erase(0, text.find_first_not_of(' '));
   text.resize(text.find_last_not_of(' ') + 1);
   return text;
+}
+
+std::string FoundSerialNumberText(std::uint16_t number) {
+  const std::string_view whole = BytesOf(FoundSerialNumbers[number], kFoundSerialNumberSize);
+  const bool is_longer = whole.find_first_not_of('\0', kSerialNumberSize) != std::string_view::npos;
+  return is_longer ? SerialNumberText(whole) : SerialNumberText(FoundDevices[number].SerialNumber);
 }
 
 std::string WorldWideIdText(const DeviceRecord& record) {

@@ -51,6 +51,9 @@ std::string Hexadecimal(std::string_view bytes);
 std::string SerialNumberText(const std::uint8_t* serial_number);
 std::string SerialNumberText(std::string_view serial_number);
 
+// The same of a found device, beyond what a record keeps. Within the process of the pass.
+std::string FoundSerialNumberText(std::uint16_t number);
+
 // A World Wide ID as 16 hexadecimal digits. Empty for none.
 std::string WorldWideIdText(const DeviceRecord& record);
 

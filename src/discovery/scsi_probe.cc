@@ -13,6 +13,7 @@ namespace devprep {
 constinit DeviceRecord FoundDevices[kMaxFoundDevices] = {};
 constinit std::uint16_t FoundDeviceCount = 0;
 constinit std::uint8_t FoundDeviceAnswered[kMaxFoundDevices] = {};
+constinit std::uint8_t FoundSerialNumbers[kMaxFoundDevices][kFoundSerialNumberSize] = {};
 
 namespace {
 
@@ -41,6 +42,7 @@ void ProbeDevice(const char* identifier, DeviceRecord* device) {
   if (ScsiInquiryPage(at.Board, at.Bus, at.ScsiId, at.Lun, page, sizeof page,
                       kUnitSerialNumberPage) == 0) {
     std::memcpy(device->SerialNumber, page + kPageHeaderSize, kSerialNumberSize);
+    std::memcpy(FoundSerialNumbers[device->Number], page + kPageHeaderSize, kFoundSerialNumberSize);
   }
   std::uint8_t answer[kWorldWideIdLength];
   if (ScsiGetWorldWideId(at.Board, at.Bus, at.ScsiId, at.Lun, kWorldWideIdSelector, answer,
@@ -134,6 +136,7 @@ std::uint16_t ProbeScsiDevices() {
 void ResetFoundDevices() {
   std::memset(static_cast<void*>(FoundDevices), 0, sizeof FoundDevices);
   std::memset(FoundDeviceAnswered, 0, sizeof FoundDeviceAnswered);
+  std::memset(FoundSerialNumbers, 0, sizeof FoundSerialNumbers);
   FoundDeviceCount = 0;
 }
 

@@ -20,6 +20,11 @@ extern std::uint16_t FoundDeviceCount;
 // asked.
 extern std::uint8_t FoundDeviceAnswered[kMaxFoundDevices];
 
+// Of each found device: its serial number as its page has it, as far as the page is asked for. A
+// record keeps the beginning.
+inline constexpr std::size_t kFoundSerialNumberSize = kInquiryPageLength - kPageHeaderSize;
+extern std::uint8_t FoundSerialNumbers[kMaxFoundDevices][kFoundSerialNumberSize];
+
 // Fills FoundDevices. Returns 0.
 std::uint16_t ProbeScsiDevices();
 

@@ -5,6 +5,7 @@
 #include "discovery/scsi_probe.h"
 #include "entry/transaction.h"
 #include "platform/modules.h"
+#include "reconfig/changer_drives.h"
 #include "reconfig/device_match.h"
 #include "reconfig/follow_identity.h"
 #include "reconfig/outcome.h"
@@ -40,6 +41,8 @@ std::uint16_t RunConfigurationPass(const PassOptions& options) {
     ReadProductConfig();
     StartVirtualLibraryManager();
     ProbeScsiDevices();
+    ResetFoundChangers();
+    if (options.AfterProbe != nullptr) options.AfterProbe();
     if (options.FollowIdentity) AlignOldRecords();
     CarryOverRaids();
     ResetDeviceCache();
@@ -59,6 +62,7 @@ void ResetProcessState() {
   ResetLibraryHooks();
   ResetScsiMap();
   ResetFoundDevices();
+  ResetFoundChangers();
   ResetDeviceCache();
   ResetDeviceMatch();
   ResetPassOutcome();

@@ -26,7 +26,11 @@ std::uint16_t SetUpInitTapesvrConfig();
 
 // What a caller within the house may ask of the pass beside what the export does.
 struct PassOptions {
-  bool FollowIdentity;  // devices keep their numbers' settings and memberships (follow_identity.h)
+  // Devices keep the settings and memberships of their numbers (follow_identity.h).
+  bool FollowIdentity = false;
+  // Called when the devices are found and nothing is decided yet, to ask the changers among them
+  // which drives they have (FoundChangers). Null: they are not asked.
+  void (*AfterProbe)() = nullptr;
 };
 
 // The pass with options; the export runs it with none. Returns 0.

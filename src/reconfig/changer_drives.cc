@@ -1,6 +1,9 @@
 #include "reconfig/changer_drives.h"
 
 namespace devprep {
+
+constinit FoundChangerDrives FoundChangers = {};
+
 namespace {
 
 bool Names(const ChangerDrives& changer, std::uint16_t drive) {
@@ -8,6 +11,15 @@ bool Names(const ChangerDrives& changer, std::uint16_t drive) {
 }
 
 }  // namespace
+
+const ChangerDrives* DrivesOfFoundChanger(std::uint16_t number) {
+  for (std::uint16_t i = 0; i < FoundChangers.Count; ++i) {
+    if (FoundChangers.Items[i].Changer == number) return &FoundChangers.Items[i];
+  }
+  return nullptr;
+}
+
+void ResetFoundChangers() { FoundChangers.Count = 0; }
 
 ReservationCheck CheckReservedDrives(const std::uint16_t* list, std::uint16_t count,
                                      const ChangerDrives* changers, std::uint16_t changer_count,

@@ -33,6 +33,20 @@ struct ReservationCheck {
   std::uint16_t Expected;  // what the changer has there instead, or kDeviceGone
 };
 
+// What the changers among the found devices say, by the numbers of those. Empty until somebody who
+// can ask them fills it in (PassOptions::AfterProbe).
+struct FoundChangerDrives {
+  std::uint16_t Count;
+  ChangerDrives Items[kMaxFoundDevices];
+};
+extern FoundChangerDrives FoundChangers;
+
+// What found device number says as a changer. Null when it says nothing.
+const ChangerDrives* DrivesOfFoundChanger(std::uint16_t number);
+
+// Forgets what the changers said, as a fresh load finds it.
+void ResetFoundChangers();
+
 // Holds a list of reserved drives, by device numbers, against what changers say. own: the place in
 // changers of the one whose list it is. A drive that no changer names counts as another one only if
 // its own changer tells all of its drives apart.

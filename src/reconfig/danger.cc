@@ -1,8 +1,10 @@
 #include "reconfig/danger.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "discovery/scsi_probe.h"
+#include "reconfig/changer_drives.h"
 #include "reconfig/identity.h"
 #include "reconfig/outcome.h"
 
@@ -173,6 +175,14 @@ bool BearOneIdentity(const DeviceRecord& a, const DeviceRecord& b) {
          CompareIdentities(a, b) == IdentityVerdict::kSame;
 }
 
+// Whole, beyond what a record keeps. Blanks and zeros fill up.
+bool SerialNumbersDiffer(std::uint16_t a, std::uint16_t b) {
+  return !std::equal(std::begin(FoundSerialNumbers[a]), std::end(FoundSerialNumbers[a]),
+                     std::begin(FoundSerialNumbers[b]), [](std::uint8_t x, std::uint8_t y) {
+                       return (x == ' ' ? 0 : x) == (y == ' ' ? 0 : y);
+                     });
+}
+
 // On a machine where nothing is configured yet there is nothing that such devices could exchange.
 void JudgeSameIdentities(DangerList* dangers) {
   for (std::uint16_t n = 1; n < FoundDeviceCount; ++n) {
@@ -180,6 +190,7 @@ void JudgeSameIdentities(DangerList* dangers) {
       if (!BearOneIdentity(FoundDevices[n], FoundDevices[other])) continue;
       Danger danger = MakeDanger(DangerCode::kSameIdentity, kDeviceGone, n);
       danger.Other = other;
+      danger.Count = SerialNumbersDiffer(n, other) ? 1 : 0;
       danger.Refused =
           std::any_of(LastPass.OldDeviceMap, LastPass.OldDeviceMap + LastPass.OldDeviceCount,
                       [n](const OldDeviceOutcome& device) {
@@ -204,6 +215,41 @@ void JudgeReplacing(DangerList* dangers) {
   }
 }
 
+// A list that the pass leaves as it is was no better before.
+void JudgePlacing(DangerList* dangers) {
+  for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
+    const OldDeviceOutcome& changer = LastPass.OldDeviceMap[k];
+    if (!changer.ReservationsCarried) continue;
+    const ChangerDrives* library = DrivesOfFoundChanger(changer.NewNumber);
+    if (library == nullptr) continue;
+    std::uint16_t list[kMaxDriveListEntries];
+    std::uint16_t places[kMaxDriveListEntries];  // in the old list
+    std::uint16_t count = 0;
+    bool stays = true;
+    for (std::uint16_t j = 0; j < changer.Old.ReservedDriveCount; ++j) {
+      const MemberOutcome& drive = changer.ReservedDrives[j];
+      stays = stays && drive.Became == Change::kKept;
+      if (drive.NewNumber == kDeviceGone) continue;
+      list[count] = drive.NewNumber;
+      places[count++] = j;
+    }
+    const ReservationCheck check =
+        CheckReservedDrives(list, count, FoundChangers.Items, FoundChangers.Count,
+                            static_cast<std::uint16_t>(library - FoundChangers.Items));
+    if (check.Count == 0) continue;
+    Danger danger =
+        MakeDanger(DangerCode::kMisplaced, changer.ReservedDrives[places[check.Place]].OldNumber,
+                   list[check.Place]);
+    danger.Refused = !stays;
+    danger.Place = DangerPlace::kReservedDrives;
+    danger.PlaceNumber = k;
+    danger.Other = check.Expected;
+    danger.Count = check.Count;
+    danger.Total = count;
+    Add(dangers, danger);
+  }
+}
+
 }  // namespace
 
 void JudgeLastPass(DangerList* dangers) {
@@ -224,6 +270,7 @@ void JudgeLastPass(DangerList* dangers) {
   JudgeTwins(dangers);
   JudgeSameIdentities(dangers);
   JudgeReplacing(dangers);
+  JudgePlacing(dangers);
 }
 
 }  // namespace devprep

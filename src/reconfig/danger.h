@@ -16,10 +16,13 @@ enum class DangerCode : std::uint8_t {
   kCrossed,       // old device Old became New (or is gone), while Other has its identity
   kSplit,         // member Old of the list at Place went to New, its device record to Other
   kTwins,         // old device Old became New by its name alone; Count devices would do
-  kSameIdentity,  // found devices New and Other bear one identity
-  kReplaced,  // old device Old became New, of another identity: told only where the place is one
+  kSameIdentity,  // found devices New and Other bear one identity, as far as a record keeps it;
+                  // Count 1: their serial numbers differ behind that
+  kReplaced,   // old device Old became New, of another identity: told only where the place is one
+  kMisplaced,  // of the Total drives reserved to the changer at Place Count, the first of them Old,
+               // are not the changer's, or stand where it has Other: told only where the list stays
 };
-inline constexpr std::size_t kDangerCodeCount = 9;
+inline constexpr std::size_t kDangerCodeCount = 10;
 
 // Where a list of members stands.
 enum class DangerPlace : std::uint8_t {
@@ -53,7 +56,7 @@ struct DangerList {
   std::size_t LeftOut;
 };
 
-// Judges LastPass and FoundDevices.
+// Judges LastPass, FoundDevices and FoundChangers.
 void JudgeLastPass(DangerList* dangers);
 
 }  // namespace devprep

@@ -22,6 +22,7 @@ enum class MatchCriterion : std::uint8_t {
   kSerialNumber,
   kWorldWideId,  // World Wide ID and name, wherever
   kName,         // type and name alone
+  kLibrary,      // its place in a library, by what the changer says: never of the pass itself
 };
 
 // What a criterion says of an old record and a found device.

@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "discovery/scsi_probe.h"
+#include "reconfig/changer_drives.h"
 #include "reconfig/identity.h"
 #include "reconfig/outcome.h"
 #include "records/address_list.h"
@@ -80,10 +81,12 @@ bool SuitsByName(const DeviceRecord& old_record, const DeviceRecord& found) {
   return CompareIdentities(old_record, found) != IdentityVerdict::kOther;
 }
 
-// Gives each undecided record the first unclaimed device of its type and name that suits.
-void DecideBy(Suits suits, MatchCriterion criterion) {
+// Gives each undecided record, of one type or, with kTypeUnknown, of any, the first unclaimed
+// device of its type and name that suits.
+void DecideBy(Suits suits, MatchCriterion criterion, std::uint16_t type = kTypeUnknown) {
   for (std::uint16_t k = 0; k < Following.Count; ++k) {
     const DeviceRecord& old_record = Following.Devices[k];
+    if (type != kTypeUnknown && old_record.Type != type) continue;
     if (Following.ReadStatus[k] != kStatusOk || Following.Becomes[k] != kDeviceGone) continue;
     for (std::uint16_t n = 0; n < FoundDeviceCount; ++n) {
       const DeviceRecord& found = FoundDevices[n];
@@ -93,6 +96,39 @@ void DecideBy(Suits suits, MatchCriterion criterion) {
       }
       Decide(k, n, criterion);
       break;
+    }
+  }
+}
+
+// Whether the places in a changer's reserved drives are those among the drives that it has: as
+// many, and none of those whose identity tells where they are stands elsewhere.
+bool ListFollowsLibrary(const DeviceRecord& changer, const ChangerDrives& library) {
+  if (changer.ReservedDriveCount != library.DriveCount) return false;
+  for (std::uint16_t j = 0; j < library.DriveCount; ++j) {
+    const std::uint16_t k = changer.ReservedDrives[j];
+    if (k >= Following.Count || Following.ReadStatus[k] != kStatusOk) return false;
+    const std::uint16_t found = Following.Becomes[k];
+    if (found != kDeviceGone && found != library.Drives[j]) return false;
+  }
+  return true;
+}
+
+void DecideByLibrary() {
+  for (std::uint16_t k = 0; k < Following.Count; ++k) {
+    const DeviceRecord& changer = Following.Devices[k];
+    if (changer.Type != kTypeChanger || Following.Becomes[k] == kDeviceGone) continue;
+    const ChangerDrives* library = DrivesOfFoundChanger(Following.Becomes[k]);
+    if (library == nullptr || !ListFollowsLibrary(changer, *library)) continue;
+    for (std::uint16_t j = 0; j < library->DriveCount; ++j) {
+      const std::uint16_t drive = changer.ReservedDrives[j];
+      const std::uint16_t n = library->Drives[j];
+      const DeviceRecord& old_record = Following.Devices[drive];
+      if (Following.Becomes[drive] != kDeviceGone || HasSerialNumber(old_record) ||
+          HasWorldWideId(old_record) || old_record.Type != FoundDevices[n].Type ||
+          !NamesAgree(old_record, FoundDevices[n]) || Claimed(n)) {
+        continue;
+      }
+      Decide(drive, n, MatchCriterion::kLibrary);
     }
   }
 }
@@ -319,6 +355,8 @@ void RestoreOldRecord(std::uint16_t k) {
 std::uint16_t AlignOldRecords() {
   LoadOldConfiguration();
   DecideByIdentity();
+  DecideBy(SuitsInPlace, MatchCriterion::kAddress, kTypeChanger);
+  DecideByLibrary();
   DecideBy(SuitsInPlace, MatchCriterion::kAddress);
   DecideBy(SuitsByName, MatchCriterion::kName);
   for (std::uint16_t k = 0; k < Following.Count; ++k) {

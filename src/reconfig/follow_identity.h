@@ -13,8 +13,11 @@ namespace devprep {
 // is to become, and gives the record, and the RAID members that name it, that device's address,
 // name and identity. Decided in this order, each old record and found device once:
 //  1. by identity, where it is beyond doubt (identity.h);
-//  2. what is in its old place, under its old name;
-//  3. by type and name alone, but never a device with another identity.
+//  2. a drive without identity that is reserved to a changer: by its place in that list, where the
+//     changer says which drives it has (FoundChangers) and those of them that have an identity
+//     stand in that order;
+//  3. what is in its old place, under its old name;
+//  4. by type and name alone, but never a device with another identity.
 // A record for which nothing is left gets an address that no device has. Returns 0.
 std::uint16_t AlignOldRecords();
 

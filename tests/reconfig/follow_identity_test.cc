@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "entry/library.h"
+#include "reconfig/changer_drives.h"
 #include "reconfig/danger.h"
 #include "reconfig/outcome.h"
 #include "support/world.h"
@@ -197,6 +198,51 @@ TEST(FollowIdentity, TwinsOfOneSerialNumberStayInTheirPlaces) {
   RunConfigurationPass({.FollowIdentity = true});
   for (int n = 0; n < 3; ++n) {
     EXPECT_EQ(world.Show(DeviceKey(n), "ReadShots"), std::to_string(n + 1));
+  }
+}
+
+// Three drives alike, without identities, that were cabled anew: the changer says which is where.
+TEST(FollowIdentity, DrivesWithoutIdentityAreFollowedByTheirPlacesInTheLibrary) {
+  const struct {
+    const char* name;
+    std::vector<std::uint16_t> library;  // found devices in the order of the elements
+    const char* third_serial;            // drive 3 has one
+    const char* reserved;
+    const char* read_shots;  // of devices 1 to 3
+  } cases[] = {
+      {"as many as are reserved", {3, 1, 2}, "", "\"3,1,2\"", "231"},
+      {"the changer has fewer", {3, 1}, "", "\"1,2,3\"", "123"},
+      {"one with identity agrees", {2, 1, 3}, "S3", "\"2,1,3\"", "213"},
+      {"one with identity stands elsewhere", {3, 1, 2}, "S3", "\"1,2,3\"", "123"},
+      {"the changer says nothing", {}, "", "\"1,2,3\"", "123"},
+  };
+  static std::vector<std::uint16_t> library;
+  for (const auto& c : cases) {
+    World world;
+    world.Device(0, Info(0, 0, 1, 0, 17, "ACME LIBRARY 1.00"), "L");
+    for (int n = 1; n <= 3; ++n) {
+      world.Device(n, Info(0, 0, n + 1, 0, 5), n == 3 ? c.third_serial : "");
+      world.Dword(DeviceKey(n), "ReadShots", static_cast<std::uint32_t>(n));
+    }
+    world.Text("DEVICE0", "ReservedDrives", "1,2,3");
+    world.Attach({{.target = 1, .type = kChanger, .product = "LIBRARY", .serial = "L"},
+                  {.target = 2},
+                  {.target = 3},
+                  {.target = 4, .serial = c.third_serial}});
+    world.NewProcess();
+    library = c.library;
+    RunConfigurationPass({.FollowIdentity = true, .AfterProbe = [] {
+                            FoundChangers.Count = 1;
+                            ChangerDrives& drives = FoundChangers.Items[0];
+                            drives = {};
+                            drives.Whole = true;
+                            drives.DriveCount = static_cast<std::uint16_t>(library.size());
+                            std::copy(library.begin(), library.end(), drives.Drives);
+                          }});
+    EXPECT_EQ(world.Show("DEVICE0", "ReservedDrives"), c.reserved) << c.name;
+    std::string shots;
+    for (int n = 1; n <= 3; ++n) shots += world.Show(DeviceKey(n), "ReadShots");
+    EXPECT_EQ(shots, c.read_shots) << c.name;
   }
 }
 

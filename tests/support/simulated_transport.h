@@ -6,12 +6,15 @@
 #include <chrono>
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "platform/hardware/hardware_map.h"
 #include "platform/hardware/scsi_transport.h"
+#include "support/simulated_changer.h"
 
 namespace devprep {
 
@@ -22,16 +25,21 @@ struct SimulatedUnit {
   std::uint8_t status = 0;  // of each command, if not good
   bool unopenable = false;
   bool lost = false;  // its commands fail on the way
+  std::string serial_number = {};
+  std::optional<std::uint16_t> element = {};  // of a drive: its own word
+  std::optional<SimulatedChanger> changer = {};
 };
 
 class SimulatedTransport : public ScsiTransport {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // Unit n is target n of port 0; its serial number is "SERIAL" and n.
+  // Unit n is target n of port 0; its serial number is "SERIAL" and n unless it has one.
   explicit SimulatedTransport(std::vector<SimulatedUnit> units) : units_(std::move(units)) {
     AddPort(*branch_, 0, "simulated");
-    for (std::size_t n = 0; n < units_.size(); ++n) AddUnit(*branch_, At(n), kText, kTapeType);
+    for (std::size_t n = 0; n < units_.size(); ++n) {
+      AddUnit(*branch_, At(n), kText, units_[n].changer ? kChangerType : kTapeType);
+    }
   }
 
   static ScsiAddress At(std::size_t n) { return {0, 0, static_cast<std::uint16_t>(n), 0}; }
@@ -50,6 +58,8 @@ class SimulatedTransport : public ScsiTransport {
   Result<> Send(const ScsiAddress& unit, const ScsiCommand& command,
                 std::uint64_t ticket) override {
     ++sent;
+    longest_chain =
+        std::max(longest_chain, ++chains_[{unit.target, command.cdb[0], command.cdb[2]}]);
     Command made{unit, command, Clock::time_point::max(), units_[unit.target].unit_attentions};
     if (!units_[unit.target].silent) made.due = Clock::now() + units_[unit.target].delay;
     const auto left = left_.find({unit.target, command.cdb[2]});
@@ -84,9 +94,11 @@ class SimulatedTransport : public ScsiTransport {
   std::string connection_error;
   std::size_t sent = 0;
   std::size_t max_under_way = 0;
+  std::size_t longest_chain = 0;  // commands of one request
 
  private:
   static constexpr std::uint8_t kTapeType = 1;
+  static constexpr std::uint8_t kChangerType = 8;
   static constexpr const char* kText = "ACME    SIMULATED       0001";
 
   struct Command {
@@ -100,6 +112,7 @@ class SimulatedTransport : public ScsiTransport {
     FinishedCommand finished;
     finished.ticket = ticket;
     const auto& cdb = command.bytes.cdb;
+    const SimulatedUnit& unit = units_[command.unit.target];
     const bool page = cdb[1] != 0;
     if (units_[command.unit.target].lost) {
       finished.outcome = {CommandStatus::kUnreachable, "has gone"};
@@ -108,10 +121,18 @@ class SimulatedTransport : public ScsiTransport {
       left_[{command.unit.target, cdb[2]}] = command.attentions_left - 1;
     } else if (units_[command.unit.target].status != kStatusGood) {
       finished.outcome = JudgeStatus(units_[command.unit.target].status, {});
+    } else if (cdb[0] != 0x12) {
+      finished = (unit.changer ? *unit.changer : SimulatedChanger{}).Answer(command.bytes);
+      finished.ticket = ticket;
+    } else if (page && cdb[2] == kElementAddressPage && unit.element) {
+      finished.data = std::string("\x01\xb4\0\2", 4) + SimulatedChanger::Number(*unit.element, 2);
     } else if (!page) {
       finished.data = std::string("\x01\x80\x06\x02\x1f\0\0\0", 8) + kText;
+      if (unit.changer) finished.data.front() = kChangerType;
     } else if (cdb[2] == kUnitSerialNumberPage) {
-      const std::string serial = "SERIAL" + std::to_string(command.unit.target);
+      const std::string serial = unit.serial_number.empty()
+                                     ? "SERIAL" + std::to_string(command.unit.target)
+                                     : unit.serial_number;
       finished.data = std::string("\x01\x80\0", 3) + static_cast<char>(serial.size()) + serial;
     } else {
       finished.outcome = JudgeStatus(kStatusCheckCondition, {5, 0x24, 0});
@@ -123,6 +144,7 @@ class SimulatedTransport : public ScsiTransport {
   std::shared_ptr<RegistryKey> branch_ = MakeHardwareBranch();
   std::map<std::uint64_t, Command> under_way_;
   std::map<std::pair<std::uint16_t, std::uint8_t>, int> left_;  // unit attentions, by page
+  std::map<std::tuple<std::uint16_t, std::uint8_t, std::uint8_t>, std::size_t> chains_;
 };
 
 }  // namespace devprep

@@ -17,7 +17,7 @@ _devprep() {
     '') options='plan configure check devices tree picture hardware library capture reserve release disable enable set groups group raids raid history diff undo registry --registry --hardware --timeout --no-modules --version --help' ;;
     plan | configure)
       case $prev in
-        --accept) COMPREPLY=($(compgen -W 'nothing-found mass-loss silent merged crossed split twins same-identity replaced' -- "$cur")); return ;;
+        --accept) COMPREPLY=($(compgen -W 'nothing-found mass-loss silent merged crossed split twins same-identity replaced misplaced' -- "$cur")); return ;;
         --save | --plan) compopt -o filenames; COMPREPLY=($(compgen -f -- "$cur")); return ;;
       esac
       options='--json --follow-identity --accept --save --why --help'
