@@ -15,6 +15,7 @@
 
 #include "discovery/scsi_map.h"
 #include "discovery/scsi_probe.h"
+#include "library_survey.h"
 #include "platform/hardware/inquiry_source.h"
 #include "platform/posix/hardware.h"
 #include "platform/posix/iscsi_source.h"
@@ -168,6 +169,43 @@ BENCHMARK(SilentUnits)
     ->UseManualTime()
     ->Iterations(2)
     ->Unit(benchmark::kMillisecond);
+
+// 64 drives and 5,000 slots, every answer after 50 ms: the map of the library.
+void LibraryMapOfManySlots(benchmark::State& state) {
+  constexpr std::chrono::milliseconds kDelay{50};
+  std::vector<SimulatedUnit> units(65, {kDelay});
+  units[0].changer = SimulatedChanger::WithSlots(5000);
+  for (std::uint16_t n = 1; n < units.size(); ++n) {
+    const auto element = static_cast<std::uint16_t>(6000 + n);
+    units[0].changer->drives.push_back(
+        {element, "", true, DriveNaming::kT10, "SERIAL" + std::to_string(n)});
+    units[n].element = element;
+  }
+  double worst = 0;
+  double bytes = 0;
+  for (auto _ : state) {
+    auto made = std::make_unique<SimulatedTransport>(units);
+    SimulatedTransport& transport = *made;
+    UseHardware(std::make_unique<InquirySource>(std::move(made)));
+    RegistryBegin();
+    ResetScsiMap();
+    const std::size_t before = HeapInUse();
+    tool::LibraryMap map;
+    const double seconds = WallSeconds([&] { map = tool::SurveyLibraries(); });
+    bytes = static_cast<double>(HeapInUse() - before) / 5064;
+    const double chain = static_cast<double>(transport.longest_chain) * 0.05;
+    worst = std::max(worst, seconds / chain);
+    RegistryCommit();
+    UseHardware(nullptr);
+    if (map.changers.size() != 1 || map.unnamed.size() != 0) {
+      state.SkipWithError("not all drives are recognised");
+    }
+    state.SetIterationTime(seconds);
+  }
+  state.counters["to_longest_chain"] = worst;
+  state.counters["heap_bytes_per_element"] = bytes;
+}
+BENCHMARK(LibraryMapOfManySlots)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace devprep
