@@ -178,7 +178,7 @@ void LibraryMapOfManySlots(benchmark::State& state) {
   for (std::uint16_t n = 1; n < units.size(); ++n) {
     const auto element = static_cast<std::uint16_t>(6000 + n);
     units[0].changer->drives.push_back(
-        {element, "", true, DriveNaming::kT10, "SERIAL" + std::to_string(n)});
+        {element, "", true, DriveNaming::kT10, std::string("SERIAL").append(std::to_string(n))});
     units[n].element = element;
   }
   double worst = 0;

@@ -80,6 +80,7 @@ DeviceView ViewOf(const DeviceRecord& record) {
   DeviceView view;
   DeviceInfo& info = view.info;
   view.record = record;
+  view.serial_number = SerialNumberText(record.SerialNumber);
   info.Number = record.Number;
   info.Board = record.Address.Board;
   info.Bus = record.Address.Bus;
@@ -188,7 +189,7 @@ PictureDevice Depict(const DeviceView& view) {
   device.shape = ShapeOf(view.Type());
   device.type = TypeName(view.Type()).text;
   device.name = Condensed(view.Description());
-  device.serial_number = SerialNumberText(view.record.SerialNumber);
+  device.serial_number = view.serial_number;
   return device;
 }
 

@@ -44,7 +44,7 @@ struct SimulatedChanger {
     SimulatedChanger changer;
     for (std::size_t n = 0; n < slots; ++n) {
       changer.slots.push_back({.address = static_cast<std::uint16_t>(first + n),
-                               .volume_tag = n % 2 == 0 ? "T" + std::to_string(1000 + n) : ""});
+                               .volume_tag = n % 2 == 0 ? std::to_string(1000 + n) : ""});
     }
     return changer;
   }

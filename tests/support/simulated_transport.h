@@ -130,9 +130,10 @@ class SimulatedTransport : public ScsiTransport {
       finished.data = std::string("\x01\x80\x06\x02\x1f\0\0\0", 8) + kText;
       if (unit.changer) finished.data.front() = kChangerType;
     } else if (cdb[2] == kUnitSerialNumberPage) {
-      const std::string serial = unit.serial_number.empty()
-                                     ? "SERIAL" + std::to_string(command.unit.target)
-                                     : unit.serial_number;
+      const std::string serial =
+          unit.serial_number.empty()
+              ? std::string("SERIAL").append(std::to_string(command.unit.target))
+              : unit.serial_number;
       finished.data = std::string("\x01\x80\0", 3) + static_cast<char>(serial.size()) + serial;
     } else {
       finished.outcome = JudgeStatus(kStatusCheckCondition, {5, 0x24, 0});
