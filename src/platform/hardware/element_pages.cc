@@ -29,10 +29,6 @@ constexpr std::uint8_t kAlternateTag = 0x40;
 constexpr std::size_t kVendorSize = 8;
 constexpr std::size_t kProductSize = 16;
 
-std::uint8_t ByteAt(std::string_view bytes, std::size_t offset) {
-  return static_cast<std::uint8_t>(bytes[offset]);
-}
-
 std::size_t NumberAt(std::string_view bytes, std::size_t offset, std::size_t size) {
   return static_cast<std::size_t>(BigEndian(bytes.substr(offset, size)));
 }

@@ -21,10 +21,6 @@ constexpr std::uint8_t kEui64Designator = 2;
 constexpr std::uint8_t kNaaDesignator = 3;
 constexpr std::size_t kLongNaaSize = 16;
 
-std::uint8_t ByteAt(std::string_view bytes, std::size_t offset) {
-  return static_cast<std::uint8_t>(bytes[offset]);
-}
-
 Error Refuse(const char* problem) { return {problem}; }
 
 std::size_t DeclaredSize(std::string_view page) {

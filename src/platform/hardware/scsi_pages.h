@@ -52,6 +52,11 @@ std::string InquiryTextIn(std::string_view inquiry_data);
 // Whether an answer to INQUIRY, of any length, says that no device is connected at its unit.
 bool IsDisconnected(std::string_view answer);
 
+// One byte of an answer that is longer than offset.
+inline std::uint8_t ByteAt(std::string_view bytes, std::size_t offset) {
+  return static_cast<std::uint8_t>(bytes[offset]);
+}
+
 // A big-endian number of up to 8 bytes.
 std::uint64_t BigEndian(std::string_view bytes);
 
