@@ -56,6 +56,7 @@ std::vector<AttachedUnit> ListedUnits() {
 // Asks them all at once.
 void Ask(std::vector<AttachedUnit>& units, Asked asked) {
   std::vector<ScsiAddress> addresses;
+  addresses.reserve(units.size());
   for (const AttachedUnit& unit : units) addresses.push_back(unit.Address());
   PrefetchUnits(addresses, asked);
   const auto branch = HardwareBranch();
