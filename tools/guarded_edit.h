@@ -45,9 +45,6 @@ using FollowUp = std::function<Result<ExitStatus>(Json& members)>;
 // The question of edits that have no words of their own.
 inline constexpr const char* kStoreQuestion = "Store this?";
 
-// The registry is not what was looked at before.
-Error RegistryChangedMeanwhile();
-
 // Tries an edit, shows what it changes, asks where somebody is there to be asked, and makes it in
 // one transaction, unless the registry is another by then. Needs neither hardware nor the library's
 // state. With --dry-run, and when the answer is no, nothing is changed and the status is
