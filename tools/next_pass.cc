@@ -89,9 +89,11 @@ std::vector<Term> RemarksOnNextPass(const Options& options, const Edit& edit) {
     const auto& [place, list, number] = member;
     const std::string of = Named(place == Place::kGroup ? "group" : "changer", list);
     const std::string device = Named("device", number);
-    const std::string what = becomes == kDeviceGone ? "drop " + device + " from " + of
-                                                    : "take " + Named("device", becomes) + " for " +
-                                                          device + " of " + of;
+    std::string what = "drop ";
+    if (becomes != kDeviceGone) what = "take " + Named("device", becomes) + " for ";
+    what += device;
+    what += becomes == kDeviceGone ? " from " : " of ";
+    what += of;
     remarks.push_back({"not_kept", "The next 'configure' would " + what +
                                        "; with --follow-identity it does not."});
   }

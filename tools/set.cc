@@ -92,7 +92,7 @@ std::string SettingsHelp() {
     std::string range = RangeText(setting);
     name.resize(name_width + 2, ' ');
     range.resize(range_width + 2, ' ');
-    help += "\n  " + name + range + setting.about;
+    help.append("\n  ").append(name).append(range).append(setting.about);
   }
   return help;
 }

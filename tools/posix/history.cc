@@ -29,12 +29,12 @@ Result<std::string> TextAfterChange(std::uint64_t number) {
 
 Result<> ReplaceRegistry(const std::string& text) {
   RegistryKey scratch("");
-  if (const Result<> read = ReadRegistryText(text, scratch); !read) return read;
+  if (Result<> read = ReadRegistryText(text, scratch); !read) return read;
   const auto root = RegistryRootForChange();
   if (root == nullptr) return TakeReportedError("the registry may not be written");
   // The top keys stay, emptied: handles and transactions hold on to them.
   for (const auto& top : root->Children()) Empty(*top);
-  if (const Result<> read = ReadRegistryText(text, *root); !read) return read;
+  if (Result<> read = ReadRegistryText(text, *root); !read) return read;
   root->FindOrAddChild(kLocalMachineName)->RemoveChild(kHardwareKey);
   return {};
 }
