@@ -178,6 +178,12 @@ std::uint16_t ReadDeviceRecord(DeviceRecord* record) {
   return kStatusOk;
 }
 
+std::uint16_t ReadConfiguredDevice(DeviceRecord* record) {
+  std::uint16_t count = 0;
+  CountDeviceRecords(&count);
+  return record->Number < count ? ReadDeviceRecord(record) : kDeviceNotConfigured;
+}
+
 std::uint16_t WriteDeviceRecord(const DeviceRecord* record) {
   KeyHandle key;
   if (StoreCreateSubkey(DeviceKey(record->Number).name, &key) != kStatusOk) {

@@ -102,6 +102,10 @@ bool HasSerialNumber(const DeviceRecord& record);
 // "Info" malformed, the items before the break are then filled.
 std::uint16_t ReadDeviceRecord(DeviceRecord* record);
 
+// The same for the record of a device: 3 also for a key behind a gap in the numbering, which is
+// none.
+std::uint16_t ReadConfiguredDevice(DeviceRecord* record);
+
 // Stores the record, creating its key if needed. Values at their defaults and empty drive lists are
 // not written; what is stored of them already then stays. Of a drive list the entries that fit
 // whole into the 99 characters that can be read back are stored. Returns 0; 214 "Info" cannot be

@@ -21,10 +21,7 @@ struct DriveList {
 DeviceEdit ReadConfigured(std::uint16_t number, DeviceRecord* record) {
   *record = {};
   record->Number = number;
-  // The record of a key behind a gap in the numbering is no device.
-  std::uint16_t count = 0;
-  CountDeviceRecords(&count);
-  const std::uint16_t status = number < count ? ReadDeviceRecord(record) : kDeviceNotConfigured;
+  const std::uint16_t status = ReadConfiguredDevice(record);
   if (status == kStatusOk) return {};
   return {.refusal = status == kDeviceNotConfigured ? DeviceRefusal::kNoDevice
                                                     : DeviceRefusal::kDeviceNotReadable,
@@ -52,8 +49,11 @@ bool ForEachChanger(Use use) {
   std::uint16_t count = 0;
   CountDeviceRecords(&count);
   for (std::uint16_t n = 0; n < count; ++n) {
-    DeviceRecord changer;
-    if (ReadChanger(n, &changer).refusal == DeviceRefusal::kNone && use(changer)) return true;
+    DeviceRecord device = {};
+    device.Number = n;
+    if (ReadDeviceRecord(&device) == kStatusOk && device.Type == kTypeChanger && use(device)) {
+      return true;
+    }
   }
   return false;
 }

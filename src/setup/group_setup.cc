@@ -39,6 +39,18 @@ GroupEdit StoreGroup(const GroupRecord& group) {
              : Refuse(GroupRefusal::kGroupNotStored, group.Number);
 }
 
+// The first group but number that can be read and suits; kMaxGroups: there is none.
+template <typename Suits>
+std::uint16_t FindOtherGroup(std::uint16_t number, Suits suits) {
+  const std::uint16_t count = GroupCount();
+  for (std::uint16_t n = 0; n < count; ++n) {
+    GroupRecord other = {};
+    other.Number = n;
+    if (n != number && ReadGroupRecord(&other) == kStatusOk && suits(other)) return n;
+  }
+  return kMaxGroups;
+}
+
 // number: of the group that is to get the name.
 GroupEdit CheckName(const char* name, std::uint16_t number) {
   const std::size_t length = std::strlen(name);
@@ -47,15 +59,9 @@ GroupEdit CheckName(const char* name, std::uint16_t number) {
   if (!std::all_of(name, name + length, [](char c) { return c >= ' ' && c <= '~'; })) {
     return Refuse(GroupRefusal::kNameNotPrintable, number);
   }
-  const std::uint16_t count = GroupCount();
-  for (std::uint16_t n = 0; n < count; ++n) {
-    GroupRecord other;
-    if (n != number && ReadGroup(n, &other).refusal == GroupRefusal::kNone &&
-        EqualIgnoringCase(other.Name, name)) {
-      return Refuse(GroupRefusal::kNameTaken, n);
-    }
-  }
-  return {};
+  const std::uint16_t bearer = FindOtherGroup(
+      number, [name](const GroupRecord& other) { return EqualIgnoringCase(other.Name, name); });
+  return bearer == kMaxGroups ? GroupEdit{} : Refuse(GroupRefusal::kNameTaken, bearer);
 }
 
 // The place of an item in the group: of its device, or in a changer group of its pair. The group's
@@ -82,25 +88,18 @@ bool IsMember(const GroupRecord& group, const GroupItem& item) {
 // serial number alone.
 GroupEdit CheckOtherGroups(const GroupRecord& group, const DeviceRecord& device) {
   if (HasSerialNumber(device)) return {};
-  const std::uint16_t count = GroupCount();
-  for (std::uint16_t n = 0; n < count; ++n) {
-    GroupRecord other;
-    if (n != group.Number && ReadGroup(n, &other).refusal == GroupRefusal::kNone &&
-        HoldsDevice(other.Members, other.MemberCount, device.Number)) {
-      return {.refusal = GroupRefusal::kInAnotherGroup, .group = n, .device = device.Number};
-    }
-  }
-  return {};
+  const std::uint16_t holder = FindOtherGroup(group.Number, [&device](const GroupRecord& other) {
+    return HoldsDevice(other.Members, other.MemberCount, device.Number);
+  });
+  if (holder == kMaxGroups) return {};
+  return {.refusal = GroupRefusal::kInAnotherGroup, .group = holder, .device = device.Number};
 }
 
 // Whether a device can be a member, or the changer, of a group.
 GroupEdit CheckDevice(const GroupRecord& group, std::uint16_t number, bool force) {
   DeviceRecord device = {};
   device.Number = number;
-  // The record of a key behind a gap in the numbering is no device.
-  std::uint16_t count = 0;
-  CountDeviceRecords(&count);
-  const std::uint16_t status = number < count ? ReadDeviceRecord(&device) : kDeviceNotConfigured;
+  const std::uint16_t status = ReadConfiguredDevice(&device);
   if (status != kStatusOk) {
     return {.refusal = status == kDeviceNotConfigured ? GroupRefusal::kNoDevice
                                                       : GroupRefusal::kDeviceNotReadable,
