@@ -83,13 +83,16 @@ std::string AttachedUnit::SerialNumber() const {
   return SerialNumberText(std::string_view(*page).substr(kPageHeaderSize));
 }
 
+void NoteUnitsLeftOut() {
+  if (ScsiMap.LeftOut == 0) return;
+  ReportMessage(Severity::kNote, Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit") +
+                                     " beyond the first " + std::to_string(kMaxScsiMapEntries) +
+                                     " of the device map left out");
+}
+
 std::vector<AttachedUnit> AskAttachedUnits(Asked asked) {
   std::vector<AttachedUnit> units = ListedUnits();
-  if (ScsiMap.LeftOut != 0) {
-    ReportMessage(Severity::kNote, Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit") +
-                                       " beyond the first " + std::to_string(kMaxScsiMapEntries) +
-                                       " left out");
-  }
+  NoteUnitsLeftOut();
   Ask(units, asked);
   return units;
 }

@@ -22,6 +22,10 @@ struct AttachedUnit {
   std::string SerialNumber() const;
 };
 
+// Says how many units stand beyond what the library takes of the device map. Within a session that
+// has listed it.
+void NoteUnitsLeftOut();
+
 // Asks every unit. Within a session that has hardware.
 std::vector<AttachedUnit> AskAttachedUnits(Asked asked = Asked::kIdentity);
 

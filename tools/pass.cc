@@ -1,14 +1,10 @@
 #include "pass.h"
 
-#include <string>
-
+#include "attached.h"
 #include "danger_text.h"
-#include "discovery/scsi_map.h"
 #include "entry/library.h"
 #include "library_survey.h"
 #include "machine.h"
-#include "platform/messages.h"
-#include "words.h"
 
 namespace devprep::tool {
 
@@ -19,11 +15,7 @@ Result<OutcomeReport> RunPass(bool follow_identity) {
         "are"};
   }
   RunConfigurationPass({.FollowIdentity = follow_identity, .AfterProbe = SurveyFoundChangers});
-  if (ScsiMap.LeftOut != 0) {
-    ReportMessage(Severity::kNote, Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit") +
-                                       " beyond the first " + std::to_string(kMaxScsiMapEntries) +
-                                       " of the device map left out");
-  }
+  NoteUnitsLeftOut();
   OutcomeReport report = ReadOutcome();
   for (const SilentUnit& unit : TakeUnidentifiedUnits()) {
     report.dangers.push_back(ReportUnidentifiedUnit(unit));
