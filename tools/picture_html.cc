@@ -87,6 +87,7 @@ constexpr std::string_view kScript = R"(
   function move(to) {
     devices.forEach(function (device) { device.setAttribute('tabindex', device === to ? '0' : '-1'); });
     to.focus({preventScroll: true});
+    show(to);  // A page in the background gets no focusin.
     to.scrollIntoView({block: 'nearest', inline: 'nearest'});
   }
 

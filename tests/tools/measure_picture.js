@@ -123,6 +123,9 @@ window.addEventListener('load', function () {
     });
     svg.dispatchEvent(new MouseEvent('mouseleave'));
     check(all('.lit').length === 0, 'lit without a pointer');
+    // A page in the background gets no focusin of its own.
+    devices[0].dispatchEvent(new FocusEvent('focusin', {bubbles: true}));
+    check(devices[0].classList.contains('here'), 'focus lights nothing');
     devices[0].focus();
     press(devices[0], 'ArrowDown');
     check(document.activeElement === (devices[1] || devices[0]), 'arrow down');
