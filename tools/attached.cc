@@ -84,7 +84,9 @@ std::string AttachedUnit::SerialNumber() const {
 }
 
 void NoteUnitsLeftOut() {
-  if (ScsiMap.LeftOut == 0) return;
+  static int said = 0;
+  if (ScsiMap.LeftOut == said) return;
+  said = ScsiMap.LeftOut;
   ReportMessage(Severity::kNote, Count(static_cast<std::size_t>(ScsiMap.LeftOut), "unit") +
                                      " beyond the first " + std::to_string(kMaxScsiMapEntries) +
                                      " of the device map left out");

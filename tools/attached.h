@@ -22,8 +22,8 @@ struct AttachedUnit {
   std::string SerialNumber() const;
 };
 
-// Says how many units stand beyond what the library takes of the device map. Within a session that
-// has listed it.
+// Says how many units stand beyond what the library takes of the device map, once: a command may
+// list the map more than once. Within a session that has listed it.
 void NoteUnitsLeftOut();
 
 // Asks every unit. Within a session that has hardware.
