@@ -2,6 +2,7 @@
 #include "check.h"
 
 #include <algorithm>
+#include <array>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -22,6 +23,10 @@
 namespace devprep::tool {
 namespace {
 
+// In the order of DeviationCode.
+constexpr std::array<const char*, kDeviationCodeCount> kNames = {
+    "gone", "moved", "replaced", "silent", "new", "reserved_drive_missing", "raid_incomplete"};
+
 std::string DeviceText(const DeviceRecord& device) {
   std::string text = TypeName(device.Type).text + " " + AddressText(device.Address);
   const std::string serial = SerialNumberText(device.SerialNumber);
@@ -32,30 +37,33 @@ void CheckDevices(std::vector<Deviation>& deviations) {
   bool known[kMaxFoundDevices] = {};
   for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
     const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
-    const std::string number = "device " + std::to_string(k);
+    const auto add = [&deviations, k](DeviationCode code, const std::string& text) {
+      deviations.push_back({code, {"device", "device"}, k, "", text});
+    };
     if (device.NewNumber == kDeviceGone) {
-      deviations.push_back({"gone", number, "not attached: " + DeviceText(device.Old)});
+      add(DeviationCode::kGone, "not attached: " + DeviceText(device.Old));
       continue;
     }
     known[device.NewNumber] = true;
     const DeviceRecord& found = FoundDevices[device.NewNumber];
     if (device.Old.Address != found.Address) {
-      deviations.push_back({"moved", number,
-                            "at another place: " + AddressText(found.Address) + ", configured at " +
-                                AddressText(device.Old.Address)});
+      add(DeviationCode::kMoved, "at another place: " + AddressText(found.Address) +
+                                     ", configured at " + AddressText(device.Old.Address));
     } else if (CompareIdentities(device.Old, found) == IdentityVerdict::kOther) {
-      deviations.push_back({"replaced", number,
-                            "another device in its place: " + DeviceText(found) +
-                                ", configured with serial number " +
-                                SerialNumberText(device.Old.SerialNumber)});
+      add(DeviationCode::kReplaced, "another device in its place: " + DeviceText(found) +
+                                        ", configured with serial number " +
+                                        SerialNumberText(device.Old.SerialNumber));
     }
     if (IsProbedType(found.Type) && FoundDeviceAnswered[device.NewNumber] == 0) {
-      deviations.push_back({"silent", number, "does not answer: " + DeviceText(found)});
+      add(DeviationCode::kSilent, "does not answer: " + DeviceText(found));
     }
   }
   for (std::uint16_t n = 0; n < FoundDeviceCount; ++n) {
     if (known[n]) continue;
-    deviations.push_back({"new", "unit " + AddressText(FoundDevices[n].Address),
+    deviations.push_back({DeviationCode::kNew,
+                          {"unit", "unit"},
+                          std::nullopt,
+                          AddressText(FoundDevices[n].Address),
                           "attached, not configured: " + DeviceText(FoundDevices[n])});
   }
 }
@@ -69,7 +77,10 @@ void CheckLists(std::vector<Deviation>& deviations) {
           LastPass.OldDeviceMap[drive].NewNumber != kDeviceGone) {
         continue;
       }
-      deviations.push_back({"reserved_drive_missing", "changer " + std::to_string(k),
+      deviations.push_back({DeviationCode::kReservedDriveMissing,
+                            {"changer", "changer"},
+                            k,
+                            "",
                             "its reserved drive " + std::to_string(drive) + " is not there"});
     }
   }
@@ -82,7 +93,10 @@ void CheckLists(std::vector<Deviation>& deviations) {
                          (raid.StoredChangers - raid.Old.ChangerCount);
     const bool incomplete = (raid.Old.Flags & DEVPREP_RAID_CHANGER_INCOMPLETE) != 0;
     if (missing == 0 && !incomplete) continue;
-    deviations.push_back({"raid_incomplete", "RAID " + std::to_string(n),
+    deviations.push_back({DeviationCode::kRaidIncomplete,
+                          {"raid", "RAID"},
+                          n,
+                          "",
                           missing != 0
                               ? Count(static_cast<std::size_t>(missing), "member") + " not there"
                               : "not all drives of its changers are in it"});
@@ -90,6 +104,12 @@ void CheckLists(std::vector<Deviation>& deviations) {
 }
 
 }  // namespace
+
+const char* DeviationName(DeviationCode code) { return kNames[static_cast<std::size_t>(code)]; }
+
+std::string Deviation::Subject() const {
+  return kind.text + ' ' + (number ? std::to_string(*number) : address);
+}
 
 ExitStatus CheckReport::Status() const {
   if (std::any_of(dangers.begin(), dangers.end(),
@@ -122,7 +142,8 @@ Result<CheckReport> RunCheck(const Options& options) {
 void PrintCheck(const CheckReport& report) {
   for (const DangerReport& danger : report.dangers) std::cout << DangerLine(danger) << '\n';
   for (const Deviation& deviation : report.deviations) {
-    std::cout << deviation.code << ' ' << deviation.number << ": " << deviation.text << '\n';
+    std::cout << DeviationName(deviation.code) << ' ' << deviation.Subject() << ": "
+              << deviation.text << '\n';
   }
   if (report.deviations.empty() && report.dangers.empty()) {
     std::cout << "All is as it is configured.\n";
@@ -133,7 +154,12 @@ Json CheckJson(const CheckReport& report) {
   Json deviations = Json::array();
   for (const Deviation& deviation : report.deviations) {
     deviations.push_back(
-        {{"code", deviation.code}, {"of", deviation.number}, {"message", deviation.text}});
+        {{"code", DeviationName(deviation.code)},
+         {"of",
+          {{"kind", deviation.kind.identifier},
+           {"number", deviation.number ? Json(*deviation.number) : Json(nullptr)},
+           {"address", deviation.address.empty() ? Json(nullptr) : Json(deviation.address)}}},
+         {"message", deviation.text}});
   }
   Json dangers = Json::array();
   for (const DangerReport& danger : report.dangers) dangers.push_back(danger.json);

@@ -2,21 +2,44 @@
 #ifndef DEVPREP_TOOLS_CHECK_H_
 #define DEVPREP_TOOLS_CHECK_H_
 
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "danger_text.h"
 #include "exit_status.h"
+#include "listing.h"
 #include "output.h"
 #include "platform/result.h"
 #include "session.h"
 
 namespace devprep::tool {
 
+enum class DeviationCode : std::uint8_t {
+  kGone,                  // a device
+  kMoved,                 // a device
+  kReplaced,              // a device
+  kSilent,                // a device
+  kNew,                   // a unit
+  kReservedDriveMissing,  // of a changer
+  kRaidIncomplete
+};
+inline constexpr std::size_t kDeviationCodeCount = 7;
+
+// "gone" and so on: stable.
+const char* DeviationName(DeviationCode code);
+
 struct Deviation {
-  std::string code;    // stable
-  std::string number;  // "device 3", "RAID 0"
+  DeviationCode code;
+  Term kind;  // of what differs: "device", "changer", "raid" by number, "unit" by address
+  std::optional<std::uint16_t> number;
+  std::string address;
   std::string text;
+
+  // "device 3", "unit 0:0:4:0".
+  std::string Subject() const;
 };
 
 struct CheckReport {

@@ -326,8 +326,10 @@ class Comparison {
                                                                 : 0;
     std::vector<Value> pairs;
     for (std::size_t i = 0; i < count; ++i) {
-      pairs.push_back(Value::Text(std::to_string(group.PairFirsts[i]) + '-' +
-                                  std::to_string(group.PairSeconds[i])));
+      const std::uint16_t first = group.PairFirsts[i];
+      const std::uint16_t second = group.PairSeconds[i];
+      pairs.push_back(Value::Record({{"first", first}, {"second", second}},
+                                    std::to_string(first) + '-' + std::to_string(second)));
     }
     return Value::List(pairs);
   }
@@ -498,7 +500,8 @@ const Listing<DeviceDifference>& DeviceDifferenceListing() {
        {WrappingColumn("description", "Description", "vendor, product and revision"),
         [](const DeviceDifference& d) {
           const StoredDevice& device = Either(d);
-          return Value::Text(device.readable ? device.description : "(record cannot be read)");
+          return device.readable ? Value::Text(device.description)
+                                 : Value::Record(nullptr, "(record cannot be read)");
         }},
        {TextColumn("serial_number", "Serial number", "serial number"),
         [](const DeviceDifference& d) {

@@ -136,20 +136,6 @@ struct WhyLine {
   bool chosen = false;
 };
 
-Term VerdictName(Verdict verdict) {
-  switch (verdict) {
-    case Verdict::kAgrees:
-      return {"agrees", "agrees"};
-    case Verdict::kDiffers:
-      return {"differs", "differs"};
-    case Verdict::kTaken:
-      return {"taken", "taken"};
-    case Verdict::kAbsent:
-      break;
-  }
-  return {"absent", "absent"};
-}
-
 Column<WhyLine> VerdictColumn(const char* name, const char* label, const char* about,
                               Verdict MatchWitness::*verdict) {
   return {TextColumn(name, label, about), [verdict](const WhyLine& line) {
@@ -205,6 +191,13 @@ std::vector<WhyLine> Why(const std::optional<std::uint16_t>& only) {
   return lines;
 }
 
+Json FollowingJson(const std::optional<WhenFollowing>& following) {
+  if (!following) return nullptr;
+  Json json = OutcomeJson(following->report);
+  json["refused"] = following->refused;
+  return json;
+}
+
 ExitStatus StatusOf(const OutcomeReport& report, const std::vector<std::string>& refused) {
   if (!refused.empty()) return ExitStatus::kDangers;
   return NothingChanged(report) ? ExitStatus::kDone : ExitStatus::kWouldChange;
@@ -237,11 +230,10 @@ Result<ExitStatus> Plan(const Options& options, const Choices& choices) {
   }
   if (choices.guard.json) {
     json["would_change"] = !NothingChanged(pass.report);
-    if (choices.why) json["why"] = WhyListing().AsJson(why, {});
-    if (const auto following = TryFollowing(options, refused, *accepted, choices.follow_identity)) {
-      json["with_follow_identity"] = OutcomeJson(following->report);
-      json["with_follow_identity"]["refused"] = following->refused;
-    }
+    json["refused"] = refused;
+    json["with_follow_identity"] =
+        FollowingJson(TryFollowing(options, refused, *accepted, choices.follow_identity));
+    json["why"] = choices.why ? WhyListing().AsJson(why, {}) : Json(nullptr);
     PrintJson(json);
     return status;
   }
@@ -305,6 +297,9 @@ Result<ExitStatus> Refuse(const Options& options, const Choices& choices, const 
   if (choices.guard.json) {
     Json json = OutcomeJson(pass.report);
     json["stored"] = false;
+    json["refused"] = refusal.codes;
+    json["with_follow_identity"] =
+        FollowingJson(TryFollowing(options, refusal.codes, accepted, follow_identity));
     PrintJson(json);
     return ExitStatus::kDangers;
   }
@@ -360,6 +355,8 @@ Result<ExitStatus> Configure(const Options& options, const Choices& choices) {
   if (choices.guard.json) {
     Json json = OutcomeJson(pass.report);
     json["stored"] = true;
+    json["refused"] = Json::array();
+    json["with_follow_identity"] = nullptr;
     PrintJson(json);
   } else if (ask) {
     std::cout << "Stored.\n";

@@ -48,24 +48,6 @@ std::string PlaceText(const Danger& danger) {
   return "";
 }
 
-const char* PlaceName(DangerPlace place) {
-  switch (place) {
-    case DangerPlace::kReservedDrives:
-      return "reserved_drives";
-    case DangerPlace::kDisabledDrives:
-      return "disabled_drives";
-    case DangerPlace::kGroup:
-      return "group";
-    case DangerPlace::kRaidTapes:
-      return "raid_tapes";
-    case DangerPlace::kRaidChangers:
-      return "raid_changers";
-    case DangerPlace::kNone:
-      break;
-  }
-  return "";
-}
-
 std::string SplitText(const Danger& danger) {
   if (danger.Place == DangerPlace::kDisabledDrives) {
     return "the disabled mark of reserved drive " + std::to_string(danger.Old) + " " +
@@ -139,7 +121,7 @@ Json MakeJson(const Danger& danger, const std::string& text) {
           {"old_number", NumberOrNull(danger.Old)},
           {"new_number", NumberOrNull(danger.New)},
           {"other_number", NumberOrNull(danger.Other)},
-          {"place", placed ? Json(PlaceName(danger.Place)) : Json(nullptr)},
+          {"place", placed ? Json(DangerPlaceName(danger.Place)) : Json(nullptr)},
           {"place_number", placed ? NumberOrNull(danger.PlaceNumber) : Json(nullptr)},
           {"count", danger.Count},
           {"total", danger.Total},
@@ -147,6 +129,24 @@ Json MakeJson(const Danger& danger, const std::string& text) {
 }
 
 }  // namespace
+
+const char* DangerPlaceName(DangerPlace place) {
+  switch (place) {
+    case DangerPlace::kReservedDrives:
+      return "reserved_drives";
+    case DangerPlace::kDisabledDrives:
+      return "disabled_drives";
+    case DangerPlace::kGroup:
+      return "group";
+    case DangerPlace::kRaidTapes:
+      return "raid_tapes";
+    case DangerPlace::kRaidChangers:
+      return "raid_changers";
+    case DangerPlace::kNone:
+      break;
+  }
+  return "";
+}
 
 std::string DangerName(DangerCode code) { return kNames[static_cast<std::size_t>(code)]; }
 

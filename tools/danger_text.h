@@ -17,6 +17,9 @@ std::string DangerName(DangerCode code);
 // The code of that name. Nothing when there is none.
 std::optional<DangerCode> DangerNamed(const std::string& name);
 
+// Where a list of members stands, for programs: "raid_tapes" and so on; empty for none.
+const char* DangerPlaceName(DangerPlace place);
+
 // All names, separated by commas.
 std::string AllDangerNames();
 

@@ -168,8 +168,7 @@ Result<ExitStatus> ShowHardware(const Options& options, bool tree, const Listing
   const std::vector<Warning> warnings = DoubtfulIdentities(units);
   if (listing.json) {
     for (const Warning& warning : warnings) {
-      AddJsonWarning(warning.code, Joined(warning.units) + ' ' + warning.text,
-                     {{"units", warning.units}});
+      AddJsonWarning(warning.code, Joined(warning.units) + ' ' + warning.text, warning.units);
     }
     PrintJson({{"units", UnitListing().AsJson(units, listing)}});
     return ExitStatus::kDone;

@@ -185,7 +185,7 @@ Result<ExitStatus> Diff(const Options& options, const Number& first, const Numbe
   if (json) {
     Json members = {{"first", texts.first}, {"last", texts.last}};
     members["changes"] = DifferenceJson(difference);
-    if (as_text) members["text"] = text;
+    members["text"] = as_text ? Json(text) : Json(nullptr);
     PrintJson(members);
   } else if (as_text) {
     std::cout << text;
@@ -247,7 +247,7 @@ Result<ExitStatus> Undo(const Options& options, const UndoChoices& choices) {
     return report->Status();
   };
   return RunGuardedEdit(options, choices.guard, "Take this back?", edit,
-                        {{"undone", HistoryListing().AsJson(undone, {})}},
+                        {{"undone", HistoryListing().AsJson(undone, {})}, {"check", nullptr}},
                         choices.hardware_differs ? check : FollowUp());
 }
 

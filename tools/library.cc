@@ -59,43 +59,10 @@ std::string NameOf(const ChangerLine& line) {
                               : AddressText(line.Unit().record.Address);
 }
 
-Term RecognisedByName(RecognisedBy by) {
-  switch (by) {
-    case RecognisedBy::kSerialNumber:
-      return {"serial_number", "serial number"};
-    case RecognisedBy::kWorldWideId:
-      return {"world_wide_id", "World Wide ID"};
-    case RecognisedBy::kAddress:
-      return {"address", "address"};
-    case RecognisedBy::kDriveElement:
-      return {"drive_element", "the drive alone"};
-    case RecognisedBy::kNothing:
-      break;
-  }
-  return {};
-}
-
 Value Agreement(Witnesses witnesses) {
   if (witnesses == Witnesses::kAgree) return Value::YesNo(true);
   if (witnesses == Witnesses::kContradict) return Value::YesNo(false);
   return Value::Absent();
-}
-
-Term VerdictName(const LibraryChanger& changer) {
-  if (!changer.device) return {};
-  switch (changer.check.Verdict) {
-    case ReservationVerdict::kAgrees:
-      return {"agrees", "agrees"};
-    case ReservationVerdict::kIncomplete:
-      return {"incomplete", "incomplete"};
-    case ReservationVerdict::kOtherOrder:
-      return {"other_order", "another order"};
-    case ReservationVerdict::kOtherDrives:
-      return {"other_drives", "other drives"};
-    case ReservationVerdict::kUnknown:
-      break;
-  }
-  return {};
 }
 
 Value Counts(const LibraryChanger& changer, const std::vector<Element>& elements) {
@@ -147,7 +114,11 @@ const Listing<ChangerLine>& ChangerListing() {
            [](const ChangerLine& l) { return Reserved(*l.changer); }},
           {TextColumn("reservation", "Reservation",
                       "whether those are the drives of the library, in its order"),
-           [](const ChangerLine& l) { return Value::Name(VerdictName(*l.changer)); }},
+           [](const ChangerLine& l) {
+             return l.changer->device
+                        ? Value::Name(ReservationVerdictName(l.changer->check.Verdict))
+                        : Value::Absent();
+           }},
           {NodesColumn(kExtra),
            [](const ChangerLine& l) { return NodesValue(l.Unit().answers.nodes); }},
           {LinksColumn(), [](const ChangerLine& l) { return LinksValue(l.Unit().answers.nodes); }},
@@ -353,7 +324,7 @@ void PrintJsonOf(const Shown& shown, const Choices& choices) {
   for (const ChangerLine& line : shown.changers) {
     Json changer = ChangerListing().AsJson(line, all);
     changer["drives"] = DriveListing().AsJson(DrivesOf(line), choices.listing);
-    if (choices.slots) changer["elements"] = SlotListing().AsJson(SlotsOf(line), all);
+    changer["elements"] = choices.slots ? SlotListing().AsJson(SlotsOf(line), all) : Json(nullptr);
     changers.push_back(std::move(changer));
     for (const Remark& remark : RemarksOn(line)) AddJsonWarning(remark.code, remark.text);
   }

@@ -263,6 +263,38 @@ void AddReservations(LibraryMap& map, const std::vector<DeviceRecord>& configure
 
 }  // namespace
 
+Term RecognisedByName(RecognisedBy by) {
+  switch (by) {
+    case RecognisedBy::kSerialNumber:
+      return {"serial_number", "serial number"};
+    case RecognisedBy::kWorldWideId:
+      return {"world_wide_id", "World Wide ID"};
+    case RecognisedBy::kAddress:
+      return {"address", "address"};
+    case RecognisedBy::kDriveElement:
+      return {"drive_element", "the drive alone"};
+    case RecognisedBy::kNothing:
+      break;
+  }
+  return {};
+}
+
+Term ReservationVerdictName(ReservationVerdict verdict) {
+  switch (verdict) {
+    case ReservationVerdict::kAgrees:
+      return {"agrees", "agrees"};
+    case ReservationVerdict::kIncomplete:
+      return {"incomplete", "incomplete"};
+    case ReservationVerdict::kOtherOrder:
+      return {"other_order", "another order"};
+    case ReservationVerdict::kOtherDrives:
+      return {"other_drives", "other drives"};
+    case ReservationVerdict::kUnknown:
+      break;
+  }
+  return {};
+}
+
 bool LibraryDrive::IsIdentified() const {
   return !element.serial_number.empty() || !element.world_wide_id.empty();
 }

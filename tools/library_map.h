@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "attached.h"
+#include "listing.h"
 #include "platform/hardware/element_pages.h"
 #include "reconfig/changer_drives.h"
 #include "records/device_record.h"
@@ -17,13 +18,20 @@
 namespace devprep::tool {
 
 // What a drive was recognised by in a drive element.
-enum class RecognisedBy {
+enum class RecognisedBy : std::uint8_t {
   kNothing,
   kSerialNumber,  // that the changer gives
   kWorldWideId,   // that the changer gives
   kAddress,       // target and logical unit that the changer gives
   kDriveElement   // the drive's own word alone
 };
+
+// Without identifier for kNothing.
+Term RecognisedByName(RecognisedBy by);
+
+// Whether the reserved drives of a changer are those of its library; without identifier for
+// kUnknown.
+Term ReservationVerdictName(ReservationVerdict verdict);
 
 // Changer and drive both say where the drive is.
 enum class Witnesses {

@@ -126,6 +126,15 @@ ExitStatus Run(int argc, char** argv) {
   return RunCommand(invocation.command);
 }
 
+// Of what a standard library says that has just run out of memory, for instance.
+void PrintUnexpected(const std::exception& failure) {
+  try {
+    devprep::tool::PrintError({failure.what()});
+  } catch (const std::exception&) {
+    std::cerr << "devprep: " << failure.what() << '\n';
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -133,8 +142,7 @@ int main(int argc, char** argv) {
   try {
     return static_cast<int>(Run(argc, argv));
   } catch (const std::exception& failure) {  // of the standard library, as when memory runs out
-    std::cout.flush();
-    std::cerr << "devprep: " << failure.what() << '\n';
+    PrintUnexpected(failure);
     return static_cast<int>(ExitStatus::kFailed);
   }
 }

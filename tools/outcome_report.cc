@@ -19,18 +19,18 @@
 namespace devprep::tool {
 namespace {
 
-const char* ChangeName(Change change) {
+Outcome OutcomeOf(Change change) {
   switch (change) {
     case Change::kKept:
-      return "kept";
+      return Outcome::kKept;
     case Change::kMoved:
-      return "moved";
+      return Outcome::kMoved;
     case Change::kMerged:
-      return "merged";
+      return Outcome::kMerged;
     case Change::kGone:
       break;
   }
-  return "gone";
+  return Outcome::kGone;
 }
 
 void AddOldIdentity(const DeviceRecord& record, DeviceLine& line) {
@@ -51,7 +51,7 @@ DeviceLine Describe(const DeviceRecord& found) {
   line.description = CleanText(found.Description, sizeof found.Description);
   line.new_serial_number = FoundSerialNumberText(found.Number);
   line.new_world_wide_id = WorldWideIdText(found);
-  line.outcome = "new";
+  line.outcome = Outcome::kNew;
   return line;
 }
 
@@ -69,7 +69,7 @@ std::vector<DeviceLine> DeviceLines() {
       line.old_address = AddressText(device.Old.Address);
       line.recognised_by = device.RecognisedBy;
       AddOldIdentity(device.Old, line);
-      line.outcome = ChangeName(device.Became);
+      line.outcome = OutcomeOf(device.Became);
       lines.push_back(std::move(line));
     }
     if (!known) lines.push_back(Describe(FoundDevices[n]));
@@ -82,10 +82,11 @@ std::vector<DeviceLine> DeviceLines() {
     line.old_number = k;
     line.old_address = AddressText(device.Old.Address);
     line.type = device.Old.Type;
-    line.description = readable
-                           ? CleanText(device.StoredDescription, sizeof device.StoredDescription)
-                           : "(record could not be read)";
-    line.outcome = ChangeName(device.Became);
+    if (readable) {
+      line.description = CleanText(device.StoredDescription, sizeof device.StoredDescription);
+    }
+    line.readable = readable;
+    line.outcome = OutcomeOf(device.Became);
     AddOldIdentity(device.Old, line);
     lines.push_back(std::move(line));
   }
@@ -93,13 +94,13 @@ std::vector<DeviceLine> DeviceLines() {
 }
 
 // What became of a whole list of members.
-std::string ListOutcome(const Members& members) {
+Outcome ListOutcome(const Members& members) {
   const auto became = [&members](Change change) {
     return std::count_if(members.begin(), members.end(),
                          [change](const MemberOutcome& member) { return member.Became == change; });
   };
-  if (became(Change::kGone) != 0) return "members_lost";
-  return became(Change::kMoved) == 0 ? "kept" : "renumbered";
+  if (became(Change::kGone) != 0) return Outcome::kMembersLost;
+  return became(Change::kMoved) == 0 ? Outcome::kKept : Outcome::kRenumbered;
 }
 
 std::vector<ReservationLine> ReservationLines() {
@@ -125,7 +126,7 @@ std::vector<GroupLine> GroupLines() {
     line.name = CleanText(group.Name, sizeof group.Name);
     line.kind = group.OldKind;
     line.members = {group.Members, group.Members + group.MemberCount};
-    line.outcome = group.NewKind != group.OldKind ? "emptied" : ListOutcome(line.members);
+    line.outcome = group.NewKind != group.OldKind ? Outcome::kEmptied : ListOutcome(line.members);
     lines.push_back(std::move(line));
   }
   return lines;
@@ -173,14 +174,18 @@ std::uint16_t CountLost(const Members& members) {
                     [](const MemberOutcome& member) { return member.NewNumber == kDeviceGone; }));
 }
 
-Value OutcomeValue(const std::string& outcome) {
-  return Value::Name({outcome, outcome == "members_lost" ? "members lost" : outcome});
-}
-
-Colour ColourOf(const std::string& outcome) {
-  if (outcome == "kept") return Colour::kPlain;
-  if (outcome == "new") return Colour::kGood;
-  return outcome == "moved" || outcome == "renumbered" ? Colour::kChanged : Colour::kBad;
+Colour ColourOf(Outcome outcome) {
+  switch (outcome) {
+    case Outcome::kKept:
+      return Colour::kPlain;
+    case Outcome::kNew:
+      return Colour::kGood;
+    case Outcome::kMoved:
+    case Outcome::kRenumbered:
+      return Colour::kChanged;
+    default:
+      return Colour::kBad;
+  }
 }
 
 template <typename Item>
@@ -208,7 +213,7 @@ Value OldOrNewNumber(const std::optional<std::uint16_t>& number) {
 template <typename Item>
 Column<Item> OutcomeColumn() {
   return {TextColumn("outcome", "Outcome", "what became of it", Importance::kKey),
-          [](const Item& item) { return OutcomeValue(item.outcome); }};
+          [](const Item& item) { return Value::Name(OutcomeName(item.outcome)); }};
 }
 
 const Listing<DeviceLine>& DeviceOutcomeListing() {
@@ -226,7 +231,10 @@ const Listing<DeviceLine>& DeviceOutcomeListing() {
        {TextColumn("type", "Type", "device type"),
         [](const DeviceLine& d) { return Value::Name(TypeName(d.type)); }},
        {WrappingColumn("description", "Description", "vendor, product and revision"),
-        [](const DeviceLine& d) { return Value::Text(d.description); }},
+        [](const DeviceLine& d) {
+          return d.readable ? Value::Text(d.description)
+                            : Value::Record(nullptr, "(record could not be read)");
+        }},
        {TextColumn("recognised_by", "Recognised by", "what the device was recognised by"),
         [](const DeviceLine& d) { return Value::Name(CriterionName(d.recognised_by)); }},
        {WrappingColumn("serial_number", "Serial number", "serial number, before and now", kExtra),
@@ -297,23 +305,23 @@ std::vector<LostSetting> LostSettings() {
     now.Number = device.NewNumber;
     now.CleaningTapeSlot = now.DefaultBlockFactor = kNotSet;
     if (device.NewNumber != kDeviceGone) ReadDeviceRecord(&now);
-    const std::string of = "device " + std::to_string(k);
     for (const SettingInfo& setting : DeviceSettings()) {
       if (setting.IsSet(device.Old) && now.*setting.field != device.Old.*setting.field) {
-        lost.push_back({of, setting.Named(), setting.Of(device.Old).AsText()});
+        lost.push_back({"device", k, setting.Named(), setting.Of(device.Old)});
       }
     }
     if (device.Old.UnReservedDriveCount != 0) {
-      lost.push_back({of,
+      const std::uint16_t count = device.Old.UnReservedDriveCount;
+      lost.push_back({"device",
+                      k,
                       {"unreserved_drives", "unreserved drives"},
-                      Count(device.Old.UnReservedDriveCount, "drive")});
+                      Value::Quantity(count, Count(count, "drive"))});
     }
   }
   for (std::uint16_t i = 0; i < LastPass.OldGroupCount; ++i) {
     if (LastPass.Groups[i].OldAttribute == 0) continue;
-    lost.push_back({"group " + std::to_string(i),
-                    {"attribute", "attribute"},
-                    std::to_string(LastPass.Groups[i].OldAttribute)});
+    lost.push_back(
+        {"group", i, {"attribute", "attribute"}, Value::Number(LastPass.Groups[i].OldAttribute)});
   }
   return lost;
 }
@@ -321,16 +329,18 @@ std::vector<LostSetting> LostSettings() {
 const Listing<LostSetting>& LostSettingListing() {
   static const Listing<LostSetting> listing(
       {{TextColumn("of", "Setting of", "device or group before", Importance::kKey),
-        [](const LostSetting& s) { return Value::Text(s.of); }},
+        [](const LostSetting& s) {
+          return Value::Record({{"kind", s.of}, {"number", s.number}}, Named(s.of, s.number));
+        }},
        {TextColumn("name", "Lost", "setting that no device has any more", Importance::kKey),
         [](const LostSetting& s) { return Value::Name(s.name); }},
        {TextColumn("value", "Was", "its value", Importance::kKey),
-        [](const LostSetting& s) { return Value::Text(s.value); }}},
+        [](const LostSetting& s) { return s.value; }}},
       [](const LostSetting&) { return Colour::kBad; });
   return listing;
 }
 
-std::size_t CountOutcome(const OutcomeReport& report, const char* outcome) {
+std::size_t CountOutcome(const OutcomeReport& report, Outcome outcome) {
   return static_cast<std::size_t>(
       std::count_if(report.devices.begin(), report.devices.end(),
                     [outcome](const DeviceLine& device) { return device.outcome == outcome; }));
@@ -346,7 +356,7 @@ void PrintBelow(const Listing<Item>& listing, const std::vector<Item>& items) {
 template <typename Line>
 bool AllKept(const std::vector<Line>& lines) {
   return std::all_of(lines.begin(), lines.end(),
-                     [](const Line& line) { return line.outcome == "kept"; });
+                     [](const Line& line) { return line.outcome == Outcome::kKept; });
 }
 
 Json DangersJson(const OutcomeReport& report) {
@@ -356,6 +366,28 @@ Json DangersJson(const OutcomeReport& report) {
 }
 
 }  // namespace
+
+Term OutcomeName(Outcome outcome) {
+  switch (outcome) {
+    case Outcome::kKept:
+      return {"kept", "kept"};
+    case Outcome::kNew:
+      return {"new", "new"};
+    case Outcome::kMoved:
+      return {"moved", "moved"};
+    case Outcome::kMerged:
+      return {"merged", "merged"};
+    case Outcome::kRenumbered:
+      return {"renumbered", "renumbered"};
+    case Outcome::kMembersLost:
+      return {"members_lost", "members lost"};
+    case Outcome::kEmptied:
+      return {"emptied", "emptied"};
+    case Outcome::kGone:
+      break;
+  }
+  return {"gone", "gone"};
+}
 
 OutcomeReport ReadOutcome() {
   OutcomeReport report;
@@ -386,14 +418,15 @@ void PrintOutcome(const OutcomeReport& report) {
     std::cout << "and " << Count(report.dangers_left_out, "danger") << " more\n";
   }
   if (!report.dangers.empty()) std::cout << '\n';
-  std::cout << Count(FoundDeviceCount, "device") << " found, " << CountOutcome(report, "new")
-            << " new. Of " << Count(LastPass.OldDeviceCount, "old device") << ", "
-            << CountOutcome(report, "kept") << " kept, " << CountOutcome(report, "moved")
-            << " moved, ";
-  if (const std::size_t merged = CountOutcome(report, "merged"); merged != 0) {
+  std::cout << Count(FoundDeviceCount, "device") << " found, "
+            << CountOutcome(report, Outcome::kNew) << " new. Of "
+            << Count(LastPass.OldDeviceCount, "old device") << ", "
+            << CountOutcome(report, Outcome::kKept) << " kept, "
+            << CountOutcome(report, Outcome::kMoved) << " moved, ";
+  if (const std::size_t merged = CountOutcome(report, Outcome::kMerged); merged != 0) {
     std::cout << merged << " merged, ";
   }
-  std::cout << CountOutcome(report, "gone") << " gone.\n";
+  std::cout << CountOutcome(report, Outcome::kGone) << " gone.\n";
   PrintBelow(DeviceOutcomeListing(), report.devices);
   PrintBelow(ReservationListing(), report.reservations);
   PrintBelow(GroupListing(), report.groups);
@@ -406,6 +439,7 @@ void PrintDevices(const OutcomeReport& report) { DeviceOutcomeListing().Print(re
 Json OutcomeJson(const OutcomeReport& report) {
   const ListingOptions all;
   return {{"dangers", DangersJson(report)},
+          {"dangers_left_out", report.dangers_left_out},
           {"devices", DeviceOutcomeListing().AsJson(report.devices, all)},
           {"reserved_drives", ReservationListing().AsJson(report.reservations, all)},
           {"groups", GroupListing().AsJson(report.groups, all)},

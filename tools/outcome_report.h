@@ -14,6 +14,19 @@
 
 namespace devprep::tool {
 
+// What became of a device, or of a list of members.
+enum class Outcome : std::uint8_t {
+  kKept,
+  kNew,
+  kMoved,
+  kMerged,
+  kGone,
+  kRenumbered,   // of a list: the same members under other numbers
+  kMembersLost,  // of a list
+  kEmptied       // of a group: it has no kind any more
+};
+Term OutcomeName(Outcome outcome);
+
 struct DeviceLine {
   std::optional<std::uint16_t> old_number;
   std::optional<std::uint16_t> new_number;
@@ -21,7 +34,8 @@ struct DeviceLine {
   std::string new_address;
   std::uint16_t type = 0;
   std::string description;
-  std::string outcome;
+  bool readable = true;  // the record of one that is gone
+  Outcome outcome = Outcome::kKept;
   MatchCriterion recognised_by = MatchCriterion::kNone;
   std::string old_serial_number;
   std::string new_serial_number;
@@ -35,13 +49,13 @@ struct GroupLine {
   std::uint16_t number = 0;
   std::string name;
   std::uint16_t kind = kGroupNone;
-  std::string outcome;
+  Outcome outcome = Outcome::kKept;
   Members members;  // of a changer group the changer
 };
 
 struct RaidLine {
   std::uint16_t number = 0;
-  std::string outcome;
+  Outcome outcome = Outcome::kKept;
   Members tapes;
   Members changers;
 };
@@ -49,15 +63,16 @@ struct RaidLine {
 // The drives reserved to a changer that is still there.
 struct ReservationLine {
   MemberOutcome changer;
-  std::string outcome;
+  Outcome outcome = Outcome::kKept;
   Members drives;
 };
 
 // A stored setting that the pass leaves at no device.
 struct LostSetting {
-  std::string of;  // "device 3", "group 0"
+  const char* of = "device";  // or "group"
+  std::uint16_t number = 0;
   Term name;
-  std::string value;
+  Value value = Value::Absent();
 };
 
 struct OutcomeReport {

@@ -522,18 +522,18 @@ class PlanBuilder {
   void AddFate(const DeviceLine& line) {
     PictureDevice* before = line.old_number ? Find(0, *line.old_number) : nullptr;
     PictureDevice* after = line.new_number ? Find(1, *line.new_number) : nullptr;
-    const Fate both = line.outcome == "kept" ? Fate::kStays : Fate::kMoves;
+    const Fate both = line.outcome == Outcome::kKept ? Fate::kStays : Fate::kMoves;
     const std::string by = CriterionName(line.recognised_by).text;
     if (before != nullptr) {
       before->fate = after == nullptr ? Fate::kGoes : both;
       if (after != nullptr) before->other = index_of_[1][*line.new_number];
-      AddFact(*before, "Outcome", line.outcome);
+      AddFact(*before, "Outcome", OutcomeName(line.outcome).text);
       if (after != nullptr) AddFact(*before, "Becomes", Place(*after));
     }
     if (after != nullptr) {
       after->fate = before == nullptr ? Fate::kComes : both;
       if (before != nullptr) after->other = index_of_[0][*line.old_number];
-      AddFact(*after, "Outcome", line.outcome);
+      AddFact(*after, "Outcome", OutcomeName(line.outcome).text);
       if (before != nullptr) AddFact(*after, "Was", Place(*before));
       AddFact(*after, "Recognised by", by);
     }
@@ -575,7 +575,7 @@ class PlanBuilder {
 
   void Summarise() {
     std::map<std::string, std::size_t> outcomes;
-    for (const DeviceLine& line : report_.devices) ++outcomes[line.outcome];
+    for (const DeviceLine& line : report_.devices) ++outcomes[OutcomeName(line.outcome).text];
     std::string counts;
     for (const char* outcome : {"kept", "moved", "merged", "new", "gone"}) {
       const std::size_t count = outcomes[outcome];

@@ -31,7 +31,7 @@ constexpr int kStandardError = 2;
 
 struct Report {
   bool json = false;
-  std::vector<std::string> errors;  // of the library, not told yet
+  std::vector<Error> errors;  // of the library, not told yet
   Json warnings = Json::array();
 };
 
@@ -52,19 +52,34 @@ const char* SeverityName(Severity severity) {
   return "error";
 }
 
-void TakeMessage(Severity severity, const std::string& text) {
-  Report& report = TheReport();
-  if (severity == Severity::kError) {
-    report.errors.push_back(text);
-  } else if (report.json) {
-    report.warnings.push_back(
-        {{"severity", SeverityName(severity)}, {"code", nullptr}, {"message", text}});
-  } else {
-    std::cerr << "devprep: " << SeverityName(severity) << ": " << text << '\n';
-  }
+Json TextOrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
+
+// The members that errors and warnings share.
+Json MessageJson(const Error& message) {
+  return {{"code", TextOrNull(message.code)},
+          {"message", message.message},
+          {"file", TextOrNull(message.file)},
+          {"line", message.line == 0 ? Json(nullptr) : Json(message.line)}};
 }
 
-Json TextOrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
+Json WarningJson(Severity severity, const Error& message,
+                 const std::vector<std::string>& units = {}) {
+  Json warning = {{"severity", SeverityName(severity)}};
+  warning.update(MessageJson(message));
+  warning["units"] = units;
+  return warning;
+}
+
+void TakeMessage(Severity severity, const Error& message) {
+  Report& report = TheReport();
+  if (severity == Severity::kError) {
+    report.errors.push_back(message);
+  } else if (report.json) {
+    report.warnings.push_back(WarningJson(severity, message));
+  } else {
+    std::cerr << "devprep: " << SeverityName(severity) << ": " << message.Text() << '\n';
+  }
+}
 
 }  // namespace
 
@@ -75,24 +90,25 @@ void StartReport(bool json) {
 
 bool ReportsJson() { return TheReport().json; }
 
-void AddJsonWarning(const char* code, const std::string& text, const Json& members) {
-  Json warning = {{"severity", "warning"}, {"code", code}, {"message", text}};
-  warning.update(members);
-  TheReport().warnings.push_back(std::move(warning));
+void AddJsonWarning(const char* code, const std::string& text,
+                    const std::vector<std::string>& units) {
+  Error warning{text};
+  warning.code = code;
+  TheReport().warnings.push_back(WarningJson(Severity::kWarning, warning, units));
 }
 
 Error TakeReportedError(const char* otherwise) {
-  std::vector<std::string>& errors = TheReport().errors;
+  std::vector<Error>& errors = TheReport().errors;
   if (errors.empty()) return {otherwise};
-  Error error = {std::move(errors.back())};
+  Error error = std::move(errors.back());
   errors.pop_back();
   return error;
 }
 
 void PrintJson(const Json& members) {
   Report& report = TheReport();
-  for (const std::string& text : report.errors) {
-    report.warnings.push_back({{"severity", "error"}, {"code", nullptr}, {"message", text}});
+  for (const Error& error : report.errors) {
+    report.warnings.push_back(WarningJson(Severity::kError, error));
   }
   report.errors.clear();
   Json listing = {{"format", kJsonFormat}};
@@ -104,11 +120,9 @@ void PrintJson(const Json& members) {
 
 void PrintError(const Error& error) {
   if (ReportsJson()) {
-    PrintJson({{"error",
-                {{"code", error.code.empty() ? "failed" : error.code},
-                 {"message", error.message},
-                 {"file", TextOrNull(error.file)},
-                 {"line", error.line == 0 ? Json(nullptr) : Json(error.line)}}}});
+    Json members = MessageJson(error);
+    if (error.code.empty()) members["code"] = "failed";
+    PrintJson({{"error", members}});
     return;
   }
   std::cout.flush();
@@ -117,8 +131,8 @@ void PrintError(const Error& error) {
 }
 
 void PrintKeptMessages() {
-  for (const std::string& text : std::exchange(TheReport().errors, {})) {
-    std::cerr << "devprep: " << text << '\n';
+  for (const Error& error : std::exchange(TheReport().errors, {})) {
+    std::cerr << "devprep: " << error.Text() << '\n';
   }
 }
 

@@ -4,6 +4,7 @@
 #define DEVPREP_TOOLS_REPORT_H_
 
 #include <string>
+#include <vector>
 
 #include "output.h"
 #include "platform/result.h"
@@ -17,9 +18,9 @@ void StartReport(bool json);
 // Whether JSON is printed.
 bool ReportsJson();
 
-// Adds a warning of the tool's own to the JSON: code is stable, units may be empty.
+// Adds a warning of the tool's own to the JSON: code is stable. units: addresses that it is about.
 void AddJsonWarning(const char* code, const std::string& text,
-                    const Json& members = Json::object());
+                    const std::vector<std::string>& units = {});
 
 // The error that the library reported last, which then counts as told. When there is none, an error
 // that says otherwise.

@@ -72,6 +72,20 @@ Term CriterionName(MatchCriterion criterion) {
   return {};
 }
 
+Term VerdictName(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::kAgrees:
+      return {"agrees", "agrees"};
+    case Verdict::kDiffers:
+      return {"differs", "differs"};
+    case Verdict::kTaken:
+      return {"taken", "taken"};
+    case Verdict::kAbsent:
+      break;
+  }
+  return {"absent", "absent"};
+}
+
 Term GroupKindName(std::uint16_t kind) {
   switch (kind) {
     case kGroupTape:

@@ -21,6 +21,9 @@ Term TypeName(std::uint16_t type);
 // What a device was recognised by; without identifier for kNone.
 Term CriterionName(MatchCriterion criterion);
 
+// What a criterion says of a candidate: agrees, differs, taken or absent.
+Term VerdictName(Verdict verdict);
+
 // tape "tape group" and so on.
 Term GroupKindName(std::uint16_t kind);
 

@@ -28,12 +28,18 @@ const char* PrefixOf(Severity severity) {
 void SetMessageSink(MessageSink sink) { Sink() = std::move(sink); }
 
 void ReportMessage(Severity severity, std::string_view text) {
-  const std::string printable = PrintableText(text);
+  ReportMessage(severity, Error{std::string(text)});
+}
+
+void ReportMessage(Severity severity, const Error& message) {
+  Error printable = message;
+  printable.message = PrintableText(message.message);
+  printable.file = PrintableText(message.file);
   if (Sink()) {
     Sink()(severity, printable);
     return;
   }
-  std::fprintf(stderr, "devprep: %s%s\n", PrefixOf(severity), printable.c_str());
+  std::fprintf(stderr, "devprep: %s%s\n", PrefixOf(severity), printable.Text().c_str());
   std::fflush(stderr);
 }
 

@@ -99,9 +99,10 @@ class HardwareChoice {
   }
 
   void Use(Result<std::unique_ptr<HardwareSource>> opened) {
-    const std::string problem = opened ? "" : opened.Failure().Text();
+    const Error failure = opened ? Error() : opened.Failure();
+    const std::string problem = failure.Text();
     source_ = opened ? *std::move(opened) : nullptr;
-    if (problem != reported_ && !problem.empty()) ReportMessage(Severity::kError, problem);
+    if (problem != reported_ && !problem.empty()) ReportMessage(Severity::kError, failure);
     reported_ = problem;
   }
 

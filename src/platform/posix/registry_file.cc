@@ -57,7 +57,7 @@ int RegistryFile::Begin(bool on_copy) {
   if (!on_copy && writable_ && Exists(folder_)) {
     if (const Result<> locked = Lock(); !locked) {
       if (locked.Failure().system_error == EWOULDBLOCK) {
-        ReportMessage(Severity::kError, locked.Failure().Text());
+        ReportMessage(Severity::kError, locked.Failure());
         return ERROR_ACCESS_DENIED;
       }
       // What is there can still be read.
@@ -98,7 +98,7 @@ int RegistryFile::Load() {
 }
 
 int RegistryFile::Refuse(const Error& error, int status) {
-  if (error.Text() != refusal_) ReportMessage(Severity::kError, error.Text());
+  if (error.Text() != refusal_) ReportMessage(Severity::kError, error);
   refusal_ = error.Text();
   load_status_ = status;
   return status;
@@ -146,7 +146,7 @@ bool RegistryFile::PrepareChange() {
 // Whatever else this transaction does, nothing of it is stored.
 void RegistryFile::Fail(const Error& error) {
   failed_ = true;
-  ReportMessage(Severity::kError, error.Text());
+  ReportMessage(Severity::kError, error);
 }
 
 // Stores what changed, if it makes a difference.

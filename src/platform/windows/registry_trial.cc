@@ -202,7 +202,7 @@ Trial& TheTrial() {
 
 bool RegistryBeginTrial() {
   const auto begun = TheTrial().Begin();
-  if (!begun) ReportMessage(Severity::kError, begun.Failure().Text());
+  if (!begun) ReportMessage(Severity::kError, begun.Failure());
   return bool(begun);
 }
 

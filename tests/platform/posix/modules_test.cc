@@ -57,7 +57,7 @@ TEST(ProductModule, IsLoadedOnlyFromWhereNobodyElseMayWrite) {
     fs::copy_file(DEVPREP_TEST_MODULES "/no_entries.module", folder / "home/M.DLL");
     c.prepare(folder, folder / "home/M.DLL");
     std::string warning;
-    SetMessageSink([&](Severity, const std::string& text) { warning += text; });
+    SetMessageSink([&](Severity, const Error& message) { warning += message.Text(); });
     const HMODULE module = LoadProductModule((folder.string() + "\\home\\M.DLL").c_str());
     SetMessageSink(nullptr);
     EXPECT_EQ(module != nullptr, c.warning == "-") << c.warning;
