@@ -11,8 +11,12 @@
 #include "commands.h"
 #include "danger_text.h"
 #include "discovery/scsi_probe.h"
+#include "machine.h"
+#include "metrics.h"
 #include "outcome_report.h"
 #include "pass.h"
+#include "platform/messages.h"
+#include "platform/raw_scsi.h"
 #include "reconfig/identity.h"
 #include "reconfig/outcome.h"
 #include "records/device_record.h"
@@ -33,7 +37,30 @@ std::string DeviceText(const DeviceRecord& device) {
   return serial.empty() ? text : text + ", serial number " + serial;
 }
 
-void CheckDevices(std::vector<Deviation>& deviations) {
+CheckedDevice FoundAs(std::optional<std::uint16_t> number, const DeviceRecord& found) {
+  return {.number = number,
+          .up = !IsProbedType(found.Type) || FoundDeviceAnswered[found.Number] != 0,
+          .address = found.Address,
+          .type = found.Type,
+          .description = CleanText(found.Description, sizeof found.Description),
+          .serial_number = FoundSerialNumberText(found.Number),
+          .world_wide_id = WorldWideIdText(found),
+          .time_to_answer = TimeToAnswer(ScsiAddressOf(found.Address))};
+}
+
+CheckedDevice GoneAs(std::uint16_t number, const OldDeviceOutcome& device) {
+  return {.number = number,
+          .up = false,
+          .address = device.Old.Address,
+          .type = device.Old.Type,
+          .description = CleanText(device.StoredDescription, sizeof device.StoredDescription),
+          .serial_number = SerialNumberText(device.Old.SerialNumber),
+          .world_wide_id = WorldWideIdText(device.Old),
+          .time_to_answer = std::nullopt};
+}
+
+void CheckDevices(CheckReport& check) {
+  std::vector<Deviation>& deviations = check.deviations;
   bool known[kMaxFoundDevices] = {};
   for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
     const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
@@ -42,6 +69,7 @@ void CheckDevices(std::vector<Deviation>& deviations) {
     };
     if (device.NewNumber == kDeviceGone) {
       add(DeviationCode::kGone, "not attached: " + DeviceText(device.Old));
+      check.devices.push_back(GoneAs(k, device));
       continue;
     }
     known[device.NewNumber] = true;
@@ -54,7 +82,8 @@ void CheckDevices(std::vector<Deviation>& deviations) {
                                         ", configured with serial number " +
                                         SerialNumberText(device.Old.SerialNumber));
     }
-    if (IsProbedType(found.Type) && FoundDeviceAnswered[device.NewNumber] == 0) {
+    check.devices.push_back(FoundAs(k, found));
+    if (!check.devices.back().up) {
       add(DeviationCode::kSilent, "does not answer: " + DeviceText(found));
     }
   }
@@ -65,10 +94,13 @@ void CheckDevices(std::vector<Deviation>& deviations) {
                           std::nullopt,
                           AddressText(FoundDevices[n].Address),
                           "attached, not configured: " + DeviceText(FoundDevices[n])});
+    check.devices.push_back(FoundAs(std::nullopt, FoundDevices[n]));
   }
+  check.devices_configured = LastPass.OldDeviceCount;
+  check.devices_found = FoundDeviceCount;
 }
 
-void CheckLists(std::vector<Deviation>& deviations) {
+void CheckLists(CheckReport& check) {
   for (std::uint16_t k = 0; k < LastPass.OldDeviceCount; ++k) {
     const OldDeviceOutcome& device = LastPass.OldDeviceMap[k];
     for (std::uint16_t j = 0; j < device.Old.ReservedDriveCount; ++j) {
@@ -77,11 +109,11 @@ void CheckLists(std::vector<Deviation>& deviations) {
           LastPass.OldDeviceMap[drive].NewNumber != kDeviceGone) {
         continue;
       }
-      deviations.push_back({DeviationCode::kReservedDriveMissing,
-                            {"changer", "changer"},
-                            k,
-                            "",
-                            "its reserved drive " + std::to_string(drive) + " is not there"});
+      check.deviations.push_back({DeviationCode::kReservedDriveMissing,
+                                  {"changer", "changer"},
+                                  k,
+                                  "",
+                                  "its reserved drive " + std::to_string(drive) + " is not there"});
     }
   }
   for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
@@ -92,15 +124,47 @@ void CheckLists(std::vector<Deviation>& deviations) {
                          (raid.StoredTapes - raid.Old.TapeCount) +
                          (raid.StoredChangers - raid.Old.ChangerCount);
     const bool incomplete = (raid.Old.Flags & DEVPREP_RAID_CHANGER_INCOMPLETE) != 0;
-    if (missing == 0 && !incomplete) continue;
-    deviations.push_back({DeviationCode::kRaidIncomplete,
-                          {"raid", "RAID"},
-                          n,
-                          "",
-                          missing != 0
-                              ? Count(static_cast<std::size_t>(missing), "member") + " not there"
-                              : "not all drives of its changers are in it"});
+    const bool complete = missing == 0 && !incomplete;
+    if (raid.Read || !complete) check.raids.push_back({n, complete});
+    if (complete) continue;
+    check.deviations.push_back(
+        {DeviationCode::kRaidIncomplete,
+         {"raid", "RAID"},
+         n,
+         "",
+         missing != 0 ? Count(static_cast<std::size_t>(missing), "member") + " not there"
+                      : "not all drives of its changers are in it"});
   }
+}
+
+// The check, with its metrics in a file where one is named. What cannot be written there keeps
+// nothing of the check back.
+Result<ExitStatus> Check(const Options& options, bool json, const std::string& metrics_file) {
+  const auto start = std::chrono::steady_clock::now();
+  const Result<CheckReport> report = RunCheck(options);
+  Result<> written;
+  if (!metrics_file.empty()) {
+    written = WriteMetrics(metrics_file, report, std::chrono::steady_clock::now() - start);
+  }
+  if (!report) {
+    if (!written) ReportMessage(Severity::kError, written.Failure().Text());
+    return report.Failure();
+  }
+  if (json) {
+    Json members = CheckJson(*report);
+    if (!written) members["error"] = ErrorJson(written.Failure());
+    PrintJson(members);
+    return written ? report->Status() : ExitStatus::kFailed;
+  }
+  PrintCheck(*report);
+  if (!written) return written.Failure();
+  return report->Status();
+}
+
+// What is wrong with the name of a file for metrics. Empty: nothing.
+std::string CheckMetricsFile(const std::string& name) {
+  if (name != "-") return "";
+  return "the metrics go to a file, which keeps the time of the last good check";
 }
 
 }  // namespace
@@ -125,9 +189,10 @@ Result<CheckReport> RunCheck(const Options& options) {
     // Devices are followed, so that one that moved is not taken for one that is gone and a new one.
     Result<OutcomeReport> report = RunPass(true);
     if (!report) return report.Failure();
-    CheckDevices(check.deviations);
-    CheckLists(check.deviations);
+    CheckDevices(check);
+    CheckLists(check);
     for (DangerReport& danger : report->dangers) {
+      ++check.dangers_by_code[static_cast<std::size_t>(danger.code)];
       // Each of these is told of its device already, unless it has no number.
       const bool told = danger.code == DangerCode::kReplaced ||
                         (danger.code == DangerCode::kSilent && danger.json["unit"].is_null());
@@ -170,15 +235,16 @@ void AddCheckCommand(CLI::App& app, Invocation& invocation) {
   CLI::App* command = app.add_subcommand(
       "check", "Tell what is not as it is configured, a line each, and change nothing");
   const auto json = std::make_shared<bool>(false);
+  const auto metrics_file = std::make_shared<std::string>();
   command->add_flag("--json", *json, "Print JSON");
-  OnCommand(command, invocation, [&invocation, json]() -> Result<ExitStatus> {
-    const Result<CheckReport> report = RunCheck(invocation.options);
-    if (!report) return report.Failure();
-    if (*json)
-      PrintJson(CheckJson(*report));
-    else
-      PrintCheck(*report);
-    return report->Status();
+  command
+      ->add_option("--metrics", *metrics_file,
+                   "Write metrics for Prometheus to this file, for the node exporter's folder of "
+                   "text files")
+      ->option_text("FILE")
+      ->check(CheckMetricsFile);
+  OnCommand(command, invocation, [&invocation, json, metrics_file] {
+    return Check(invocation.options, *json, *metrics_file);
   });
 }
 

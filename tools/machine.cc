@@ -1,5 +1,6 @@
 #include "machine.h"
 
+#include "metrics.h"
 #include "picture.h"
 #include "platform/registry/registry_text.h"
 
@@ -10,6 +11,9 @@ std::string CheckKind(const std::string& head, FileKind kind) {
     case FileKind::kRegistryText:
       if (IsRegistryText(head)) return "";
       return "this is neither an export nor a capture; --force replaces it all the same";
+    case FileKind::kMetrics:
+      if (IsMetrics(head)) return "";
+      return "these are no metrics that 'devprep check' wrote: name another file";
     case FileKind::kPicture:
       break;
   }

@@ -58,8 +58,12 @@ UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked);
 std::optional<std::string> AskSerialNumberPage(const ScsiAddress& unit);
 std::vector<std::string> NodeNamesOf(const ScsiAddress& unit);
 
+// How long a unit took when it was last asked, where that is known. Asks nothing. Within a session
+// that has hardware.
+std::optional<std::chrono::microseconds> TimeToAnswer(const ScsiAddress& unit);
+
 // What a file of this tool holds.
-enum class FileKind { kRegistryText, kPicture };
+enum class FileKind { kRegistryText, kPicture, kMetrics };
 
 // What is wrong with replacing a file that begins with head by one of that kind. Empty: nothing,
 // since it is one of that kind.

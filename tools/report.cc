@@ -118,11 +118,15 @@ void PrintJson(const Json& members) {
   std::cout << listing.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
+Json ErrorJson(const Error& error) {
+  Json members = MessageJson(error);
+  if (error.code.empty()) members["code"] = "failed";
+  return members;
+}
+
 void PrintError(const Error& error) {
   if (ReportsJson()) {
-    Json members = MessageJson(error);
-    if (error.code.empty()) members["code"] = "failed";
-    PrintJson({{"error", members}});
+    PrintJson({{"error", ErrorJson(error)}});
     return;
   }
   std::cout.flush();

@@ -26,6 +26,9 @@ void AddJsonWarning(const char* code, const std::string& text,
 // that says otherwise.
 Error TakeReportedError(const char* otherwise);
 
+// The member "error" of the JSON.
+Json ErrorJson(const Error& error);
+
 // Prints what is kept: the errors that no command took, and in JSON the warnings.
 void PrintJson(const Json& members);
 void PrintError(const Error& error);

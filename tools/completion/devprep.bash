@@ -25,7 +25,9 @@ _devprep() {
     history) options='--json --columns --wide --no-headings --help' ;;
     diff) options='--text --json --help' ;;
     undo) options='--json --yes --dry-run --hardware-differs --help' ;;
-    check) options='--json --help' ;;
+    check)
+      if [[ $prev == --metrics ]]; then compopt -o filenames; COMPREPLY=($(compgen -f -- "$cur")); return; fi
+      options='--json --metrics --help' ;;
     devices | tree | groups | raids) options='--json --columns --wide --no-headings --help' ;;
     hardware) options='--tree --json --columns --wide --no-headings --help' ;;
     library) options='--slots --json --columns --wide --no-headings --help' ;;

@@ -69,6 +69,10 @@ std::vector<std::string> NodeNamesOf(const ScsiAddress& unit) {
   return CurrentHardware()->NodeNames(unit);
 }
 
+std::optional<std::chrono::microseconds> TimeToAnswer(const ScsiAddress& unit) {
+  return CurrentHardware()->Condition(unit).time_to_answer;
+}
+
 UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked) {
   HardwareSource& hardware = *CurrentHardware();
   UnitAnswers answers;

@@ -64,6 +64,11 @@ std::optional<std::string> AskSerialNumberPage(const ScsiAddress& unit) {
 
 std::vector<std::string> NodeNamesOf(const ScsiAddress& /*unit*/) { return {}; }
 
+// The pass-through does not tell.
+std::optional<std::chrono::microseconds> TimeToAnswer(const ScsiAddress& /*unit*/) {
+  return std::nullopt;
+}
+
 // The pass-through has no call for a changer's elements.
 UnitAnswers AskUnit(const ScsiAddress& unit, Asked /*asked*/) {
   const auto start = std::chrono::steady_clock::now();
