@@ -29,8 +29,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-# Loaded when an iSCSI library is to be reached.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS libiscsi7)
+# Loaded when an iSCSI library is to be reached; what the service of the check needs.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libiscsi7, jq")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
   "It finds the SCSI tape drives and media changers attached now and keeps device
 numbers, settings, groups and tape RAIDs with their devices. The package holds

@@ -18,13 +18,18 @@ export PATH=/usr/sbin:/usr/bin:/sbin:/bin
 /bin/busybox --install -s
 for t in 1 2; do stty -F /dev/ttyS$t raw -echo -crtscts clocal; done
 for m in virtio_pci virtio_scsi sg st ch; do modprobe $m; done
+exec @START@
+"""
+
+RUN = """#!/bin/busybox sh
+export PATH=/usr/sbin:/usr/bin:/sbin:/bin
 cd /out
 sh /work/script >/out/output 2>&1 </dev/null
 echo $? >/out/status
 tar -cf - -C /out . >/dev/ttyS1
 stty -F /dev/ttyS1 sane
 sync
-poweroff -f
+busybox poweroff -f
 """
 
 
@@ -56,6 +61,14 @@ def shared_libraries(program):
     return re.findall(r"(/\S+\.so\S*)", listed)
 
 
+def add_program(program, tree, folder=None):
+    """Copies a program with its libraries, to the place that it has here or into another folder."""
+    for file in (program, *shared_libraries(program)):
+        into = tree + (folder if folder and file == program else os.path.dirname(file))
+        os.makedirs(into, exist_ok=True)
+        shutil.copy(file, into)
+
+
 def add_modules(root, version, folder):
     relative = os.path.join("lib/modules", version)
     wanted = set()
@@ -71,9 +84,11 @@ def add_modules(root, version, folder):
     subprocess.run(["busybox", "depmod", "-b", folder, version], check=True)
 
 
-def run(cache, programs, script, qemu=(), timeout=180):
+def run(cache, programs, script, qemu=(), timeout=180, prepare=None, start="/work/run"):
     """Boots, runs a shell script with the programs in its path, returns what it left in its
-    folder by name, its output as "output" and its exit status as "status"."""
+    folder by name, its output as "output" and its exit status as "status". prepare(tree) adds what
+    else the guest needs, and start is what takes over there as the first process; it has to start
+    /work/run."""
     root, version = unpack_kernel(cache)
     with tempfile.TemporaryDirectory(prefix="devprep-kernel-") as work:
         tree = os.path.join(work, "tree")
@@ -81,29 +96,29 @@ def run(cache, programs, script, qemu=(), timeout=180):
             os.makedirs(os.path.join(tree, name))
         shutil.copy("/bin/busybox", os.path.join(tree, "bin"))
         for program in [*TOOLS, *programs]:
-            shutil.copy(program, os.path.join(tree, "usr/bin"))
-            for library in shared_libraries(program):
-                os.makedirs(tree + os.path.dirname(library), exist_ok=True)
-                shutil.copy(library, tree + library)
+            add_program(program, tree, "/usr/bin")
         add_modules(root, version, tree)
-        for name, text in (("init", INIT), ("work/script", script)):
+        for name, text in (("init", INIT.replace("@START@", start)), ("work/run", RUN),
+                           ("work/script", script)):
             with open(os.path.join(tree, name), "w") as file:
                 file.write(text)
-        os.chmod(os.path.join(tree, "init"), 0o755)
+            os.chmod(os.path.join(tree, name), 0o755)
+        if prepare is not None:
+            prepare(tree)
         subprocess.run("find . | busybox cpio -o -H newc 2>/dev/null | gzip -1 > ../initrd",
                        shell=True, cwd=tree, check=True)
         files = {name: os.path.join(work, name) for name in ("console", "out.tar")}
-        subprocess.run(
-            ["qemu-system-x86_64", "-accel", "tcg", "-cpu", "max", "-m", "256", "-nographic",
-             "-monitor", "none", "-nic", "none", "-no-reboot",
-             "-kernel", f"{root}/boot/vmlinuz-{version}", "-initrd", f"{work}/initrd",
-             "-append", "console=ttyS0 quiet panic=-1",
-             "-serial", "file:" + files["console"], "-serial", "file:" + files["out.tar"], *qemu],
-            stdin=subprocess.DEVNULL, timeout=timeout, check=True)
+        qemu_command = [
+            "qemu-system-x86_64", "-accel", "tcg", "-cpu", "max", "-m", "512", "-nographic",
+            "-monitor", "none", "-nic", "none", "-no-reboot",
+            "-kernel", f"{root}/boot/vmlinuz-{version}", "-initrd", f"{work}/initrd",
+            "-append", "console=ttyS0 quiet panic=-1",
+            "-serial", "file:" + files["console"], "-serial", "file:" + files["out.tar"], *qemu]
         try:
+            subprocess.run(qemu_command, stdin=subprocess.DEVNULL, timeout=timeout, check=True)
             with tarfile.open(files["out.tar"]) as archive:
                 return {os.path.basename(member.name): archive.extractfile(member).read().decode()
                         for member in archive if member.isfile()}
-        except tarfile.TarError as error:
+        except (subprocess.TimeoutExpired, tarfile.TarError) as error:
             with open(files["console"], errors="replace") as console:
                 raise RuntimeError("the kernel gave nothing back:\n" + console.read()) from error
