@@ -24,6 +24,10 @@ struct Pairing {
 };
 
 bool SameName(const StoredDevice& a, const StoredDevice& b) {
+  // Of records that cannot be read nothing is known but their numbers.
+  if (!a.readable || !b.readable) {
+    return a.readable == b.readable && a.record.Number == b.record.Number;
+  }
   return a.record.Type == b.record.Type && a.description == b.description &&
          CompareIdentities(a.record, b.record) != IdentityVerdict::kOther;
 }
