@@ -75,8 +75,8 @@ const Listing<HistoryEntry>& HistoryListing() {
   return listing;
 }
 
-constexpr const char* kNoHistoryText =
-    "there is no history: the registry has not been changed, or none is kept (DEVPREP_HISTORY)";
+constexpr const char* kWhyNoHistory =
+    "the registry has not been changed, or no history is kept (DEVPREP_HISTORY)";
 
 Result<ExitStatus> History(const Options& options, const ListingOptions& listing) {
   std::vector<HistoryEntry> changes;
@@ -90,7 +90,7 @@ Result<ExitStatus> History(const Options& options, const ListingOptions& listing
   if (listing.json) {
     PrintJson({{"changes", HistoryListing().AsJson(changes, listing)}});
   } else if (changes.empty()) {
-    std::cout << "No changes: " << kNoHistoryText << ".\n";
+    std::cout << "No changes: " << kWhyNoHistory << ".\n";
   } else {
     HistoryListing().Print(changes, listing);
   }
@@ -103,7 +103,7 @@ Result<std::vector<HistoryEntry>> ChangesFrom(const Number& number) {
   if (!changes) return changes;
   Error error;
   if (changes->empty()) {
-    error = {kNoHistoryText};
+    error = {std::string("there is no history: ") + kWhyNoHistory};
     error.code = "no_history";
     return error;
   }
