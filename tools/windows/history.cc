@@ -1,24 +1,23 @@
 #include "history.h"
 
-namespace devprep::tool {
-namespace {
+#include <algorithm>
 
-Error NotHere() {
-  Error error{
-      "no history is kept on Windows: \"reg export\" of the key "
-      "HKEY_LOCAL_MACHINE\\SOFTWARE\\Tamberline before a change keeps what it replaces"};
-  error.code = "no_history";
-  return error;
+#include "windows/branch_history.h"
+
+namespace devprep::tool {
+
+Result<std::vector<HistoryEntry>> ListChanges() { return ListBranchHistory(); }
+
+Result<std::string> TextBeforeChange(std::uint64_t number) { return BranchTextBefore(number); }
+
+Result<std::string> TextAfterChange(std::uint64_t number) {
+  const auto changes = ListBranchHistory();
+  if (!changes) return changes.Failure();
+  const auto next = std::find_if(changes->begin(), changes->end(),
+                                 [number](const HistoryEntry& e) { return e.number > number; });
+  return next == changes->end() ? BranchText() : BranchTextBefore(next->number);
 }
 
-}  // namespace
-
-Result<std::vector<HistoryEntry>> ListChanges() { return NotHere(); }
-
-Result<std::string> TextBeforeChange(std::uint64_t /*number*/) { return NotHere(); }
-
-Result<std::string> TextAfterChange(std::uint64_t /*number*/) { return NotHere(); }
-
-Result<> ReplaceRegistry(const std::string& /*text*/) { return NotHere(); }
+Result<> ReplaceRegistry(const std::string& text) { return ReplaceBranch(text); }
 
 }  // namespace devprep::tool

@@ -4,6 +4,7 @@
 #include "entry/library.h"
 #include "platform/registry.h"
 #include "report.h"
+#include "windows/branch_history.h"
 
 namespace devprep::tool {
 namespace {
@@ -35,10 +36,24 @@ Result<> InSession(const Options& options, Needs needs, const std::function<Resu
   if (on_trial && !RegistryBeginTrial()) {
     return TakeReportedError("the registry cannot be copied");
   }
+  BranchChange change(options.command);
+  if (to_change) {
+    if (Result<> begun = change.Begin(); !begun) {
+      Error error = begun.Failure();
+      error.message += "; nothing was changed";
+      return error;
+    }
+  }
   DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
   Result<> done = work();
   if (on_trial) RegistryEndTrial();
-  if (!done) return done;
+  const bool kept = change.End();
+  if (!done) {
+    if (!kept) return done;
+    Error error = done.Failure();
+    error.message += "; a part was stored before that, and 'devprep undo' takes it back";
+    return error;
+  }
   stored_something = stored_something || to_change;
   return {};
 }

@@ -12,9 +12,9 @@
 #include "platform/posix/file_ops.h"
 #include "platform/posix/registry_history_writer.h"
 #include "platform/posix/replace_file.h"
-#include "platform/posix/setting.h"
 #include "platform/registry.h"
 #include "platform/registry/registry_text.h"
+#include "platform/setting.h"
 
 namespace devprep {
 namespace {

@@ -3,46 +3,14 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "platform/posix/file_ops.h"
 #include "platform/posix/registry_history_writer.h"
 #include "platform/posix/replace_file.h"
+#include "platform/registry/history_cause.h"
 
 namespace devprep {
 namespace {
-
-using Json = nlohmann::json;
-
-constexpr std::size_t kMaxCauseSize = 65536;
-
-std::string TextOf(const Json& object, const char* name) {
-  const auto member = object.find(name);
-  return member != object.end() && member->is_string() ? member->get<std::string>() : "";
-}
-
-std::optional<std::uint64_t> NumberOf(const Json& object, const char* name) {
-  const auto member = object.find(name);
-  if (member == object.end() || !member->is_number_unsigned()) return std::nullopt;
-  return member->get<std::uint64_t>();
-}
-
-std::optional<RecordCounts> CountsOf(const Json& object, const char* name) {
-  const auto member = object.find(name);
-  if (member == object.end() || !member->is_object()) return std::nullopt;
-  const auto devices = NumberOf(*member, "devices");
-  const auto groups = NumberOf(*member, "groups");
-  const auto raids = NumberOf(*member, "raids");
-  if (!devices || !groups || !raids) return std::nullopt;
-  return RecordCounts{*devices, *groups, *raids};
-}
-
-std::optional<std::time_t> TimeOf(const Json& object) {
-  const std::string text = TextOf(object, "time");
-  std::tm utc = {};
-  if (::strptime(text.c_str(), "%Y-%m-%dT%H:%M:%SZ", &utc) == nullptr) return std::nullopt;
-  return ::timegm(&utc);
-}
 
 // What stands beside the text. A power cut may have taken it: then the times of the text tell when
 // the change was, since being replaced was the last that happened to it.
@@ -50,17 +18,9 @@ void Describe(const std::string& folder, HistoryEntry& entry) {
   const std::string text_path = HistoryTextPath(folder, entry.number);
   struct stat status {};
   if (::stat(text_path.c_str(), &status) == 0) entry.time = status.st_ctim.tv_sec;
-  const Result<std::string> text = ReadFile(HistoryCausePath(folder, entry.number), kMaxCauseSize);
-  if (!text) return;
-  const Json cause = Json::parse(*text, nullptr, false);
-  if (!cause.is_object()) return;
-  entry.time = TimeOf(cause).value_or(entry.time);
-  if (const auto uid = NumberOf(cause, "uid")) entry.uid = static_cast<std::uint32_t>(*uid);
-  entry.user = TextOf(cause, "user");
-  entry.program = TextOf(cause, "program");
-  entry.command = TextOf(cause, "command");
-  entry.before = CountsOf(cause, "before");
-  entry.after = CountsOf(cause, "after");
+  const Result<std::string> text =
+      ReadFile(HistoryCausePath(folder, entry.number), kMaxHistoryCause);
+  if (text) ReadHistoryCause(*text, entry);
 }
 
 Result<std::vector<std::uint64_t>> UsedNumbers(const std::string& registry_path) {

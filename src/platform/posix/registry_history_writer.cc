@@ -5,35 +5,20 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <charconv>
-#include <cstdio>
 #include <ctime>
 #include <new>
-#include <string_view>
 
 #include "platform/messages.h"
 #include "platform/posix/change_cause.h"
 #include "platform/posix/file_ops.h"
 #include "platform/posix/replace_file.h"
-#include "platform/posix/setting.h"
+#include "platform/setting.h"
 
 namespace devprep {
 namespace {
 
-constexpr unsigned kMaxHistory = 1000000;
-constexpr int kNumberDigits = 6;  // at least, so that names sort
-constexpr std::string_view kTextEnding = ".reg";
-constexpr std::string_view kCauseEnding = ".json";
-constexpr std::string_view kUnfinishedEnding = ".reg.devprep-new";
 constexpr mode_t kCauseMode = 0644;
-
-std::string EntryPath(const std::string& folder, std::uint64_t number, std::string_view ending) {
-  std::string digits = std::to_string(number);
-  if (digits.size() < kNumberDigits) digits.insert(0, kNumberDigits - digits.size(), '0');
-  return folder + '/' + digits + std::string(ending);
-}
 
 // Who may read the registry may list its history, who may write it may add to that.
 mode_t FolderModeFor(mode_t registry) {
@@ -41,51 +26,10 @@ mode_t FolderModeFor(mode_t registry) {
   return (registry & 0666) | read >> 2;
 }
 
-void AppendJsonText(std::string& json, std::string_view name, std::string_view value) {
-  json.append("  \"").append(name).append("\": \"");
-  for (const char c : value) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte >= 0x7F) {
-      // Whatever the bytes are, the file is valid: each counts as a Latin-1 character.
-      std::array<char, 8> escaped{};
-      std::snprintf(escaped.data(), escaped.size(), "\\u%04x", byte);
-      json += escaped.data();
-    } else {
-      if (c == '"' || c == '\\') json += '\\';
-      json += c;
-    }
-  }
-  json += "\",\n";
-}
-
-void AppendJsonCounts(std::string& json, std::string_view name, const RecordCounts& counts) {
-  json.append("  \"").append(name).append("\": {\"devices\": ");
-  json.append(std::to_string(counts.devices)).append(", \"groups\": ");
-  json.append(std::to_string(counts.groups)).append(", \"raids\": ");
-  json.append(std::to_string(counts.raids)).append("}");
-}
-
-std::string UtcTime() {
-  const std::time_t now = std::time(nullptr);
-  std::tm utc = {};
-  ::gmtime_r(&now, &utc);
-  std::array<char, 32> text{};
-  std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
-  return text.data();
-}
-
-std::string CauseJson(std::uint64_t number, const RecordCounts& before, const RecordCounts& after) {
+std::string CauseText(std::uint64_t number, const RecordCounts& before, const RecordCounts& after) {
   const ChangeCause cause = CurrentCause();
-  std::string json = "{\n  \"format\": 1,\n  \"number\": " + std::to_string(number) + ",\n";
-  AppendJsonText(json, "time", UtcTime());
-  json += "  \"uid\": " + std::to_string(cause.uid) + ",\n";
-  AppendJsonText(json, "user", cause.user);
-  AppendJsonText(json, "program", cause.program);
-  AppendJsonText(json, "command", cause.command);
-  AppendJsonCounts(json, "before", before);
-  json += ",\n";
-  AppendJsonCounts(json, "after", after);
-  return json + "\n}\n";
+  return HistoryCauseText({number, std::time(nullptr), cause.uid, cause.user, cause.program,
+                           cause.command, before, after});
 }
 
 }  // namespace
@@ -96,11 +40,11 @@ std::string HistoryFolder(const std::string& path) {
 }
 
 std::string HistoryTextPath(const std::string& folder, std::uint64_t number) {
-  return EntryPath(folder, number, kTextEnding);
+  return folder + '/' + HistoryTextName(number);
 }
 
 std::string HistoryCausePath(const std::string& folder, std::uint64_t number) {
-  return EntryPath(folder, number, kCauseEnding);
+  return folder + '/' + HistoryCauseName(number);
 }
 
 Result<std::vector<std::uint64_t>> HistoryNumbers(const std::string& folder) {
@@ -111,11 +55,7 @@ Result<std::vector<std::uint64_t>> HistoryNumbers(const std::string& folder) {
   }
   std::vector<std::uint64_t> numbers;
   for (const std::string& name : *names) {
-    std::uint64_t number = 0;
-    const char* end = name.data() + name.size();
-    const auto parsed = std::from_chars(name.data(), end, number);
-    if (parsed.ec != std::errc() || number == 0) continue;
-    if (NameOf(HistoryTextPath(folder, number)) == name) numbers.push_back(number);
+    if (const std::uint64_t number = HistoryNumber(name); number != 0) numbers.push_back(number);
   }
   std::sort(numbers.begin(), numbers.end());
   return numbers;
@@ -164,7 +104,7 @@ Result<> NewHistoryEntry::Make(const RecordCounts& before, const RecordCounts& a
   const std::string cause_path = HistoryCausePath(folder_, number_);
   ::unlink(cause_path.c_str());
   const Result<FileHandle> cause = OpenFile(cause_path, O_WRONLY | O_CREAT | O_EXCL, kCauseMode);
-  Result<> done = cause ? WriteAll(*cause, CauseJson(number_, before, after)) : cause.Failure();
+  Result<> done = cause ? WriteAll(*cause, CauseText(number_, before, after)) : cause.Failure();
   if (!done) return Cannot("write " + cause_path, done.Failure());
   return {};
 }
@@ -203,7 +143,7 @@ Result<> NewHistoryEntry::Copy(const struct stat& registry) const {
   const Result<std::string> text = ReadFile(path_);
   if (!text) return Cannot("read " + path_, text.Failure());
   // Below its name it is there whole or not at all.
-  FileReplacement copy(text_path, EntryPath(folder_, number_, kUnfinishedEnding), path_);
+  FileReplacement copy(text_path, text_path + kUnfinishedHistoryEnding, path_);
   Result<> done = copy.Write(*text);
   if (done) done = copy.SetTimes(registry);
   if (done) done = copy.Sync(*text);

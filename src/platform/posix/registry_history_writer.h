@@ -1,5 +1,4 @@
-// Keeping what a replacement of the registry file replaces. docs/formats.md has the layout;
-// registry_history.h reads it.
+// Keeping what a replacement of the registry file replaces. registry_history.h reads it.
 #ifndef DEVPREP_PLATFORM_POSIX_REGISTRY_HISTORY_WRITER_H_
 #define DEVPREP_PLATFORM_POSIX_REGISTRY_HISTORY_WRITER_H_
 
@@ -9,15 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/registry/history_layout.h"
 #include "platform/registry/record_counts.h"
 #include "platform/result.h"
 
 namespace devprep {
-
-// The environment variable that says how many entries are kept, and the number without it. 0: no
-// entry is made, and those that are there stay.
-inline constexpr const char* kHistoryVariable = "DEVPREP_HISTORY";
-inline constexpr unsigned kDefaultHistory = 100;
 
 // Where the history of the registry file at path lies, links followed, and an entry's two files.
 std::string HistoryFolder(const std::string& path);

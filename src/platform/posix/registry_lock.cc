@@ -16,7 +16,7 @@
 #include "platform/messages.h"
 #include "platform/posix/change_cause.h"
 #include "platform/posix/replace_file.h"
-#include "platform/posix/setting.h"
+#include "platform/setting.h"
 
 namespace devprep {
 namespace {
@@ -26,7 +26,6 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kSilentWait{1};
 constexpr std::chrono::microseconds kFirstPause{100};
 constexpr std::chrono::microseconds kLongestPause{5000};
-constexpr unsigned kMaxWaitSeconds = 86400;
 constexpr mode_t kOwnerOnly = 0600;
 constexpr std::size_t kMaxHolderLine = 256;
 

@@ -9,11 +9,6 @@
 
 namespace devprep {
 
-// The environment variable that says how many seconds to wait for another process, and the number
-// without it.
-inline constexpr const char* kWaitVariable = "DEVPREP_WAIT";
-inline constexpr unsigned kDefaultWaitSeconds = 30;
-
 // A locked file ".NAME.lock" beside the registry. Who may write the registry may read and write the
 // lock file, and nobody else: who can open a file can lock it. It stays there; while it is locked
 // its line names the holder: process id, program, user.

@@ -27,6 +27,7 @@
 #include "platform/posix/process_registry.h"
 #include "platform/posix/registry_history.h"
 #include "platform/posix/registry_history_writer.h"
+#include "platform/setting.h"
 #include "reconfig/reconfigure.h"
 #include "records/raid_member_total.h"
 #include "store/product_config.h"

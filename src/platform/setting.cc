@@ -1,4 +1,4 @@
-#include "platform/posix/setting.h"
+#include "platform/setting.h"
 
 #include <charconv>
 #include <cstdlib>
@@ -9,7 +9,11 @@
 namespace devprep {
 
 std::string Setting(const char* variable) {
+#if defined(_WIN32)
+  const char* value = std::getenv(variable);
+#else
   const char* value = ::secure_getenv(variable);
+#endif
   return value == nullptr ? "" : value;
 }
 

@@ -1,0 +1,68 @@
+#include "platform/registry/history_cause.h"
+
+#include <chrono>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+namespace devprep {
+namespace {
+
+using Json = nlohmann::json;
+
+std::string TextOf(const Json& object, const char* name) {
+  const auto member = object.find(name);
+  return member != object.end() && member->is_string() ? member->get<std::string>() : "";
+}
+
+std::optional<std::uint64_t> NumberOf(const Json& object, const char* name) {
+  const auto member = object.find(name);
+  if (member == object.end() || !member->is_number_unsigned()) return std::nullopt;
+  return member->get<std::uint64_t>();
+}
+
+std::optional<RecordCounts> CountsOf(const Json& object, const char* name) {
+  const auto member = object.find(name);
+  if (member == object.end() || !member->is_object()) return std::nullopt;
+  const auto devices = NumberOf(*member, "devices");
+  const auto groups = NumberOf(*member, "groups");
+  const auto raids = NumberOf(*member, "raids");
+  if (!devices || !groups || !raids) return std::nullopt;
+  return RecordCounts{static_cast<std::size_t>(*devices), static_cast<std::size_t>(*groups),
+                      static_cast<std::size_t>(*raids)};
+}
+
+std::optional<std::time_t> TimeOf(const Json& object) {
+  const std::string text = TextOf(object, "time");
+  int year = 0;
+  unsigned month = 0;
+  unsigned day = 0;
+  unsigned hour = 0;
+  unsigned minute = 0;
+  unsigned second = 0;
+  if (std::sscanf(text.c_str(), "%4d-%2u-%2uT%2u:%2u:%2uZ", &year, &month, &day, &hour, &minute,
+                  &second) != 6) {
+    return std::nullopt;
+  }
+  const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
+                                         std::chrono::day(day)};
+  if (!date.ok() || hour > 23 || minute > 59 || second > 60) return std::nullopt;
+  return std::chrono::system_clock::to_time_t(
+      std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
+      std::chrono::seconds(second));
+}
+
+}  // namespace
+
+void ReadHistoryCause(const std::string& text, HistoryEntry& entry) {
+  const Json cause = Json::parse(text, nullptr, false);
+  if (!cause.is_object()) return;
+  entry.time = TimeOf(cause).value_or(entry.time);
+  if (const auto uid = NumberOf(cause, "uid")) entry.uid = static_cast<std::uint32_t>(*uid);
+  entry.user = TextOf(cause, "user");
+  entry.program = TextOf(cause, "program");
+  entry.command = TextOf(cause, "command");
+  entry.before = CountsOf(cause, "before");
+  entry.after = CountsOf(cause, "after");
+}
+
+}  // namespace devprep
