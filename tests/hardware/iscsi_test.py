@@ -12,6 +12,8 @@ import tempfile
 import time
 import unittest
 
+sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+import json_schemas
 from tape_library import PREFIX, UNCOUNTED, BusyProxy, CuttingProxy, TapeLibrary, free_port
 
 DEVPREP = None
@@ -27,9 +29,12 @@ class Run:
                               pass_fds=pass_fds, env=dict(os.environ, **environment), timeout=60)
         self.seconds = time.monotonic() - start
         self.status, self.out, self.err = done.returncode, done.stdout, done.stderr
+        self.arguments = arguments
 
     @property
     def json(self):
+        complaints = json_schemas.check(self.arguments, self.status, self.out)
+        assert not complaints, complaints
         return json.loads(self.out)
 
 

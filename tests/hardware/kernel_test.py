@@ -5,11 +5,14 @@ usage: kernel_test.py DEVPREP CACHE
 CACHE: a folder that keeps the unpacked kernel.
 """
 import json
+import os
 import re
 import sys
 import unittest
 
+sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
 import guest_kernel
+import json_schemas
 from tape_library import PREFIX, UNCOUNTED, TapeLibrary
 
 DEVPREP = None
@@ -40,6 +43,13 @@ def kernel_with(library, units, script):
     return guest_kernel.run(CACHE, [DEVPREP], script, qemu)
 
 
+def json_of(out, command):
+    text = out[command + ".json"]
+    complaints = json_schemas.check([command, "--json"], 0, text)
+    assert not complaints, complaints
+    return json.loads(text)
+
+
 class KernelTest(unittest.TestCase):
     def tape_library(self):
         library = TapeLibrary()
@@ -57,7 +67,7 @@ class KernelTest(unittest.TestCase):
         sleep 1
         """ + REPORT
         out = kernel_with(self.tape_library(), [(1, 1), (2, 2), (3, 3)], script)
-        units = json.loads(out["hardware.json"])["units"]
+        units = json_of(out, "hardware")["units"]
         self.assertEqual(len(units), 5, out["output"])
         types = {"tape_drive": "tape", "changer": "(8)"}
         listed = set()
@@ -97,13 +107,13 @@ class KernelTest(unittest.TestCase):
                   "devprep configure --json >configure.json\ndevprep devices --json >devices.json\n")
         second = kernel_with(library, [(1, 6), (2, 1), (3, 4)], script)
         self.assertEqual(second["status"].strip(), "0", second["output"])
-        devices = json.loads(second["configure.json"])["devices"]
+        devices = json_of(second, "configure")["devices"]
         moves = {(device["old_address"], device["new_address"], device["recognised_by"])
                  for device in devices}
         self.assertEqual(moves, {("0:0:1:0", "0:0:6:0", "serial_number"),
                                  ("0:0:2:0", "0:0:1:0", "serial_number"),
                                  ("0:0:3:0", "0:0:4:0", "serial_number")}, first["output"])
-        self.assertEqual(len(json.loads(second["devices.json"])["devices"]), 3)
+        self.assertEqual(len(json_of(second, "devices")["devices"]), 3)
 
     def test_dead_devices_and_closed_nodes_are_named(self):
         # Every command is swallowed from some moment on: opts=4 of scsi_debug.

@@ -8,14 +8,30 @@ run by sh, the lines behind it up to the next command are what it must print (bo
 blanks ignored). Where nothing stands behind a command its output does not count. A command whose output
 begins with "devprep: " must fail with status 1, with 2 when it ends with a hint at --help, or with 5 when
 dangers were refused; every other one must succeed. The commands of one file run one after the other in one folder, which holds
-"examples", "build/devprep" and "terminal", which is terminal.py; variables that are exported stay.
+"examples", "build/devprep" and "terminal", which is terminal.py; variables that are exported stay. What a
+command prints with --json is held against its schema, too.
 """
 
+import glob
 import os
 import re
 import subprocess
 import sys
 import tempfile
+
+sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+import json_schemas
+
+# Stands for the tool: keeps what it prints with --json, and its command line.
+WRAPPER = """#!/bin/sh
+case " $* " in *' --json '*) ;; *) exec {tool} "$@" ;; esac
+kept=$(mktemp {kept}/XXXXXX) || exit 99
+{tool} "$@" >"$kept"
+status=$?
+cat "$kept"
+printf '%s\\0' "$status" "$@" >"$kept.command"
+exit $status
+"""
 
 
 def transcripts(path):
@@ -52,12 +68,29 @@ def run(command, folder, environment):
     return done.stdout, done.returncode, dict(pairs)
 
 
+def check_json(kept):
+    """The number of outputs with --json that their schemas do not take."""
+    failures = 0
+    for file_name in glob.glob(os.path.join(kept, "*.command")):
+        with open(file_name, encoding="utf-8") as file:
+            status, *arguments = file.read().rstrip("\0").split("\0")
+        with open(file_name.removesuffix(".command"), encoding="utf-8") as file:
+            complaints = json_schemas.check(arguments, int(status), file.read())
+        if complaints:
+            failures += 1
+            print(f"devprep {' '.join(arguments)}: " + "\n  ".join(complaints))
+    return failures
+
+
 def check(tool, examples, path):
     failures = 0
     steps = transcripts(path)
-    with tempfile.TemporaryDirectory() as folder:
+    with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory() as kept:
         os.mkdir(os.path.join(folder, "build"))
-        os.symlink(os.path.abspath(tool), os.path.join(folder, "build", "devprep"))
+        wrapper = os.path.join(folder, "build", "devprep")
+        with open(wrapper, "w", encoding="utf-8") as file:
+            file.write(WRAPPER.format(tool=os.path.abspath(tool), kept=kept))
+        os.chmod(wrapper, 0o755)
         os.symlink(os.path.abspath(examples), os.path.join(folder, "examples"))
         os.symlink(os.path.join(os.path.dirname(os.path.abspath(__file__)), "terminal.py"),
                    os.path.join(folder, "terminal"))
@@ -71,6 +104,7 @@ def check(tool, examples, path):
             if status != expected_status(got) or (wanted and got != wanted):
                 failures += 1
                 print(f"{path}: $ {command}\n--- expected\n{wanted}\n--- got (status {status})\n{got}\n")
+        failures += check_json(kept)
     print(f"{path}: {len(steps)} commands, {failures} failures")
     return failures if steps else 1
 
