@@ -14,9 +14,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     return 0;
   }
   const std::string written = devprep::WriteRegistryText(root);
-  devprep::RegistryKey again("");
-  Require(static_cast<bool>(devprep::ReadRegistryText(written, again)),
-          "what was written reads back");
-  Require(devprep::WriteRegistryText(again) == written, "it reads back to the same text");
+  for (const auto form : {devprep::RegistryTextForm::kBytes, devprep::RegistryTextForm::kUnicode}) {
+    devprep::RegistryKey again("");
+    Require(
+        static_cast<bool>(devprep::ReadRegistryText(devprep::WriteRegistryText(root, form), again)),
+        "what was written reads back");
+    Require(devprep::WriteRegistryText(again) == written, "it reads back to the same text");
+  }
   return 0;
 }

@@ -61,7 +61,7 @@ _devprep() {
       case $sub in
         '') options='show import export --help' ;;
         import) compopt -o filenames; COMPREPLY=($(compgen -f -- "$cur")); return ;;
-        export) compopt -o filenames; COMPREPLY=($(compgen -f -W '--force --help' -- "$cur")); return ;;
+        export) compopt -o filenames; COMPREPLY=($(compgen -f -W '--format --force --help' -- "$cur")); return ;;
         *) options='--help' ;;
       esac ;;
   esac

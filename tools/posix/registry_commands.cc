@@ -1,7 +1,9 @@
 // devprep registry: looking into the registry file, and exchanging it with other machines.
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "commands.h"
 #include "machine.h"
@@ -15,12 +17,18 @@
 namespace devprep::tool {
 namespace {
 
+// The editor's formats, as --format names them.
+constexpr const char* kFormatBytes = "4";
+constexpr const char* kFormatUnicode = "5";
+
+// Of "HKLM\\SOFTWARE" and "SOFTWARE" "HKEY_LOCAL_MACHINE\\SOFTWARE".
 std::string FullPath(std::string key) {
-  std::string top(kLocalMachineName);
   while (key.ends_with('\\')) key.pop_back();
-  if (key.empty()) return top;
-  if (CompareNames(key.substr(0, key.find('\\')), top) == 0) return key;
-  return top.append("\\").append(key);
+  const std::size_t first = std::min(key.find('\\'), key.size());
+  const std::string_view top = TopKeyName(key.substr(0, first));
+  if (!top.empty()) return key.replace(0, first, top);
+  std::string path(kLocalMachineName);
+  return key.empty() ? path : path.append("\\").append(key);
 }
 
 Result<ExitStatus> Show(const Options& options, const std::string& key) {
@@ -79,14 +87,30 @@ Result<ExitStatus> Import(const Options& options, const std::string& file_name) 
   return ExitStatus::kDone;
 }
 
-Result<ExitStatus> Export(const Options& options, const std::string& file_name, bool force) {
+struct ExportChoices {
+  std::string format = kFormatBytes;
+  bool force = false;
+};
+
+std::string CheckFormat(const std::string& format) {
+  return format == kFormatBytes || format == kFormatUnicode
+             ? ""
+             : "there is no format '" + format + "': 4 is REGEDIT4, 5 is version 5.00";
+}
+
+Result<ExitStatus> Export(const Options& options, const std::string& file_name,
+                          const ExportChoices& choices) {
+  const auto form =
+      choices.format == kFormatBytes ? RegistryTextForm::kBytes : RegistryTextForm::kUnicode;
   std::string text;
   const Result<> read = InSession(options, Needs::kRegistry, [&]() -> Result<> {
-    text = WriteRegistryText(*RegistryRoot());
+    text = WriteRegistryText(*RegistryRoot(), form);
+    // As the editor ends it: without that some programs leave out the last value.
+    if (form == RegistryTextForm::kBytes) text += '\n';
     return {};
   });
   if (!read) return read.Failure();
-  const Result<bool> saved = SaveFile(file_name, text, force);
+  const Result<bool> saved = SaveFile(file_name, text, choices.force);
   if (!saved) return saved.Failure();
   if (*saved) return ExitStatus::kDone;
   std::cout << "The registry was written to " << file_name << ".\n";
@@ -111,14 +135,19 @@ void AddRegistryCommands(CLI::App& app, Invocation& invocation) {
   OnCommand(import_command, invocation,
             [&invocation, argument] { return Import(invocation.options, *argument); });
   CLI::App* export_command =
-      registry->add_subcommand("export", "Write the whole registry to a file (REGEDIT4)");
+      registry->add_subcommand("export", "Write the whole registry to a file");
   export_command->add_option("file", *argument, "File to write; - for standard output")
       ->required()
       ->option_text("FILE");
-  const auto force = std::make_shared<bool>(false);
-  export_command->add_flag("--force", *force, "Replace whatever file is there");
-  OnCommand(export_command, invocation, [&invocation, argument, force] {
-    return Export(invocation.options, *argument, *force);
+  const auto choices = std::make_shared<ExportChoices>();
+  export_command
+      ->add_option("--format", choices->format,
+                   "4 (the default) for REGEDIT4, 5 for version 5.00, which is Unicode")
+      ->option_text("4|5")
+      ->check(CheckFormat);
+  export_command->add_flag("--force", choices->force, "Replace whatever file is there");
+  OnCommand(export_command, invocation, [&invocation, argument, choices] {
+    return Export(invocation.options, *argument, *choices);
   });
 }
 

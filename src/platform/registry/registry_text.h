@@ -2,6 +2,7 @@
 #ifndef DEVPREP_PLATFORM_REGISTRY_REGISTRY_TEXT_H_
 #define DEVPREP_PLATFORM_REGISTRY_REGISTRY_TEXT_H_
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -16,21 +17,37 @@ inline constexpr std::string_view kHeaderUnicode = "Windows Registry Editor Vers
 
 inline constexpr std::string_view kLocalMachineName = "HKEY_LOCAL_MACHINE";
 
+// The full name of a top key, of which name is the full or the short one ("HKLM") in any case.
+// Empty when there is no such top key.
+std::string_view TopKeyName(std::string_view name);
+
+// Whether the bytes of a value of that type are a text: REG_SZ, REG_EXPAND_SZ and REG_MULTI_SZ.
+bool IsTextType(std::uint32_t type);
+
+// The editor's two forms of the text.
+enum class RegistryTextForm : std::uint8_t {
+  kBytes,   // "REGEDIT4": single bytes, lines end with LF
+  kUnicode  // "Version 5.00": UTF-16LE with a byte order mark, lines end with CR LF; the bytes of
+            // texts are UTF-16LE, too
+};
+
 // Reads a text with the first line "REGEDIT4" (single bytes) or "Windows Registry Editor Version
 // 5.00" (UTF-16LE with a byte order mark, or UTF-8) into the tree below root, whose children are
-// the editor's top keys such as HKEY_LOCAL_MACHINE. What the tree holds already stays, as with the
-// editor's import; "[-KEY]" and "name=-" remove. Texts become single bytes: a character beyond
-// U+00FF is an error. The error names the line (from 1), no file; the tree then holds what stood
-// before it.
+// the editor's top keys such as HKEY_LOCAL_MACHINE (in the text also HKLM). What the tree holds
+// already stays, as with the editor's import; "[-KEY]" and "name=-" remove. Texts become single
+// bytes: a character beyond U+00FF is an error. The error names the line (from 1), no file; the
+// tree then holds what stood before it.
 Result<> ReadRegistryText(std::string_view text, RegistryKey& root);
 
 // Whether a text begins as one that ReadRegistryText takes. head: its first 128 bytes, or all.
 bool IsRegistryText(std::string_view head);
 
-// The whole tree below root in the "REGEDIT4" form. ReadRegistryText gives the same tree back.
-std::string WriteRegistryText(const RegistryKey& root);
+// The whole tree below root. ReadRegistryText gives the same tree back.
+std::string WriteRegistryText(const RegistryKey& root,
+                              RegistryTextForm form = RegistryTextForm::kBytes);
 
-// The same for one key, named by its full path, and everything below it, without the first line.
+// One key, named by its full path, and everything below it as kBytes has it, without the first
+// line.
 std::string WriteKeyText(std::string_view path, const RegistryKey& key);
 
 // Whether the tree comes back from the text that WriteRegistryText makes of it. The error names the

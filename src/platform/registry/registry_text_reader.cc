@@ -11,10 +11,16 @@ namespace devprep {
 namespace {
 
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
-constexpr std::string_view kUtf16Mark = "\xFF\xFE";
-constexpr std::array<std::string_view, 5> kTopKeys = {kLocalMachineName, "HKEY_CLASSES_ROOT",
-                                                      "HKEY_CURRENT_USER", "HKEY_USERS",
-                                                      "HKEY_CURRENT_CONFIG"};
+
+struct TopKey {
+  std::string_view name;
+  std::string_view short_name;
+};
+constexpr std::array<TopKey, 5> kTopKeys = {{{kLocalMachineName, "HKLM"},
+                                             {"HKEY_CLASSES_ROOT", "HKCR"},
+                                             {"HKEY_CURRENT_USER", "HKCU"},
+                                             {"HKEY_USERS", "HKU"},
+                                             {"HKEY_CURRENT_CONFIG", "HKCC"}}};
 
 constexpr std::uint8_t kNoDigit = 0xFF;
 
@@ -36,10 +42,6 @@ constexpr std::array<bool, 256> kStopsText = [] {
   for (const char c : {'"', '\\', '\n', '\0'}) stops[static_cast<unsigned char>(c)] = true;
   return stops;
 }();
-
-bool IsTextType(std::uint32_t type) {
-  return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
-}
 
 class Reader {
  public:
@@ -132,6 +134,7 @@ class Reader {
     at_ += close + 1;
     const bool removal = path.starts_with('-');
     if (removal) path.remove_prefix(1);
+    if (path.ends_with('\\')) path.remove_suffix(1);  // as some programs write it
     if (!OpenKey(path, removal)) return false;
     return FinishLine();
   }
@@ -156,13 +159,15 @@ class Reader {
     parent_ = nullptr;
     for (bool more = true; more; ++depth) {
       const std::size_t end = std::min(path.find('\\'), path.size());
-      const std::string_view name = path.substr(0, end);
+      std::string_view name = path.substr(0, end);
       more = end < path.size();
       path.remove_prefix(more ? end + 1 : end);
-      if (depth == 0 && std::none_of(kTopKeys.begin(), kTopKeys.end(), [name](const auto& top) {
-            return CompareNames(top, name) == 0;
-          })) {
-        return Fail(std::string(name).append(" is not a top key such as HKEY_LOCAL_MACHINE"));
+      if (depth == 0) {
+        const std::string_view top = TopKeyName(name);
+        if (top.empty()) {
+          return Fail(std::string(name).append(" is not a top key such as HKEY_LOCAL_MACHINE"));
+        }
+        name = top;
       }
       if (name.empty()) return Fail("an empty key name");
       if (name.size() > kMaxKeyName) return Fail("a key name of more than 255 characters");
@@ -375,6 +380,19 @@ bool IsRegistryText(std::string_view head) {
     head.remove_prefix(kUtf8Mark.size());
   }
   return head.starts_with(kHeaderBytes) || head.starts_with(kHeaderUnicode);
+}
+
+std::string_view TopKeyName(std::string_view name) {
+  for (const TopKey& top : kTopKeys) {
+    if (CompareNames(name, top.name) == 0 || CompareNames(name, top.short_name) == 0) {
+      return top.name;
+    }
+  }
+  return {};
+}
+
+bool IsTextType(std::uint32_t type) {
+  return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
 }
 
 Result<> ReadRegistryText(std::string_view text, RegistryKey& root) {

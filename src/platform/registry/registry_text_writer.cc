@@ -1,11 +1,12 @@
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <utility>
 
 #include "platform/registry.h"
 #include "platform/registry/registry_text.h"
+#include "platform/registry/text_decoding.h"
 
 namespace devprep {
 namespace {
@@ -14,6 +15,7 @@ namespace {
 // such a line has.
 constexpr std::size_t kHexBreak = 75;
 constexpr std::size_t kMinBytesInLine = 24;
+constexpr std::size_t kIndent = 2;  // of a line that goes on
 
 // Of every byte its two digits.
 constexpr std::array<std::array<char, 2>, 256> kHexPairs = [] {
@@ -26,12 +28,36 @@ constexpr std::array<std::array<char, 2>, 256> kHexPairs = [] {
 // The bytes that a quoted text escapes.
 bool IsEscaped(char c) { return c == '"' || c == '\\'; }
 
+// Latin-1 as UTF-16LE.
+std::string Widen(std::string_view text) {
+  std::string wide;
+  wide.reserve(text.size() * 2);
+  for (const char c : text) {
+    wide += c;
+    wide += '\0';
+  }
+  return wide;
+}
+
+// Writes single bytes, of kUnicode those that are to be widened.
 class Writer {
  public:
+  explicit Writer(RegistryTextForm form)
+      : unicode_(form == RegistryTextForm::kUnicode),
+        line_end_(unicode_ ? "\r\n" : "\n"),
+        hex_break_(unicode_ ? "\\\r\n  " : "\\\n  ") {}
+
+  void FirstLine() {
+    out_ += unicode_ ? kHeaderUnicode : kHeaderBytes;
+    out_ += line_end_;
+  }
+
   void Key(std::string& path, const RegistryKey& key) {
-    out_ += "\n[";
+    out_ += line_end_;
+    out_ += '[';
     out_ += path;
-    out_ += "]\n";
+    out_ += ']';
+    out_ += line_end_;
     for (const RegistryValue& value : key.Values()) Value(value);
     Children(path, key);
   }
@@ -62,16 +88,20 @@ class Writer {
     } else if (value.type == REG_DWORD && value.data.size() == 4) {
       out_ += "dword:";
       for (std::size_t i = 4; i-- > 0;) Byte(value.data[i]);
+    } else if (unicode_ && IsTextType(value.type)) {
+      Hex(value.type, Widen(value.data));
     } else {
-      Hex(value);
+      Hex(value.type, value.data);
     }
-    out_ += '\n';
+    out_ += line_end_;
   }
 
-  static bool IsPlainText(const RegistryValue& value) {
+  bool IsPlainText(const RegistryValue& value) const {
     if (value.type != REG_SZ || value.data.empty() || value.data.back() != '\0') return false;
-    return std::all_of(value.data.begin(), value.data.end() - 1,
-                       [](char c) { return c >= ' ' && c <= '~'; });
+    // From U+00A0 on Latin-1 can be printed; what a single byte of it is depends on who reads it.
+    return std::all_of(value.data.begin(), value.data.end() - 1, [this](char c) {
+      return (c >= ' ' && c <= '~') || (unicode_ && static_cast<unsigned char>(c) >= 0xA0);
+    });
   }
 
   void Quoted(std::string_view text) {
@@ -89,40 +119,42 @@ class Writer {
 
   void Byte(char byte) { out_.append(kHexPairs[static_cast<unsigned char>(byte)].data(), 2); }
 
-  void Hex(const RegistryValue& value) {
+  void Hex(std::uint32_t type, std::string_view data) {
     out_ += "hex";
-    if (value.type != REG_BINARY) {
+    if (type != REG_BINARY) {
       static constexpr char kDigits[] = "0123456789abcdef";
       int shift = 28;
-      while (shift > 0 && value.type >> shift == 0) shift -= 4;
+      while (shift > 0 && type >> shift == 0) shift -= 4;
       out_ += '(';
-      for (; shift >= 0; shift -= 4) out_ += kDigits[value.type >> shift & 0xF];
+      for (; shift >= 0; shift -= 4) out_ += kDigits[type >> shift & 0xF];
       out_ += ')';
     }
     out_ += ':';
-    if (value.data.empty()) return;
+    if (data.empty()) return;
     // Written in place: room for all digits, commas and breaks is made at once.
     const std::size_t start = out_.size();
     const std::size_t column = start - line_start_;
-    out_.resize(start + value.data.size() * 3 + (value.data.size() / kMinBytesInLine + 1) * 4);
+    out_.resize(start + data.size() * 3 + (data.size() / kMinBytesInLine + 1) * hex_break_.size());
     char* at = out_.data() + start;
     const char* line_end = at + (column > kHexBreak ? 0 : kHexBreak - column);
-    for (const char byte : value.data) {
+    for (const char byte : data) {
       const auto& digits = kHexPairs[static_cast<unsigned char>(byte)];
       *at++ = digits[0];
       *at++ = digits[1];
       *at++ = ',';
       if (at > line_end) {
-        std::memcpy(at, "\\\n  ", 4);
-        line_end = at + 2 + kHexBreak;
-        at += 4;
+        at = std::copy(hex_break_.begin(), hex_break_.end(), at);
+        line_end = at - kIndent + kHexBreak;
       }
     }
     // Behind the last byte there is neither comma nor break.
-    at -= at[-1] == ',' ? 1 : 5;
+    at -= at[-1] == ',' ? 1 : static_cast<std::ptrdiff_t>(hex_break_.size()) + 1;
     out_.resize(static_cast<std::size_t>(at - out_.data()));
   }
 
+  const bool unicode_;
+  const std::string_view line_end_;
+  const std::string_view hex_break_;
   std::string out_;
   std::size_t line_start_ = 0;
 };
@@ -165,16 +197,19 @@ Result<> CheckStorable(const RegistryKey& root) {
   return CheckKey(path, root, 0);
 }
 
-std::string WriteRegistryText(const RegistryKey& root) {
-  Writer writer;
-  writer.Text() = std::string(kHeaderBytes) + "\n";
+std::string WriteRegistryText(const RegistryKey& root, RegistryTextForm form) {
+  Writer writer(form);
+  writer.FirstLine();
   std::string path;
   writer.Children(path, root);
-  return std::move(writer.Text());
+  if (form == RegistryTextForm::kBytes) return std::move(writer.Text());
+  // As the editor ends it.
+  writer.Text() += "\r\n";
+  return std::string(kUtf16Mark) + Widen(writer.Text());
 }
 
 std::string WriteKeyText(std::string_view path, const RegistryKey& key) {
-  Writer writer;
+  Writer writer(RegistryTextForm::kBytes);
   std::string full(path);
   writer.Key(full, key);
   return std::move(writer.Text());

@@ -9,6 +9,9 @@
 
 namespace devprep {
 
+// The byte order mark of UTF-16LE.
+inline constexpr std::string_view kUtf16Mark = "\xFF\xFE";
+
 // The text of UTF-16LE or UTF-8 bytes, without a byte order mark. The error names the line (from 1)
 // of the first character that is malformed or beyond U+00FF. On lines that begin with ";", which
 // are comments and not kept, any character will do.

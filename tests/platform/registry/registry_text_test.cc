@@ -59,6 +59,8 @@ TEST(RegistryText, ReadsEveryFormAndWritesOne) {
       {kOld + "\"v\"=\"1\"\n\"w\"=\"2\"\n\"V\"=-\n\"v\"=\"3\"", "\"w\"=\"2\"\n\"v\"=\"3\"\n"},
       {kOld + "[hkey_local_machine\\A\\b]\n[HKEY_LOCAL_MACHINE\\a\\B]\n@=-",
        "\n[HKEY_LOCAL_MACHINE\\A]\n\n[HKEY_LOCAL_MACHINE\\A\\b]\n"},
+      {kOld + "[hklm\\A\\]\n\"v\"=\"t\"\n[HKLM\\B]\n[-HKLM\\b]",
+       "\n[HKEY_LOCAL_MACHINE\\A]\n\"v\"=\"t\"\n"},
       {kOld + "[HKEY_LOCAL_MACHINE\\a]b] ; x]", "\n[HKEY_LOCAL_MACHINE\\a]b] ; x]\n"},
       {kOld + "[HKEY_LOCAL_MACHINE\\A\\B]\n[-HKEY_LOCAL_MACHINE\\a]\n[-HKEY_LOCAL_MACHINE\\x\\y]",
        ""},
@@ -83,9 +85,9 @@ TEST(RegistryText, NamesTheLineOfEveryProblem) {
       {"REGEDIT4\n\nkey", "3: neither a key, a value nor a comment"},
       {"REGEDIT4\n\"v\"=\"t\"", "2: a value that belongs to no key"},
       {"REGEDIT4\n[HKEY_LOCAL_MACHINE", "2: a key without its closing bracket"},
-      {"REGEDIT4\n[HKLM\\A]", "2: HKLM is not a top key such as HKEY_LOCAL_MACHINE"},
+      {"REGEDIT4\n[HKL\\A]", "2: HKL is not a top key such as HKEY_LOCAL_MACHINE"},
       {"REGEDIT4\n[]", "2:  is not a top key such as HKEY_LOCAL_MACHINE"},
-      {kOld + "[HKEY_LOCAL_MACHINE\\]", "3: an empty key name"},
+      {kOld + "[HKEY_LOCAL_MACHINE\\\\]", "3: an empty key name"},
       {kOld + "[HKEY_LOCAL_MACHINE\\A\\\\B]", "3: an empty key name"},
       {kOld + "[HKEY_LOCAL_MACHINE\\A] x", "3: unexpected characters at the end of the line"},
       {kOld + "[-HKEY_LOCAL_MACHINE]", "3: a top key cannot be removed"},
@@ -140,17 +142,29 @@ TEST(RegistryText, WritesAnyTreeSoThatItReadsBackInLinesOfTheEditorsWidth) {
   key->SetValue(all.substr(1), 1, all.substr(32, 95) + '\0');
   const auto narrow = root.FindOrAddChild(kLocalMachineName)->FindOrAddChild("narrow");
   narrow->SetValue("Info", 3, all);
-  const std::string text = WriteRegistryText(root);
-  RegistryKey again("");
-  ASSERT_TRUE(ReadRegistryText(text, again));
-  ASSERT_EQ(again.Children()[0]->Values().size(), key->Values().size());
-  for (std::size_t i = 0; i < key->Values().size(); ++i) {
-    EXPECT_EQ(again.Children()[0]->Values()[i].name, key->Values()[i].name);
-    EXPECT_EQ(again.Children()[0]->Values()[i].type, key->Values()[i].type);
-    EXPECT_EQ(again.Children()[0]->Values()[i].data, key->Values()[i].data);
+  for (const auto form : {RegistryTextForm::kBytes, RegistryTextForm::kUnicode}) {
+    RegistryKey again("");
+    ASSERT_TRUE(ReadRegistryText(WriteRegistryText(root, form), again));
+    ASSERT_EQ(again.Children()[0]->Values().size(), key->Values().size());
+    for (std::size_t i = 0; i < key->Values().size(); ++i) {
+      EXPECT_EQ(again.Children()[0]->Values()[i].name, key->Values()[i].name);
+      EXPECT_EQ(again.Children()[0]->Values()[i].type, key->Values()[i].type);
+      EXPECT_EQ(again.Children()[0]->Values()[i].data, key->Values()[i].data);
+    }
   }
   std::istringstream lines(WriteKeyText("K", *narrow));
   for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
+}
+
+TEST(RegistryText, WritesTheUnicodeFormAsTheEditorDoes) {
+  RegistryKey root("");
+  const std::string values =
+      "\"t\"=\"\xE4\\\\\"\r\n\"e\"=hex(2):25,00,e4,00,00,00\r\n\"b\"=hex:e4\r\n"
+      "\"bell\"=hex(1):07,00,00,00\r\n\"d\"=dword:00000abc\r\n\r\n";
+  const std::string text =
+      Utf16("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE]\r\n" + values);
+  ASSERT_TRUE(ReadRegistryText(text, root));
+  EXPECT_EQ(WriteRegistryText(root, RegistryTextForm::kUnicode), text);
 }
 
 TEST(RegistryText, ReadsAndRemovesManyValuesInTimeInProportionUpToALimit) {
