@@ -66,7 +66,9 @@ std::string FullName(const CLI::App& app) {
 
 std::vector<std::string> CommandNames(const CLI::App& app) {
   std::vector<std::string> names;
-  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+  for (const CLI::App* command : app.get_subcommands({})) {
+    if (!command->get_group().empty()) names.push_back(command->get_name());
+  }
   return names;
 }
 

@@ -41,6 +41,7 @@ void AddReserveCommands(CLI::App& app, Invocation& invocation);
 void AddSetCommand(CLI::App& app, Invocation& invocation);
 void AddGroupCommands(CLI::App& app, Invocation& invocation);
 void AddRegistryCommands(CLI::App& app, Invocation& invocation);
+void AddCompleteCommand(CLI::App& app, Invocation& invocation);
 
 }  // namespace devprep::tool
 

@@ -106,6 +106,7 @@ ExitStatus Run(int argc, char** argv) {
   devprep::tool::AddHistoryCommands(app, invocation);
   devprep::tool::AddRegistryCommands(app, invocation);
   devprep::tool::GroupCommands(app, kChangingCommands);
+  devprep::tool::AddCompleteCommand(app, invocation);
   // Known before the command line is understood, so that what is wrong with it is JSON, too.
   devprep::tool::StartReport(std::any_of(
       argv, argv + argc, [](const char* a) { return std::string_view(a) == "--json"; }));
