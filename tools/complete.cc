@@ -80,7 +80,7 @@ Offers Changes(const std::string&) {
 }
 
 // The keys of one level that begin as typed does. One with others below it ends with a backslash.
-Offers Keys(const std::string& typed) {
+Offers KeysOfLevel(const std::string& typed) {
   const std::size_t level = typed.rfind('\\') + 1;  // 0 when there is none
   const std::string above = typed.substr(0, level);
   std::string path = above;
@@ -112,6 +112,15 @@ Offers Keys(const std::string& typed) {
     }
     offers.push_back({above + name.data() + (below != 0 ? "\\" : ""), ""});
   }
+}
+
+// Goes down as long as there is no choice.
+Offers Keys(const std::string& typed) {
+  Offers offers = KeysOfLevel(typed);
+  while (offers.size() == 1 && offers.front().text.ends_with('\\')) {
+    offers = KeysOfLevel(offers.front().text);
+  }
+  return offers;
 }
 
 struct Kind {

@@ -93,7 +93,7 @@ for path in parents:
 for name in os.listdir(completion_folder):
     with open(os.path.join(completion_folder, name), encoding="utf-8") as file:
         text = file.read()
-    words = set(OPTION.findall(text)) | {"--" + word for word in re.findall(r"-l ([a-z][a-z-]+)", text)}
+    words = set(OPTION.findall(text)) | {"--" + word for word in re.findall(r"^complete .*?-l ([a-z][a-z-]+)", text, re.M)}
     compare(name, every_option, words)
     missing = {word for path in tree for word in path if not re.search(rf"\b{word}\b", text)}
     compare(name, missing, set())
