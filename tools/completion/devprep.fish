@@ -13,7 +13,7 @@ function __devprep_words
             case --plan
                 # Of picture it takes no value.
                 contains -- picture $words; or set skip yes
-            case --registry --hardware --timeout --accept --save --level --format -o --columns
+            case --registry --hardware --timeout --accept --save --metrics --level --format -o --columns
                 set skip yes
             case '-*'
             case '*'
