@@ -16,6 +16,7 @@
 #include "pass.h"
 #include "plan_file.h"
 #include "reconfig/outcome.h"
+#include "refusal.h"
 #include "report.h"
 #include "words.h"
 
@@ -55,7 +56,8 @@ Result<std::vector<std::string>> ParseAccepted(const std::string& text) {
     codes.push_back(rest.substr(0, end));
     rest.erase(0, end + 1);
     if (!DangerNamed(codes.back())) {
-      return Error{"there is no danger '" + codes.back() + "': the codes are " + AllDangerNames()};
+      return Refusal({"no_such_danger", "there is no danger '" + codes.back() +
+                                            "': the codes are " + AllDangerNames()});
     }
   }
   return codes;
@@ -213,8 +215,8 @@ Result<ExitStatus> Plan(const Options& options, const Choices& choices) {
     if (!run) return run.Failure();
     pass = std::move(*run);
     if (choices.why_device && *choices.why_device >= LastPass.OldDeviceCount) {
-      return Error{"device " + std::to_string(*choices.why_device) +
-                   " is not configured: there is nothing to explain"};
+      return Refusal({"no_device", Named("device", *choices.why_device) +
+                                       " is not configured: there is nothing to explain"});
     }
     if (choices.why) why = Why(choices.why_device);
     return {};
@@ -255,7 +257,7 @@ Result<ExitStatus> Plan(const Options& options, const Choices& choices) {
 }
 
 // What keeps the pass from being stored.
-struct Refusal {
+struct Objections {
   std::vector<std::string> codes;
   std::string difference;  // from the plan that it is to be
   bool declined = false;
@@ -265,50 +267,48 @@ struct Refusal {
 // The pass in one session, stored unless it is refused.
 Result<> RunGuarded(const Options& options, Needs needs, bool follow_identity,
                     const std::vector<std::string>& accepted, const PlanBasis* planned,
-                    PassResult& pass, Refusal& refusal) {
+                    PassResult& pass, Objections& objections) {
   return InSession(options, needs, [&]() -> Result<> {
     Result<PassResult> run = RunPlannedPass(follow_identity);
     if (!run) return run.Failure();
     pass = std::move(*run);
     if (planned != nullptr) {
-      refusal.difference =
+      objections.difference =
           DifferenceText("the registry key", planned->registry, pass.basis.registry);
       const std::string hardware =
           DifferenceText("the unit", planned->hardware, pass.basis.hardware);
-      if (!refusal.difference.empty() && !hardware.empty()) refusal.difference += "; ";
-      refusal.difference += hardware;
+      if (!objections.difference.empty() && !hardware.empty()) objections.difference += "; ";
+      objections.difference += hardware;
     }
-    refusal.codes = Refused(pass.report, accepted);
-    if (refusal.Any()) return Error{"refused"};
+    objections.codes = Refused(pass.report, accepted);
+    if (objections.Any()) return Error{"refused"};
     return {};
   });
 }
 
 Result<ExitStatus> Refuse(const Options& options, const Choices& choices, const PassResult& pass,
-                          const Refusal& refusal, const std::vector<std::string>& accepted,
+                          const Objections& objections, const std::vector<std::string>& accepted,
                           bool follow_identity) {
-  if (!refusal.difference.empty()) {
-    Error error{
-        "not as planned: " + refusal.difference + " differs; nothing was changed. Plan anew",
-        choices.plan_file};
-    error.code = "not_as_planned";
-    return error;
+  if (!objections.difference.empty()) {
+    return Refusal({"not_as_planned", "not as planned: " + objections.difference +
+                                          " differs; nothing was changed. Plan anew"})
+        .In(choices.plan_file);
   }
   if (choices.guard.json) {
     Json json = OutcomeJson(pass.report);
     json["stored"] = false;
-    json["refused"] = refusal.codes;
+    json["refused"] = objections.codes;
     json["with_follow_identity"] =
-        FollowingJson(TryFollowing(options, refusal.codes, accepted, follow_identity));
+        FollowingJson(TryFollowing(options, objections.codes, accepted, follow_identity));
     PrintJson(json);
     return ExitStatus::kDangers;
   }
   PrintOutcome(pass.report);
   std::cout.flush();
   PrintKeptMessages();
-  std::cerr << "devprep: refused, nothing was changed: " << Joined(refusal.codes) << '\n'
-            << Advice(refusal.codes,
-                      TryFollowing(options, refusal.codes, accepted, follow_identity));
+  std::cerr << "devprep: refused, nothing was changed: " << Joined(objections.codes) << '\n'
+            << Advice(objections.codes,
+                      TryFollowing(options, objections.codes, accepted, follow_identity));
   return ExitStatus::kDangers;
 }
 
@@ -327,15 +327,17 @@ Result<ExitStatus> Configure(const Options& options, const Choices& choices) {
   const bool follow_identity = choices.follow_identity || plan.follow_identity;
   const PlanBasis* planned = choices.plan_file.empty() ? nullptr : &plan.basis;
   PassResult pass;
-  Refusal refusal;
+  Objections objections;
   // Where a person is asked, the registry is not held while the person thinks; and where a session
   // cannot be taken back, what is refused must be known before it begins.
   const bool ask = planned == nullptr && AsksFirst(choices.guard);
   PlanBasis shown;
   if (ask || !kSessionsAreWhole) {
     const Result<> tried = RunGuarded(options, Needs::kConfiguration, follow_identity, accepted,
-                                      planned, pass, refusal);
-    if (refusal.Any()) return Refuse(options, choices, pass, refusal, accepted, follow_identity);
+                                      planned, pass, objections);
+    if (objections.Any()) {
+      return Refuse(options, choices, pass, objections, accepted, follow_identity);
+    }
     if (!tried) return tried.Failure();
     if (ask) {
       PrintOutcome(pass.report);
@@ -349,8 +351,10 @@ Result<ExitStatus> Configure(const Options& options, const Choices& choices) {
     ResetProcessState();
   }
   const Result<> done = RunGuarded(options, Needs::kConfigurationToChange, follow_identity,
-                                   accepted, planned, pass, refusal);
-  if (refusal.Any()) return Refuse(options, choices, pass, refusal, accepted, follow_identity);
+                                   accepted, planned, pass, objections);
+  if (objections.Any()) {
+    return Refuse(options, choices, pass, objections, accepted, follow_identity);
+  }
   if (!done) return done.Failure();
   if (choices.guard.json) {
     Json json = OutcomeJson(pass.report);

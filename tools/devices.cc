@@ -8,6 +8,7 @@
 #include "device_view.h"
 #include "listing.h"
 #include "output.h"
+#include "refusal.h"
 #include "report.h"
 
 namespace devprep::tool {
@@ -23,7 +24,10 @@ Result<ExitStatus> ListDevices(const Options& options, std::optional<std::uint16
   if (!viewed) return viewed.Failure();
   const auto& devices = DeviceListing();
   if (number) {
-    if (views.devices.empty()) return Error{ExplainNoDevice(*number, views)};
+    if (views.devices.empty()) {
+      return Refusal({views.unreadable.empty() ? "no_device" : "device_not_readable",
+                      ExplainNoDevice(*number, views)});
+    }
     const DeviceView& device = views.devices.front();
     if (listing.json)
       PrintJson({{"device", devices.AsJson(device, listing)}});

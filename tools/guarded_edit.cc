@@ -5,6 +5,7 @@
 #include "configuration_diff.h"
 #include "entry/library.h"
 #include "question.h"
+#include "refusal.h"
 #include "report.h"
 #include "stored_configuration.h"
 
@@ -70,9 +71,9 @@ Answer AskAboutChange(bool something_changes, const std::string& question) {
 }
 
 Error RegistryChangedMeanwhile() {
-  Error error{"the registry was changed in the meantime; nothing was changed here. Look again"};
-  error.code = "registry_changed";
-  return error;
+  return Refusal(
+      {"registry_changed",
+       "the registry was changed in the meantime; nothing was changed here. Look again"});
 }
 
 Result<ExitStatus> RunGuardedEdit(const Options& options, const GuardOptions& guard,

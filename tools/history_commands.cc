@@ -16,6 +16,7 @@
 #include "history.h"
 #include "listing.h"
 #include "platform/messages.h"
+#include "refusal.h"
 #include "report.h"
 #include "stored_configuration.h"
 #include "text_diff.h"
@@ -101,21 +102,16 @@ Result<ExitStatus> History(const Options& options, const ListingOptions& listing
 Result<std::vector<HistoryEntry>> ChangesFrom(const Number& number) {
   auto changes = ListChanges();
   if (!changes) return changes;
-  Error error;
   if (changes->empty()) {
-    error = {std::string("there is no history: ") + kWhyNoHistory};
-    error.code = "no_history";
-    return error;
+    return Refusal({"no_history", std::string("there is no history: ") + kWhyNoHistory});
   }
   const std::uint64_t from = number.value_or(changes->back().number);
   const auto at = std::find_if(changes->begin(), changes->end(),
                                [from](const HistoryEntry& e) { return e.number == from; });
   if (at == changes->end()) {
-    error = {"the history has no change " + std::to_string(from) + ": it keeps " +
-             std::to_string(changes->front().number) + " to " +
-             std::to_string(changes->back().number)};
-    error.code = "no_such_change";
-    return error;
+    return Refusal({"no_such_change", "the history has no change " + std::to_string(from) +
+                                          ": it keeps " + std::to_string(changes->front().number) +
+                                          " to " + std::to_string(changes->back().number)});
   }
   changes->erase(changes->begin(), at);
   return changes;
@@ -136,8 +132,9 @@ Result<Texts> ReadTexts(const Number& first, const Number& last) {
   texts.first = changes->front().number;
   texts.last = last.value_or(texts.first);
   if (texts.last < texts.first) {
-    return Error{"change " + std::to_string(texts.last) + " is earlier than change " +
-                 std::to_string(texts.first) + ": name the earlier one first"};
+    return Refusal({"wrong_order", "change " + std::to_string(texts.last) +
+                                       " is earlier than change " + std::to_string(texts.first) +
+                                       ": name the earlier one first"});
   }
   if (const auto known = ChangesFrom(texts.last); !known) return known.Failure();
   Result<std::string> before = TextBeforeChange(texts.first);

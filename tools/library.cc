@@ -12,6 +12,7 @@
 #include "library_survey.h"
 #include "listing.h"
 #include "output.h"
+#include "refusal.h"
 #include "report.h"
 #include "words.h"
 
@@ -260,8 +261,9 @@ Result<Shown> Choose(const LibraryMap& map, const std::optional<std::string>& na
     known += (known.empty() ? "" : ", ") + NameOf(line);
   }
   if (name && shown.changers.empty()) {
-    return Error{known.empty() ? "no changer is attached"
-                               : "'" + *name + "' is no attached changer: there is " + known};
+    return Refusal({"no_changer",
+                    known.empty() ? "no changer is attached"
+                                  : "'" + *name + "' is no attached changer: there is " + known});
   }
   if (!name) {
     for (const UnnamedDrive& drive : map.unnamed) shown.unnamed.push_back({&map, &drive});

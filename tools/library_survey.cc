@@ -6,6 +6,7 @@
 #include "discovery/scsi_probe.h"
 #include "machine.h"
 #include "reconfig/changer_drives.h"
+#include "refusal.h"
 #include "store/registry_store.h"
 
 namespace devprep::tool {
@@ -24,9 +25,10 @@ std::vector<DeviceRecord> ReadConfiguredDevices() {
 
 Result<> CheckElementsCanBeAsked() {
   if (kElementsCanBeAsked) return {};
-  return Error{
-      "the pass-through of this machine has three calls only, none of them for a changer's "
-      "elements: capture the machine where it can be asked"};
+  return Refusal(
+      {"elements_not_asked",
+       "the pass-through of this machine has three calls only, none of them for a changer's "
+       "elements: capture the machine where it can be asked"});
 }
 
 void SurveyFoundChangers() {

@@ -5,14 +5,15 @@
 #include "entry/library.h"
 #include "library_survey.h"
 #include "machine.h"
+#include "refusal.h"
 
 namespace devprep::tool {
 
 Result<OutcomeReport> RunPass(bool follow_identity) {
   if (SimKeyExists()) {
-    return Error{
-        "the key Sim under the tape engine key blocks the rebuild; devices and groups stay as they "
-        "are"};
+    return Refusal({"rebuild_blocked",
+                    "the key Sim under the tape engine key blocks the rebuild; devices and groups "
+                    "stay as they are"});
   }
   RunConfigurationPass({.FollowIdentity = follow_identity, .AfterProbe = SurveyFoundChangers});
   NoteUnitsLeftOut();

@@ -13,6 +13,7 @@
 #include "platform/registry.h"
 #include "platform/registry/configuration_keys.h"
 #include "platform/registry/registry_key.h"
+#include "refusal.h"
 #include "store/key_handle.h"
 #include "words.h"
 
@@ -149,10 +150,12 @@ Result<> SavePlan(const std::string& file_name, const PlanFile& plan, const Json
 
 Result<PlanFile> ReadPlan(const std::string& file_name) {
   std::ifstream file(file_name, std::ios::binary);
-  if (!file) return Error{"cannot open the plan", file_name};
+  if (!file) return Refusal({"no_plan", "cannot open the plan"}).In(file_name);
   const Json json = Parse({std::istreambuf_iterator<char>(file), {}});
   if (!IsPlan(json) || json.value("format", 0) != kJsonFormat) {
-    return Error{"is no plan of this version: make one with 'devprep plan --save'", file_name};
+    return Refusal(
+               {"not_a_plan", "is no plan of this version: make one with 'devprep plan --save'"})
+        .In(file_name);
   }
   try {
     PlanFile plan;
@@ -162,7 +165,8 @@ Result<PlanFile> ReadPlan(const std::string& file_name) {
     plan.basis.hardware = json.at("hardware").get<Digests>();
     return plan;
   } catch (const Json::exception&) {
-    return Error{"is a damaged plan: make one with 'devprep plan --save'", file_name};
+    return Refusal({"damaged_plan", "is a damaged plan: make one with 'devprep plan --save'"})
+        .In(file_name);
   }
 }
 

@@ -1,4 +1,4 @@
-// Edits that are refused.
+// Why something is not done, for people and for programs.
 #ifndef DEVPREP_TOOLS_REFUSAL_H_
 #define DEVPREP_TOOLS_REFUSAL_H_
 

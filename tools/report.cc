@@ -97,11 +97,14 @@ void AddJsonWarning(const char* code, const std::string& text,
   TheReport().warnings.push_back(WarningJson(Severity::kWarning, warning, units));
 }
 
-Error TakeReportedError(const char* otherwise) {
+Error TakeReportedError(const char* code, const char* otherwise) {
   std::vector<Error>& errors = TheReport().errors;
-  if (errors.empty()) return {otherwise};
-  Error error = std::move(errors.back());
-  errors.pop_back();
+  Error error{otherwise};
+  if (!errors.empty()) {
+    error = std::move(errors.back());
+    errors.pop_back();
+  }
+  if (error.code.empty()) error.code = code;
   return error;
 }
 

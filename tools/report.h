@@ -22,9 +22,9 @@ bool ReportsJson();
 void AddJsonWarning(const char* code, const std::string& text,
                     const std::vector<std::string>& units = {});
 
-// The error that the library reported last, which then counts as told. When there is none, an error
-// that says otherwise.
-Error TakeReportedError(const char* otherwise);
+// The error that the library reported last, which then counts as told; its code is that one where
+// it has none. When there is no such error, one that says otherwise.
+Error TakeReportedError(const char* code, const char* otherwise);
 
 // The member "error" of the JSON.
 Json ErrorJson(const Error& error);

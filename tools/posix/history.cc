@@ -31,7 +31,8 @@ Result<> ReplaceRegistry(const std::string& text) {
   RegistryKey scratch("");
   if (Result<> read = ReadRegistryText(text, scratch); !read) return read;
   const auto root = RegistryRootForChange();
-  if (root == nullptr) return TakeReportedError("the registry may not be written");
+  if (root == nullptr)
+    return TakeReportedError("registry_not_writable", "the registry may not be written");
   // The top keys stay, emptied: handles and transactions hold on to them.
   for (const auto& top : root->Children()) Empty(*top);
   if (Result<> read = ReadRegistryText(text, *root); !read) return read;

@@ -71,7 +71,8 @@ Result<ExitStatus> Import(const Options& options, const std::string& file_name) 
   for (const auto& top : scratch.Children()) CountContents(*top, contents);
   const Result<> imported = InSession(options, Needs::kRegistryToChange, [&]() -> Result<> {
     const auto root = RegistryRootForChange();
-    if (root == nullptr) return TakeReportedError("the registry may not be written");
+    if (root == nullptr)
+      return TakeReportedError("registry_not_writable", "the registry may not be written");
     if (const Result<> added = ReadRegistryText(*text, *root); !added) {
       return added.Failure().In(file_name);
     }

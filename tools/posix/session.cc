@@ -12,6 +12,7 @@
 #include "platform/posix/registry_file.h"
 #include "platform/registry.h"
 #include "posix/progress.h"
+#include "refusal.h"
 #include "report.h"
 
 namespace devprep::tool {
@@ -41,7 +42,7 @@ class Transaction {
     if (!to_change_) return {};
     open_ = false;
     const bool changed = RegistryChanged();
-    if (!RegistryCommit()) return TakeReportedError("nothing was changed");
+    if (!RegistryCommit()) return TakeReportedError("registry_not_stored", "nothing was changed");
     stored_something = stored_something || changed;
     return {};
   }
@@ -81,16 +82,19 @@ Result<> InSession(const Options& options, Needs needs, const std::function<Resu
   LeaveModulesOut(options.no_modules);
   const LogRedirection redirection;
   Transaction transaction(to_change);
-  if (!transaction.Open()) return TakeReportedError("the registry cannot be read");
-  if (to_change && !RegistryWritable()) return Error{"may not be written", RegistryFilePath()};
+  if (!transaction.Open())
+    return TakeReportedError("registry_not_readable", "the registry cannot be read");
+  if (to_change && !RegistryWritable()) {
+    return Refusal({"registry_not_writable", "may not be written"}).In(RegistryFilePath());
+  }
   if (wants_hardware && CurrentHardware() == nullptr) {
-    return TakeReportedError("the hardware cannot be reached");
+    return TakeReportedError("hardware_not_reached", "the hardware cannot be reached");
   }
   if (wants_engine) DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
   if (Result<> done = work(); !done) return done;
   // Half a machine is no answer to what the command is for, even where nothing is to be stored.
   if (wants_hardware && HardwareLost()) {
-    return TakeReportedError("the hardware was lost; nothing was changed");
+    return TakeReportedError("hardware_lost", "the hardware was lost; nothing was changed");
   }
   return transaction.Commit();
 }

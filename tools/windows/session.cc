@@ -34,7 +34,7 @@ Result<> InSession(const Options& options, Needs needs, const std::function<Resu
   const bool to_change =
       needs == Needs::kConfigurationToChange || needs == Needs::kRegistryToChange;
   if (on_trial && !RegistryBeginTrial()) {
-    return TakeReportedError("the registry cannot be copied");
+    return TakeReportedError("registry_not_readable", "the registry cannot be copied");
   }
   BranchChange change(options.command);
   if (to_change) {

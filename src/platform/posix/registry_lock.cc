@@ -128,7 +128,7 @@ Result<> Wait(const std::string& path, const FileHandle& file) {
     if (waited >= std::chrono::seconds(seconds)) {
       return Error{"in use by " + HolderOf(file) + "; waited " + std::to_string(seconds) + " s (" +
                        kWaitVariable + ")",
-                   path, 0, EWOULDBLOCK};
+                   path, 0, EWOULDBLOCK, "registry_locked"};
     }
     if (waited >= kSilentWait && !said) {
       ReportMessage(Severity::kNote, path + ": waiting for " + HolderOf(file));
