@@ -127,6 +127,7 @@ class Interchange(unittest.TestCase):
                 wanted[f"[{KEY}]"] = sorted(values + [f'"{name}"={made[program]}'])
         self.assertGreater(len(wanted[f"[{KEY}]"]), 12)
         self.assertEqual(self.content("after.reg"), wanted)
+        self.assertIn(b'"in"="it"', self.tool("after.reg", "show", KEY + "\\Schlüssel"))
 
     def test_hivexregedit_5(self):
         with open(self.export("hivexregedit 5"), encoding="utf-16") as file:  # it wants UTF-8 and LF

@@ -12,6 +12,7 @@
 #include "platform/posix/file_ops.h"
 #include "platform/posix/process_registry.h"
 #include "platform/registry/registry_text.h"
+#include "platform/registry/text_decoding.h"
 #include "report.h"
 
 namespace devprep::tool {
@@ -21,8 +22,10 @@ namespace {
 constexpr const char* kFormatBytes = "4";
 constexpr const char* kFormatUnicode = "5";
 
-// Of "HKLM\\SOFTWARE" and "SOFTWARE" "HKEY_LOCAL_MACHINE\\SOFTWARE".
+// Of "HKLM\\SOFTWARE" and "SOFTWARE" "HKEY_LOCAL_MACHINE\\SOFTWARE". Terminals type UTF-8, and the
+// registry has single bytes.
 std::string FullPath(std::string key) {
+  if (Result<std::string> narrow = DecodeUtf8(key)) key = *std::move(narrow);
   while (key.ends_with('\\')) key.pop_back();
   const std::size_t first = std::min(key.find('\\'), key.size());
   const std::string_view top = TopKeyName(key.substr(0, first));
