@@ -1,8 +1,10 @@
 #include "platform/registry/history_cause.h"
 
 #include <chrono>
-#include <cstdio>
+#include <ctime>
+#include <iomanip>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 namespace devprep {
 namespace {
@@ -32,23 +34,18 @@ std::optional<RecordCounts> CountsOf(const Json& object, const char* name) {
 }
 
 std::optional<std::time_t> TimeOf(const Json& object) {
-  const std::string text = TextOf(object, "time");
-  int year = 0;
-  unsigned month = 0;
-  unsigned day = 0;
-  unsigned hour = 0;
-  unsigned minute = 0;
-  unsigned second = 0;
-  if (std::sscanf(text.c_str(), "%4d-%2u-%2uT%2u:%2u:%2uZ", &year, &month, &day, &hour, &minute,
-                  &second) != 6) {
-    return std::nullopt;
-  }
-  const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
-                                         std::chrono::day(day)};
-  if (!date.ok() || hour > 23 || minute > 59 || second > 60) return std::nullopt;
+  std::tm parts = {};
+  std::istringstream text(TextOf(object, "time"));
+  text >> std::get_time(&parts, "%Y-%m-%dT%H:%M:%SZ");
+  if (text.fail()) return std::nullopt;
+  const std::chrono::year_month_day date{
+      std::chrono::year(1900 + parts.tm_year),
+      std::chrono::month(static_cast<unsigned>(1 + parts.tm_mon)),
+      std::chrono::day(static_cast<unsigned>(parts.tm_mday))};
+  if (!date.ok()) return std::nullopt;
   return std::chrono::system_clock::to_time_t(
-      std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
-      std::chrono::seconds(second));
+      std::chrono::sys_days(date) + std::chrono::hours(parts.tm_hour) +
+      std::chrono::minutes(parts.tm_min) + std::chrono::seconds(parts.tm_sec));
 }
 
 }  // namespace
