@@ -25,6 +25,8 @@ namespace devprep::tool {
 namespace {
 
 using Number = std::optional<std::uint64_t>;
+// As somebody types it: what is larger, or less than 0, is no number.
+using TypedNumber = std::optional<std::uint32_t>;
 
 std::string TimeText(std::time_t time, bool utc) {
   const std::tm* parts = utc ? std::gmtime(&time) : std::localtime(&time);
@@ -109,9 +111,13 @@ Result<std::vector<HistoryEntry>> ChangesFrom(const Number& number) {
   const auto at = std::find_if(changes->begin(), changes->end(),
                                [from](const HistoryEntry& e) { return e.number == from; });
   if (at == changes->end()) {
-    return Refusal({"no_such_change", "the history has no change " + std::to_string(from) +
-                                          ": it keeps " + std::to_string(changes->front().number) +
-                                          " to " + std::to_string(changes->back().number)});
+    const std::uint64_t oldest = changes->front().number;
+    const std::uint64_t newest = changes->back().number;
+    return Refusal({"no_such_change",
+                    "the history has no change " + std::to_string(from) + ": " +
+                        (oldest < from && from < newest ? "somebody has removed it"
+                                                        : "it keeps " + std::to_string(oldest) +
+                                                              " to " + std::to_string(newest))});
   }
   changes->erase(changes->begin(), at);
   return changes;
@@ -203,7 +209,7 @@ std::string ChangesText(const std::vector<HistoryEntry>& changes) {
 
 struct UndoChoices {
   GuardOptions guard;
-  Number number;
+  TypedNumber number;
   bool hardware_differs = false;
 };
 
@@ -258,8 +264,8 @@ void AddHistoryCommands(CLI::App& app, Invocation& invocation) {
             [&invocation, listing] { return History(invocation.options, *listing); });
 
   struct DiffChoices {
-    Number first;
-    Number last;
+    TypedNumber first;
+    TypedNumber last;
     bool text = false;
     bool json = false;
   };
