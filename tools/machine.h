@@ -62,6 +62,10 @@ std::vector<std::string> NodeNamesOf(const ScsiAddress& unit);
 // that has hardware.
 std::optional<std::chrono::microseconds> TimeToAnswer(const ScsiAddress& unit);
 
+// Copies the registry below to, the root of a tree: all of it where it is in a file, or else the
+// product's branch. Within a session.
+Result<> CopyRegistry(RegistryKey& to);
+
 // What a file of this tool holds.
 enum class FileKind { kRegistryText, kPicture, kMetrics };
 

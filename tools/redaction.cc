@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/hardware/element_pages.h"
 #include "platform/hardware/hardware_map.h"
 #include "platform/raw_scsi.h"
+#include "platform/registry/configuration_keys.h"
 #include "records/device_record.h"
 
 namespace devprep::tool {
@@ -91,9 +93,48 @@ class Redactor {
     Elements(key);
   }
 
+  // Behind the units, whose serial numbers the records repeat.
+  void Records(RegistryKey& engine) {
+    std::vector<std::string> others;
+    for (const auto& key : engine.Children()) {
+      const auto is = [&key](std::string_view prefix) {
+        return CompareNames(key->Name().substr(0, prefix.size()), prefix) == 0;
+      };
+      if (is(kDeviceKeyPrefix)) {
+        Record(*key);
+      } else if (!is(kGroupKeyPrefix) && !is(kRaidKeyPrefix)) {
+        others.push_back(key->Name());
+      }
+    }
+    for (const std::string& name : others) engine.RemoveChild(name);
+    while (engine.ValueCount() != 0) engine.RemoveValue(engine.Values().back().name);
+  }
+
   bool Overflown() const { return serials_.Overflown(); }
 
  private:
+  void Record(RegistryKey& key) {
+    if (const std::string* stored = ValueOf(key, kDeviceSerialNumberValue)) {
+      const std::string serial = *stored;
+      const std::string replaced = SerialNumber(serial);
+      Write(key, kDeviceSerialNumberValue, replaced);
+      if (const std::string* info = ValueOf(key, kDeviceInfoValue)) {
+        std::string text = *info;
+        ReplaceAll(text, Core(serial), Core(replaced));
+        Write(key, kDeviceInfoValue, text);
+      }
+    }
+    if (const std::string* id = ValueOf(key, kDeviceWorldWideIdValue)) {
+      Write(key, kDeviceWorldWideIdValue, WorldWideId(*id));
+    }
+  }
+
+  // Devices are told apart by the beginning alone, and stay alike where that is alike.
+  std::string SerialNumber(const std::string& serial) {
+    const std::size_t told = std::min(serial.size(), kSerialNumberSize);
+    return serials_.Of(serial.substr(0, told)) + serials_.Of(serial.substr(told));
+  }
+
   void Units(RegistryKey& key) {
     Unit(key);
     for (const auto& child : key.Children()) Units(*child);
@@ -132,9 +173,7 @@ class Redactor {
     if (const std::string* page = ValueOf(key, kSerialNumberPageValue);
         page != nullptr && page->size() > kPageHeaderSize) {
       serial = page->substr(kPageHeaderSize);
-      // Devices are told apart by the beginning alone, and stay alike where that is alike.
-      const std::size_t told = std::min(serial.size(), kSerialNumberSize);
-      replaced = serials_.Of(serial.substr(0, told)) + serials_.Of(serial.substr(told));
+      replaced = SerialNumber(serial);
       Write(key, kSerialNumberPageValue, page->substr(0, kPageHeaderSize) + replaced);
       if (!Core(serial).empty()) whole_serials_[Core(serial)] = Core(replaced);
     }
@@ -195,9 +234,10 @@ class Redactor {
 
 }  // namespace
 
-Result<> Redact(RegistryKey& key) {
+Result<> Redact(RegistryKey& hardware, RegistryKey* records) {
   Redactor redactor;
-  redactor.Walk(key);
+  redactor.Walk(hardware);
+  if (records != nullptr) redactor.Records(*records);
   if (redactor.Overflown()) return Error{"there are too many short serial numbers to replace"};
   return {};
 }

@@ -7,12 +7,14 @@
 
 namespace devprep::tool {
 
-// Replaces serial numbers, World Wide IDs and volume tags in a key and all below it, wherever a
-// unit's texts repeat them too. Equal ones stay equal, different ones different, all keep their
-// length, their blanks and zeros at either end, and their emptiness. Vendor-specific inquiry data
-// that nobody reads becomes zeros; links to device nodes, whose names tell identities, go. Fails
-// when there are more serial numbers of some length than there are replacements.
-Result<> Redact(RegistryKey& key);
+// Replaces serial numbers, World Wide IDs and volume tags in the branch HARDWARE, wherever a unit's
+// texts repeat them too, and in the device records below records, the tape engine key, unless it is
+// null. Equal ones stay equal in both, different ones different, all keep their length, their
+// blanks and zeros at either end, and their emptiness. Vendor-specific inquiry data that nobody
+// reads becomes zeros; links to device nodes, whose names tell identities, go. Of records what is
+// no device, group or RAID goes. Fails when there are more serial numbers of some length than there
+// are replacements.
+Result<> Redact(RegistryKey& hardware, RegistryKey* records);
 
 }  // namespace devprep::tool
 

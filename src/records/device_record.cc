@@ -14,7 +14,6 @@ namespace {
 
 constexpr std::size_t kSerialNumberProof = 10;  // leading bytes that may not all be 0
 
-constexpr const char* kInfoValue = "Info";
 constexpr const char* kBoardField = "board-";
 constexpr const char* kBusField = ",bus-";
 constexpr const char* kScsiIdField = ",scsiid-";
@@ -22,13 +21,9 @@ constexpr const char* kLunField = ",lun-";
 constexpr const char* kTypeField = ",type-";
 constexpr char kDescriptionMark = ',';
 constexpr const char* kNoInfo = "!@!#$";
-constexpr std::size_t kInfoSize = 300;
 constexpr std::size_t kDescriptionInfoSize = 200;
 constexpr int kCommasBeforeDescription = 5;
-constexpr std::size_t kDriveListSize = 100;
 constexpr std::size_t kBinaryBufferSize = 300;
-constexpr const char* kSerialNumberValue = "SerialNumber";
-constexpr const char* kWorldWideIdValue = "WorldWideID";
 
 NumberedKey DeviceKey(std::uint16_t number) { return {kDeviceKeyPrefix, number}; }
 
@@ -94,14 +89,14 @@ std::uint16_t DeleteValue(const KeyHandle& key, const char* value_name) {
   return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND ? kStatusOk : kStatusFailed;
 }
 
-// Writes the text of the value "Info", kInfoSize bytes.
+// Writes the text of the value "Info", kDeviceInfoSize bytes.
 void FormatDeviceInfo(const DeviceRecord& record, char* info) {
   std::size_t length = 0;
-  AppendNumber(info, kInfoSize, &length, kBoardField, record.Address.Board);
-  AppendNumber(info, kInfoSize, &length, kBusField, record.Address.Bus);
-  AppendNumber(info, kInfoSize, &length, kScsiIdField, record.Address.ScsiId);
-  AppendNumber(info, kInfoSize, &length, kLunField, record.Address.Lun);
-  AppendNumber(info, kInfoSize, &length, kTypeField, record.Type);
+  AppendNumber(info, kDeviceInfoSize, &length, kBoardField, record.Address.Board);
+  AppendNumber(info, kDeviceInfoSize, &length, kBusField, record.Address.Bus);
+  AppendNumber(info, kDeviceInfoSize, &length, kScsiIdField, record.Address.ScsiId);
+  AppendNumber(info, kDeviceInfoSize, &length, kLunField, record.Address.Lun);
+  AppendNumber(info, kDeviceInfoSize, &length, kTypeField, record.Type);
   info[length++] = kDescriptionMark;
   const char* const description = record.Description;
   const char* const end = std::find(description, description + kDescriptionSize - 1, '\0');
@@ -161,8 +156,8 @@ std::uint16_t ParseDeviceInfo(char* info, DeviceRecord* record) {
 
 std::uint16_t ReadDeviceRecord(DeviceRecord* record) {
   const KeyHandle key = StoreOpenSubkey(DeviceKey(record->Number).name, KEY_QUERY_VALUE);
-  char info[kInfoSize];
-  StoreGetString(key, kInfoValue, kNoInfo, info, sizeof info);
+  char info[kDeviceInfoSize];
+  StoreGetString(key, kDeviceInfoValue, kNoInfo, info, sizeof info);
   if (std::strcmp(info, kNoInfo) == 0) return kDeviceNotConfigured;
   const std::uint16_t status = ParseDeviceInfo(info, record);
   if (status != kStatusOk) return status;
@@ -173,8 +168,8 @@ std::uint16_t ReadDeviceRecord(DeviceRecord* record) {
     record->DisabledDrives = StoreGetDword(key, kDisabledDrivesValue, 0);
   }
   ReadSettings(key, record);
-  ReadBytes(key, kSerialNumberValue, record->SerialNumber, sizeof record->SerialNumber);
-  ReadBytes(key, kWorldWideIdValue, record->WorldWideID, sizeof record->WorldWideID);
+  ReadBytes(key, kDeviceSerialNumberValue, record->SerialNumber, sizeof record->SerialNumber);
+  ReadBytes(key, kDeviceWorldWideIdValue, record->WorldWideID, sizeof record->WorldWideID);
   return kStatusOk;
 }
 
@@ -190,10 +185,10 @@ std::uint16_t WriteDeviceRecord(const DeviceRecord* record) {
     return kRecordNotWritten;
   }
   // Written anew, "Info" stands behind the values that stay.
-  RegDeleteValueA(key.Get(), kInfoValue);
-  char info[kInfoSize];
+  RegDeleteValueA(key.Get(), kDeviceInfoValue);
+  char info[kDeviceInfoSize];
   FormatDeviceInfo(*record, info);
-  if (StoreSetString(key, kInfoValue, info) != kStatusOk) return kRecordNotWritten;
+  if (StoreSetString(key, kDeviceInfoValue, info) != kStatusOk) return kRecordNotWritten;
   if (record->Type == kTypeChanger) {
     WriteDriveList(key, kReservedDrivesValue, record->ReservedDrives, record->ReservedDriveCount);
     WriteDriveList(key, kUnReservedDrivesValue, record->UnReservedDrives,
@@ -203,8 +198,8 @@ std::uint16_t WriteDeviceRecord(const DeviceRecord* record) {
     }
   }
   WriteSettings(key, record);
-  StoreSetBinary(key, kSerialNumberValue, record->SerialNumber, sizeof record->SerialNumber);
-  StoreSetBinary(key, kWorldWideIdValue, record->WorldWideID, sizeof record->WorldWideID);
+  StoreSetBinary(key, kDeviceSerialNumberValue, record->SerialNumber, sizeof record->SerialNumber);
+  StoreSetBinary(key, kDeviceWorldWideIdValue, record->WorldWideID, sizeof record->WorldWideID);
   return kStatusOk;
 }
 
@@ -258,7 +253,7 @@ std::uint16_t CountDeviceRecords(std::uint16_t* count) {
 
 std::uint16_t ReadDeviceDescription(std::uint16_t number, char* text) {
   char info[kDescriptionInfoSize];
-  StoreGetString(DeviceKey(number).name, kInfoValue, "", info, sizeof info);
+  StoreGetString(DeviceKey(number).name, kDeviceInfoValue, "", info, sizeof info);
   const char* at = info;
   for (int i = 0; i < kCommasBeforeDescription; ++i) {
     at = std::strchr(at, ',');

@@ -17,6 +17,9 @@ inline constexpr std::uint16_t kMaxDeviceRecords = 255;
 inline constexpr std::uint16_t kDeviceGone = 65535;  // a device number in whose place there is none
 inline constexpr std::uint16_t kNotSet = 65535;      // CleaningTapeSlot, DefaultBlockFactor
 
+inline constexpr const char* kDeviceInfoValue = "Info";
+inline constexpr const char* kDeviceSerialNumberValue = "SerialNumber";
+inline constexpr const char* kDeviceWorldWideIdValue = "WorldWideID";
 inline constexpr const char* kReservedDrivesValue = "ReservedDrives";
 inline constexpr const char* kUnReservedDrivesValue = "UnReservedDrives";
 inline constexpr const char* kDisabledDrivesValue = "DisabledDrives";
@@ -131,6 +134,10 @@ std::uint16_t CountDeviceRecords(std::uint16_t* count);
 // text, kDescriptionSize bytes; what is behind stays. Returns 0; 65535 when "Info" has fewer than
 // five commas, text is then untouched.
 std::uint16_t ReadDeviceDescription(std::uint16_t number, char* text);
+
+// The size of a stored "Info" text, and of a stored drive list, as they are read: with their NUL.
+inline constexpr std::size_t kDeviceInfoSize = 300;
+inline constexpr std::size_t kDriveListSize = 100;
 
 // Fills record from a stored "Info" text, which is changed. Returns 0 or 219.
 std::uint16_t ParseDeviceInfo(char* info, DeviceRecord* record);

@@ -66,7 +66,7 @@ _devprep() {
       ((place > 1)) || _devprep_offer changers
       options='--slots --json --columns --wide --no-headings --help' ;;
     picture) compopt -o filenames; COMPREPLY=($(compgen -f -W '--plan --follow-identity --force --help' -- "$cur")); return ;;
-    capture) compopt -o filenames; COMPREPLY=($(compgen -f -W '--redact --force --help' -- "$cur")); return ;;
+    capture) compopt -o filenames; COMPREPLY=($(compgen -f -W '--with-registry --redact --force --help' -- "$cur")); return ;;
     reserve | release)
       _devprep_offer $( ((place > 1)) && echo drives || echo changers)
       options='--force --json --yes --dry-run --help'

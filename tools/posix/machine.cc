@@ -11,8 +11,10 @@
 #include "platform/hardware/hardware_map.h"
 #include "platform/posix/file_ops.h"
 #include "platform/posix/hardware.h"
+#include "platform/posix/process_registry.h"
 #include "platform/posix/registry_file.h"
 #include "platform/posix/replace_file.h"
+#include "report.h"
 
 namespace devprep::tool {
 namespace {
@@ -91,6 +93,13 @@ UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked) {
   answers.time_to_answer = condition.time_to_answer;
   answers.problem = std::move(condition.problem);
   return answers;
+}
+
+Result<> CopyRegistry(RegistryKey& to) {
+  const auto root = RegistryRoot();
+  if (root == nullptr) return TakeReportedError("registry_not_readable", "the registry cannot be read");
+  CopyKey(*root, to);
+  return {};
 }
 
 Result<bool> SaveFile(const std::string& file_name, const std::string& text, bool force,

@@ -11,6 +11,7 @@
 
 #include "platform/hardware/hardware_map.h"
 #include "platform/registry.h"
+#include "platform/registry/registry_text.h"
 #include "platform/windows/registry_tree.h"
 
 namespace devprep::tool {
@@ -87,6 +88,18 @@ UnitAnswers AskUnit(const ScsiAddress& unit, Asked /*asked*/) {
         std::chrono::steady_clock::now() - start);
   }
   return answers;
+}
+
+Result<> CopyRegistry(RegistryKey& to) {
+  HKEY branch = nullptr;
+  const LONG status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, kProductBranch, 0, KEY_READ, &branch);
+  if (status == ERROR_FILE_NOT_FOUND) return {};
+  if (status != ERROR_SUCCESS) {
+    return Error{std::string("the registry's key ") + kProductBranch + " cannot be read"};
+  }
+  ReadKeyTree(branch, *FindOrAddPath(*to.FindOrAddChild(kLocalMachineName), kProductBranch));
+  RegCloseKey(branch);
+  return {};
 }
 
 Result<bool> SaveFile(const std::string& file_name, const std::string& text, bool force,

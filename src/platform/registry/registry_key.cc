@@ -180,6 +180,21 @@ bool RegistryKey::RemoveValue(std::string_view name) {
   return true;
 }
 
+void CopyKey(const RegistryKey& from, RegistryKey& to) {
+  for (const RegistryValue& value : from.Values()) to.SetValue(value.name, value.type, value.data);
+  for (const auto& child : from.Children()) CopyKey(*child, *to.FindOrAddChild(child->Name()));
+}
+
+RegistryKey* FindOrAddPath(RegistryKey& root, std::string_view path) {
+  RegistryKey* key = &root;
+  while (!path.empty()) {
+    const std::size_t end = std::min(path.find('\\'), path.size());
+    key = key->FindOrAddChild(path.substr(0, end)).get();
+    path.remove_prefix(std::min(end + 1, path.size()));
+  }
+  return key;
+}
+
 std::shared_ptr<RegistryKey> FindPath(const std::shared_ptr<RegistryKey>& root,
                                       std::string_view path) {
   const std::shared_ptr<RegistryKey>* key = &root;

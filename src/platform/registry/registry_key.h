@@ -86,8 +86,13 @@ class RegistryKey {
   bool deleted_ = false;
 };
 
-// The key at a path of names separated by backslashes, below root. Null when a
-// level is missing.
+// Copies the values of a key, and all below it, over what another holds.
+void CopyKey(const RegistryKey& from, RegistryKey& to);
+
+// The key at a path of names separated by backslashes, below root. What is missing of it is made.
+RegistryKey* FindOrAddPath(RegistryKey& root, std::string_view path);
+
+// The same; null when a level is missing.
 std::shared_ptr<RegistryKey> FindPath(const std::shared_ptr<RegistryKey>& root,
                                       std::string_view path);
 
