@@ -34,6 +34,7 @@ void AddTreeCommand(CLI::App& app, Invocation& invocation);
 void AddHardwareCommand(CLI::App& app, Invocation& invocation);
 void AddLibraryCommand(CLI::App& app, Invocation& invocation);
 void AddCaptureCommand(CLI::App& app, Invocation& invocation);
+void AddEstateCommand(CLI::App& app, Invocation& invocation);
 void AddPictureCommand(CLI::App& app, Invocation& invocation);
 void AddRaidCommands(CLI::App& app, Invocation& invocation);
 void AddHistoryCommands(CLI::App& app, Invocation& invocation);

@@ -6,6 +6,7 @@
 #include <numeric>
 #include <optional>
 
+#include "platform/messages.h"
 #include "suggestion.h"
 
 namespace devprep::tool {
@@ -70,7 +71,7 @@ std::vector<std::size_t> ChosenOrAll(const std::vector<ColumnInfo>& columns,
 // The text of a row in its place of the table; the first shows the tree.
 std::string CellText(const Row& row, std::size_t column, bool first) {
   std::string text = first ? row.branch : "";
-  return row.values.empty() ? text : text + row.values[column].AsText();
+  return row.values.empty() ? text : text + PrintableText(row.values[column].AsText());
 }
 
 std::size_t LongestWord(const std::string& text) {
@@ -84,7 +85,7 @@ std::size_t LongestWord(const std::string& text) {
 // Fits columns one way or another.
 class Fitting {
  public:
-  Fitting(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows,
+  Fitting(const std::vector<ColumnInfo>& columns, const RowSource& rows,
           const ListingOptions& options)
       : columns_(columns), rows_(rows), headings_(!options.no_headings) {
     const Chosen chosen = ReadChoice(columns, options.columns);
@@ -118,20 +119,22 @@ class Fitting {
     widths_.clear();
     least_.clear();
     for (const std::size_t column : shown_) {
-      const bool first = column == shown_.front();
-      std::size_t width = headings_ ? DisplayWidth(Heading(columns_[column])) : 0;
-      std::size_t least = headings_ ? LongestWord(Heading(columns_[column])) : 0;
-      bool tree = false;
-      for (const Row& row : rows_) {
-        tree = tree || (first && !row.branch.empty());
-        // What is no item may run on into the other columns.
-        if (row.values.empty()) continue;
-        const std::string text = CellText(row, column, first);
-        width = std::max(width, DisplayWidth(text));
-        least = std::max(least, LongestWord(text));
+      widths_.push_back(headings_ ? DisplayWidth(Heading(columns_[column])) : 0);
+      least_.push_back(headings_ ? LongestWord(Heading(columns_[column])) : 0);
+    }
+    bool tree = false;
+    rows_([&](const Row& row) {
+      tree = tree || !row.branch.empty();
+      // What is no item may run on into the other columns.
+      if (row.values.empty()) return;
+      for (std::size_t i = 0; i < shown_.size(); ++i) {
+        const std::string text = CellText(row, shown_[i], i == 0);
+        widths_[i] = std::max(widths_[i], DisplayWidth(text));
+        if (columns_[shown_[i]].wraps) least_[i] = std::max(least_[i], LongestWord(text));
       }
-      widths_.push_back(width);
-      least_.push_back(columns_[column].wraps && !tree ? least : width);
+    });
+    for (std::size_t i = 0; i < shown_.size(); ++i) {
+      if (!columns_[shown_[i]].wraps || (i == 0 && tree)) least_[i] = widths_[i];
     }
   }
 
@@ -161,7 +164,7 @@ class Fitting {
   }
 
   const std::vector<ColumnInfo>& columns_;
-  const std::vector<Row>& rows_;
+  const RowSource& rows_;
   bool headings_;
   std::vector<std::size_t> shown_;
   std::vector<std::size_t> named_;   // by the user
@@ -197,6 +200,12 @@ void PrintCells(const std::vector<std::string>& texts, const Layout& layout,
     line.resize(line.find_last_not_of(' ') + 1);
     std::cout << Paint(line, colour) << '\n';
   }
+}
+
+RowSource Visiting(const std::vector<Row>& rows) {
+  return [&rows](const RowVisitor& visit) {
+    for (const Row& row : rows) visit(row);
+  };
 }
 
 std::vector<std::string> Names(const std::vector<ColumnInfo>& columns) {
@@ -265,22 +274,28 @@ void AddListingOptions(CLI::App& command, ListingOptions& options,
 
 Layout FitTable(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows,
                 const ListingOptions& options, std::size_t width) {
-  return Fitting(columns, rows, options).Fit(width);
+  return Fitting(columns, Visiting(rows), options).Fit(width);
 }
 
 void PrintTable(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows,
                 const ListingOptions& options) {
-  const Layout layout = FitTable(columns, rows, options, options.wide ? 0 : TerminalWidth());
+  PrintTable(columns, Visiting(rows), options);
+}
+
+void PrintTable(const std::vector<ColumnInfo>& columns, const RowSource& rows,
+                const ListingOptions& options) {
+  const Layout layout = Fitting(columns, rows, options).Fit(options.wide ? 0 : TerminalWidth());
   if (!options.no_headings) {
     std::vector<std::string> headings;
     for (const std::size_t i : layout.columns) headings.push_back(Heading(columns[i]));
     PrintCells(headings, layout, columns, Colour::kHead, "");
   }
-  for (const Row& row : rows) {
-    std::vector<std::string> texts;
+  std::vector<std::string> texts;
+  rows([&](const Row& row) {
+    texts.clear();
     for (const std::size_t i : layout.columns) texts.push_back(CellText(row, i, texts.empty()));
     PrintCells(texts, layout, columns, row.colour, row.branch_below);
-  }
+  });
 }
 
 void PrintInFull(const std::vector<ColumnInfo>& columns, const std::vector<Value>& values,
@@ -293,7 +308,7 @@ void PrintInFull(const std::vector<ColumnInfo>& columns, const std::vector<Value
       std::cout << columns[i].label
                 << std::string(width - DisplayWidth(columns[i].label) + kGap, ' ');
     }
-    std::cout << values[i].AsText() << '\n';
+    std::cout << PrintableText(values[i].AsText()) << '\n';
   }
 }
 

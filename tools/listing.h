@@ -110,6 +110,10 @@ struct Row {
   std::string branch_below;  // the same for the further lines of a row that wraps
 };
 
+// Visits all rows of a table, in order, each time it is called: a large table is never held whole.
+using RowVisitor = std::function<void(const Row&)>;
+using RowSource = std::function<void(const RowVisitor&)>;
+
 // How a table is fitted: places of the columns shown, with the width of each.
 struct Layout {
   std::vector<std::size_t> columns;
@@ -122,7 +126,10 @@ struct Layout {
 Layout FitTable(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows,
                 const ListingOptions& options, std::size_t width);
 
-// Prints a table fitted to the terminal. In a pipe nothing is broken or left out.
+// Prints a table fitted to the terminal. In a pipe nothing is broken or left out. Control
+// characters are replaced.
+void PrintTable(const std::vector<ColumnInfo>& columns, const RowSource& rows,
+                const ListingOptions& options);
 void PrintTable(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows,
                 const ListingOptions& options);
 
@@ -171,9 +178,9 @@ class Listing {
   }
 
   void Print(const std::vector<Item>& items, const ListingOptions& options) const {
-    std::vector<Row> rows;
-    rows.reserve(items.size());
-    for (const Item& item : items) rows.push_back(RowOf(item));
+    const RowSource rows = [this, &items](const RowVisitor& visit) {
+      for (const Item& item : items) visit(RowOf(item));
+    };
     PrintTable(infos_, rows, options);
   }
 

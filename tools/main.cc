@@ -99,6 +99,7 @@ ExitStatus Run(int argc, char** argv) {
   devprep::tool::AddHardwareCommand(app, invocation);
   devprep::tool::AddLibraryCommand(app, invocation);
   devprep::tool::AddCaptureCommand(app, invocation);
+  devprep::tool::AddEstateCommand(app, invocation);
   devprep::tool::AddReserveCommands(app, invocation);
   devprep::tool::AddSetCommand(app, invocation);
   devprep::tool::AddGroupCommands(app, invocation);

@@ -6,8 +6,10 @@
 #include <unistd.h>
 #endif
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -108,7 +110,17 @@ Error TakeReportedError(const char* code, const char* otherwise) {
   return error;
 }
 
-void PrintJson(const Json& members) {
+namespace {
+
+constexpr int kIndent = 2;
+
+// What is no UTF-8, as the name of a file may be, must not keep the rest back.
+std::string Dump(const Json& json) {
+  return json.dump(kIndent, ' ', false, Json::error_handler_t::replace);
+}
+
+// The whole document, with what is kept.
+Json Document(const Json& members) {
   Report& report = TheReport();
   for (const Error& error : report.errors) {
     report.warnings.push_back(WarningJson(Severity::kError, error));
@@ -117,8 +129,34 @@ void PrintJson(const Json& members) {
   Json listing = {{"format", kJsonFormat}};
   listing.update(members);
   listing["warnings"] = std::exchange(report.warnings, Json::array());
-  // What is no UTF-8, as the name of a file may be, must not keep the rest back.
-  std::cout << listing.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+  return listing;
+}
+
+}  // namespace
+
+void PrintJson(const Json& members) { std::cout << Dump(Document(members)) << '\n'; }
+
+void PrintJson(const Json& members, const char* list,
+               const std::function<void(const JsonVisitor&)>& items) {
+  Json with_list = members;
+  with_list[list] = Json::array();
+  const std::string text = Dump(Document(with_list));
+  // No text within the JSON has a line end in it.
+  const std::string member = std::string("\n  \"") + list + "\": [";
+  const std::size_t at = text.find(member) + member.size();
+  std::cout << std::string_view(text).substr(0, at);
+  bool any = false;
+  items([&any](const Json& item) {
+    std::cout << (any ? ",\n    " : "\n    ");
+    any = true;
+    const std::string dumped = Dump(item);
+    for (std::size_t line = 0; line < dumped.size();) {
+      const std::size_t end = std::min(dumped.find('\n', line), dumped.size());
+      std::cout << (line == 0 ? "" : "\n    ") << std::string_view(dumped).substr(line, end - line);
+      line = end + 1;
+    }
+  });
+  std::cout << (any ? "\n  " : "") << std::string_view(text).substr(at) << '\n';
 }
 
 Json ErrorJson(const Error& error) {

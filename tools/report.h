@@ -3,6 +3,7 @@
 #ifndef DEVPREP_TOOLS_REPORT_H_
 #define DEVPREP_TOOLS_REPORT_H_
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,11 @@ Json ErrorJson(const Error& error);
 
 // Prints what is kept: the errors that no command took, and in JSON the warnings.
 void PrintJson(const Json& members);
+// The same with a list under that name, whose items are made one after the other: a long one is
+// never held whole.
+using JsonVisitor = std::function<void(const Json&)>;
+void PrintJson(const Json& members, const char* list,
+               const std::function<void(const JsonVisitor&)>& items);
 void PrintError(const Error& error);
 void PrintKeptMessages();
 

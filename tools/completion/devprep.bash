@@ -48,7 +48,7 @@ _devprep() {
     --plan) [[ $command == picture ]] || { compopt -o filenames; COMPREPLY=($(compgen -f -- "$cur")); return; } ;;
   esac
   case $command in
-    '') options='plan configure check devices tree picture hardware library capture reserve release disable enable set groups group raids raid history diff undo registry --registry --hardware --timeout --no-modules --version --help' ;;
+    '') options='plan configure check devices tree picture hardware library capture estate reserve release disable enable set groups group raids raid history diff undo registry --registry --hardware --timeout --no-modules --version --help' ;;
     plan)
       [[ $prev != --why ]] || _devprep_offer devices
       options='--json --follow-identity --accept --save --why --help' ;;
@@ -62,6 +62,7 @@ _devprep() {
       options='--json --columns --wide --no-headings --help' ;;
     tree) options='--json --columns --wide --no-headings --help' ;;
     hardware) options='--tree --json --columns --wide --no-headings --help' ;;
+    estate) compopt -o filenames; COMPREPLY=($(compgen -f -W '--json --columns --wide --no-headings --help' -- "$cur")); return ;;
     library)
       ((place > 1)) || _devprep_offer changers
       options='--slots --json --columns --wide --no-headings --help' ;;

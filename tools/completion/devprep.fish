@@ -75,7 +75,7 @@ complete -c devprep -l no-modules -d 'Leave out the library manager modules'
 for line in 'plan/Show what configure would do' 'configure/Rebuild the configuration from the devices attached now' \
     'check/Tell what is not as it is configured' 'devices/List the configured devices' \
     'tree/Show the configured machine as a tree' 'picture/Draw the machine' \
-    'hardware/Show what is attached now' 'library/Show which drive is where in the tape libraries' \
+    'hardware/Show what is attached now' 'estate/Compare many machines' 'library/Show which drive is where in the tape libraries' \
     'capture/Write the attached machine to a file' 'reserve/Reserve drives to a changer' \
     'release/Release reserved drives of a changer' 'disable/Disable reserved drives' \
     'enable/Enable reserved drives' 'set/Set or take away settings of a device' \
@@ -108,7 +108,7 @@ complete -c devprep -n '__devprep_from 2 set' -a 'cleaning_tape_slot= default_bl
     write_shots= bar_codes= bar_code_to_blank= auto_cleaning_time='
 complete -c devprep -n '__devprep_in picture capture "registry import" "registry export"' -F
 
-set -l listings devices tree groups raids hardware library history
+set -l listings devices tree groups raids hardware library estate history
 set -l edits reserve release disable enable set undo '"group create"' '"group delete"' '"group rename"' \
     '"group add"' '"group remove"'
 complete -c devprep -n "__devprep_in plan configure check diff $listings $edits" -l json -d 'Print JSON'
