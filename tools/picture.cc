@@ -6,6 +6,8 @@
 #include <tuple>
 #include <utility>
 
+#include "picture_parts.h"
+
 namespace devprep::tool {
 namespace {
 
@@ -23,7 +25,6 @@ constexpr int kColumnWidth = kRowWidth + 2 * (kCardPadding + kPanelPadding);
 constexpr int kColumnGap = 28;
 constexpr int kArrowGap = 110;  // between before and after
 constexpr int kIndent = 18;     // of a drive in its changer
-constexpr int kMarkHeight = 15;
 constexpr int kMarkGap = 4;
 constexpr int kNumberWidth = 34;
 constexpr int kIconSize = 16;
@@ -57,45 +58,6 @@ bool IsBold(TextStyle style) {
 }
 
 bool BeginsLetter(char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }
-
-// The text, or as much of it as fits with an ellipsis behind it.
-std::string Fit(const std::string& text, TextStyle style, int room) {
-  if (TextWidth(text, style) <= room) return text;
-  std::string fitted = text;
-  while (!fitted.empty()) {
-    while (!fitted.empty() && !BeginsLetter(fitted.back())) fitted.pop_back();
-    if (!fitted.empty()) fitted.pop_back();
-    while (!fitted.empty() && fitted.back() == ' ') fitted.pop_back();
-    if (TextWidth(fitted + kEllipsis, style) <= room) return fitted + kEllipsis;
-  }
-  return "";
-}
-
-// Lines that fit, broken at blanks.
-std::vector<std::string> Wrap(const std::string& text, TextStyle style, int room) {
-  std::vector<std::string> lines;
-  std::string line;
-  for (std::size_t at = 0; at <= text.size();) {
-    const std::size_t end = std::min(text.find(' ', at), text.size());
-    std::string longer = line;
-    if (!line.empty()) longer += ' ';
-    longer.append(text, at, end - at);
-    if (!line.empty() && TextWidth(longer, style) > room) {
-      lines.push_back(Fit(line, style, room));
-      longer.erase(0, line.size() + 1);
-    }
-    line = std::move(longer);
-    at = end + 1;
-  }
-  lines.push_back(Fit(line, style, room));
-  return lines;
-}
-
-PlacedMark MakeMark(MarkKind kind, const std::string& text, int x, int y,
-                    std::uint16_t number = 0) {
-  const int width = TextWidth(text, TextStyle::kMark) + 10;
-  return {{x, y, width, kMarkHeight}, kind, number, text};
-}
 
 MarkKind FateMark(Fate fate) {
   switch (fate) {
@@ -174,10 +136,10 @@ class RowDrawing {
                           TextStyle::kNumber, true, NumberText(device_)});
     const int name_room = DrawSets() - (rect.x + kTextLeft) - kMarkGap;
     row_.texts.push_back({rect.x + kTextLeft, rect.y + 17, TextStyle::kName, false,
-                          Fit(device_.name, TextStyle::kName, name_room)});
+                          FitText(device_.name, TextStyle::kName, name_room)});
     const int detail_room = DrawStates() - (rect.x + kTextLeft) - kMarkGap;
     row_.texts.push_back({rect.x + kTextLeft, rect.y + 34, TextStyle::kDetail, false,
-                          Fit(Details(), TextStyle::kDetail, detail_room)});
+                          FitText(Details(), TextStyle::kDetail, detail_room)});
     int y = rect.y + kRowHeight;
     if (device_.slots) {
       DrawSlots(y);
@@ -425,7 +387,7 @@ class Drawing {
 
   void AddLines(const std::string& text, TextStyle style, int x, int& baseline) {
     const int room = picture_.width - kMargin - x;
-    for (const std::string& line : Wrap(text, style, room)) {
+    for (const std::string& line : BreakText(text, style, room)) {
       picture_.headings.push_back({x, baseline, style, false, line});
       baseline += TextSize(style) + 5;
     }
@@ -465,7 +427,7 @@ class Drawing {
     }
     if (continued) text += ", continued";
     return {x + kPanelPadding, y + 17, TextStyle::kHeading, false,
-            Fit(text, TextStyle::kHeading, kColumnWidth - 2 * kPanelPadding)};
+            FitText(text, TextStyle::kHeading, kColumnWidth - 2 * kPanelPadding)};
   }
 
   PlacedCard DrawBlock(const Block& block, int x, int y) {
@@ -548,7 +510,7 @@ class Drawing {
   void AddEntry(PlacedMark mark, const std::string& text, int& x, int& y) {
     const int left = kMargin + 60;
     const int room = picture_.width - kMargin - left - mark.rect.width - 6;
-    const std::string fitted = Fit(text, TextStyle::kDetail, room);
+    const std::string fitted = FitText(text, TextStyle::kDetail, room);
     const int width = mark.rect.width + 6 + TextWidth(fitted, TextStyle::kDetail);
     if (x != left && x + width > picture_.width - kMargin) {
       x = left;
@@ -667,6 +629,42 @@ int TextWidth(const std::string& text, TextStyle style) {
       width += kWideAdvance;
   }
   return (width * TextSize(style) + 99) / 100;
+}
+
+std::string FitText(const std::string& text, TextStyle style, int room) {
+  if (TextWidth(text, style) <= room) return text;
+  std::string fitted = text;
+  while (!fitted.empty()) {
+    while (!fitted.empty() && !BeginsLetter(fitted.back())) fitted.pop_back();
+    if (!fitted.empty()) fitted.pop_back();
+    while (!fitted.empty() && fitted.back() == ' ') fitted.pop_back();
+    if (TextWidth(fitted + kEllipsis, style) <= room) return fitted + kEllipsis;
+  }
+  return "";
+}
+
+std::vector<std::string> BreakText(const std::string& text, TextStyle style, int room) {
+  std::vector<std::string> lines;
+  std::string line;
+  for (std::size_t at = 0; at <= text.size();) {
+    const std::size_t end = std::min(text.find(' ', at), text.size());
+    std::string longer = line;
+    if (!line.empty()) longer += ' ';
+    longer.append(text, at, end - at);
+    if (!line.empty() && TextWidth(longer, style) > room) {
+      lines.push_back(FitText(line, style, room));
+      longer.erase(0, line.size() + 1);
+    }
+    line = std::move(longer);
+    at = end + 1;
+  }
+  lines.push_back(FitText(line, style, room));
+  return lines;
+}
+
+PlacedMark MakeMark(MarkKind kind, const std::string& text, int x, int y, std::uint16_t number) {
+  const int width = TextWidth(text, TextStyle::kMark) + 10;
+  return {{x, y, width, kMarkHeight}, kind, number, text};
 }
 
 Picture DrawPicture(const PictureModel& model) { return Drawing(model).Draw(); }

@@ -4,6 +4,7 @@
 
 #include "markup.h"
 #include "picture.h"
+#include "picture_parts.h"
 
 namespace devprep::tool {
 namespace {
@@ -147,7 +148,8 @@ constexpr std::string_view kScript = R"(
 
 }  // namespace
 
-std::string PictureHtml(const PictureModel& model, const Picture& picture) {
+std::string PicturePage(const std::string& title, const std::string& svg, bool landscape,
+                        const char* searched) {
   Markup html;
   html.Raw("<!DOCTYPE html>\n");
   html.Open("html").With("lang", "en").With("data-picture", "devprep");
@@ -157,24 +159,31 @@ std::string PictureHtml(const PictureModel& model, const Picture& picture) {
       "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
       "style-src 'unsafe-inline'; script-src 'unsafe-inline'\">"
       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">");
-  html.Open("title").Text(model.title).Close();
+  html.Open("title").Text(title).Close();
   html.Open("style").Raw(kStyle);
-  html.Raw(picture.width > picture.height ? "@page{size:A4 landscape;margin:8mm}"
-                                          : "@page{size:A4 portrait;margin:8mm}");
+  html.Raw(landscape ? "@page{size:A4 landscape;margin:8mm}"
+                     : "@page{size:A4 portrait;margin:8mm}");
   html.Close().Raw("</head><body>\n");
   html.Raw(
       "<header><label for=\"find\">Find</label>"
-      "<input id=\"find\" type=\"search\" placeholder=\"number, serial number, node\" "
-      "autocomplete=\"off\" spellcheck=\"false\"><output id=\"found\" role=\"status\"></output>"
+      "<input id=\"find\" type=\"search\" placeholder=\"");
+  html.Raw(searched);
+  html.Raw(
+      "\" autocomplete=\"off\" spellcheck=\"false\"><output id=\"found\" role=\"status\"></output>"
       "<span class=\"hint\">/ finds, Tab and arrow keys go from device to device</span>"
       "<button id=\"fit\" type=\"button\" aria-pressed=\"false\">Fit to width</button></header>\n"
       "<main>");
-  html.Raw(PictureSvg(model, picture));
+  html.Raw(svg);
   html.Raw(
       "</main>\n<aside aria-label=\"The device where the pointer or the focus is\">"
       "<h2 id=\"head\">Point at a device</h2><dl id=\"facts\"></dl></aside>\n<script>");
   html.Raw(kScript).Raw("</script></body>").Close().Line();
   return html.Result();
+}
+
+std::string PictureHtml(const PictureModel& model, const Picture& picture) {
+  return PicturePage(model.title, PictureSvg(model, picture), picture.width > picture.height,
+                     "number, serial number, node");
 }
 
 }  // namespace devprep::tool

@@ -5,6 +5,7 @@
 
 #include "markup.h"
 #include "picture.h"
+#include "picture_parts.h"
 
 namespace devprep::tool {
 namespace {
@@ -108,48 +109,12 @@ const char* RowClass(const PictureDevice& device) {
   }
 }
 
-std::string MarkClass(const PlacedMark& mark) {
-  const std::string colour = " k" + std::to_string(mark.number % kColours);
-  switch (mark.kind) {
-    case MarkKind::kGroup:
-      return "group" + colour;
-    case MarkKind::kRaid:
-      return "raid" + colour;
-    case MarkKind::kStays:
-      return "stays";
-    case MarkKind::kMoves:
-      return "moves";
-    case MarkKind::kGoes:
-      return "goes";
-    case MarkKind::kComes:
-      return "comes";
-    case MarkKind::kDanger:
-      return "danger";
-    case MarkKind::kNote:
-      return "note";
-    case MarkKind::kState:
-      break;
-  }
-  return "state";
-}
-
 class SvgWriter {
  public:
   SvgWriter(const PictureModel& model, const Picture& picture) : model_(model), picture_(picture) {}
 
   std::string Write() {
-    svg_.Open("svg")
-        .With("xmlns", "http://www.w3.org/2000/svg")
-        .With("data-picture", "devprep")
-        .With("width", picture_.width)
-        .With("height", picture_.height)
-        .With("viewBox",
-              "0 0 " + std::to_string(picture_.width) + " " + std::to_string(picture_.height))
-        .With("role", "group")
-        .With("aria-label", model_.title + ". " + model_.summary);
-    svg_.Open("style").Raw(kStyle).Close().Line();
-    svg_.Raw(kSymbols).Line();
-    svg_.Open("rect").With("class", "page").With("width", "100%").With("height", "100%").Close();
+    OpenSvg(svg_, picture_.width, picture_.height, model_.title + ". " + model_.summary);
     WriteTexts();
     WriteArrows(false);
     for (const PlacedPanel& panel : picture_.panels) WritePanel(panel);
@@ -160,57 +125,19 @@ class SvgWriter {
   }
 
  private:
-  void WriteText(const PlacedText& text) {
-    const std::string_view style = StyleName(text.style);
-    svg_.Open("text").With("x", text.x).With("y", text.baseline);
-    if (!style.empty()) svg_.With("class", style);
-    svg_.Text(text.text).Close();
-  }
-
   void WriteTexts() {
     for (const PlacedText& text : picture_.headings) {
       svg_.Line();
-      WriteText(text);
+      WriteText(svg_, text);
     }
     for (const PlacedMark& notice : picture_.notices) {
       svg_.Line();
-      WriteMark(notice);
+      WriteMark(svg_, notice);
     }
-  }
-
-  Markup& WriteRect(const Rect& rect, const char* name, int radius) {
-    svg_.Open("rect")
-        .With("class", name)
-        .With("x", rect.x)
-        .With("y", rect.y)
-        .With("width", rect.width)
-        .With("height", rect.height);
-    if (radius != 0) svg_.With("rx", radius);
-    return svg_.Close();
   }
 
   std::string DeviceId(std::size_t side, std::size_t device) const {
     return (side == 0 ? "a" : "b") + model_.sides[side].devices[device].id;
-  }
-
-  // Within an element of its own.
-  void WriteMarkBody(const PlacedMark& mark) {
-    WriteRect(mark.rect, "m", mark.kind == MarkKind::kRaid ? 7 : 3);
-    if (mark.kind == MarkKind::kGroup) {
-      WriteRect({mark.rect.x, mark.rect.y, 3, mark.rect.height}, "swatch", 1);
-    }
-    svg_.Open("text")
-        .With("x", mark.rect.x + mark.rect.width / 2 + (mark.kind == MarkKind::kGroup ? 1 : 0))
-        .With("y", mark.rect.y + 11)
-        .With("class", "mark")
-        .Text(mark.text)
-        .Close();
-  }
-
-  void WriteMark(const PlacedMark& mark) {
-    svg_.Open("g").With("class", MarkClass(mark));
-    WriteMarkBody(mark);
-    svg_.Close();
   }
 
   void WriteArrows(bool beside) {
@@ -234,11 +161,11 @@ class SvgWriter {
     std::string label = panel.heading.text;
     if (model_.sides.size() > 1) label = model_.sides[panel.side].title + ": " + label;
     svg_.Line().Open("g").With("role", "group").With("aria-label", label);
-    WriteRect(panel.rect, "panel", 8);
-    WriteText(panel.heading);
+    WriteRect(svg_, panel.rect, "panel", 8);
+    WriteText(svg_, panel.heading);
     for (const PlacedCard& card : panel.cards) {
       svg_.Open("g").With("class", "card");
-      if (card.frame) WriteRect(card.rect, "frame", 6);
+      if (card.frame) WriteRect(svg_, card.rect, "frame", 6);
       for (const PlacedDevice& device : card.devices) WriteDevice(panel.side, device);
       svg_.Close();
     }
@@ -299,22 +226,18 @@ class SvgWriter {
     }
     if (device.other) svg_.With("data-other", DeviceId(1 - side, *device.other));
     svg_.Open("title").Text(Facts(device)).Close();
-    WriteRect(placed.rect, "row", 4);
-    WriteRect(placed.number, "box", 3);
-    svg_.Open("use")
-        .With("href", SymbolOf(device.shape))
-        .With("x", placed.icon.x)
-        .With("y", placed.icon.y)
-        .Close();
-    for (const PlacedText& text : placed.texts) WriteText(text);
-    for (const PlacedMark& mark : placed.marks) WriteMark(mark);
+    WriteRect(svg_, placed.rect, "row", 4);
+    WriteRect(svg_, placed.number, "box", 3);
+    WriteIcon(svg_, device.shape, placed.icon);
+    for (const PlacedText& text : placed.texts) WriteText(svg_, text);
+    for (const PlacedMark& mark : placed.marks) WriteMark(svg_, mark);
     if (placed.bar) {
       if (placed.bar_full != 0) {
         Rect full = *placed.bar;
         full.width = placed.bar_full;
-        WriteRect(full, "full", 2);
+        WriteRect(svg_, full, "full", 2);
       }
-      WriteRect(*placed.bar, "bar", 2);
+      WriteRect(svg_, *placed.bar, "bar", 2);
     }
     svg_.Close();
   }
@@ -327,9 +250,9 @@ class SvgWriter {
         svg_.With("data-sets",
                   (mark.kind == MarkKind::kGroup ? "g" : "r") + std::to_string(mark.number));
       }
-      WriteMarkBody(mark);
+      WriteMarkBody(svg_, mark);
       svg_.Close();
-      WriteText(entry.text);
+      WriteText(svg_, entry.text);
     }
   }
 
@@ -339,6 +262,86 @@ class SvgWriter {
 };
 
 }  // namespace
+
+std::string MarkClass(const PlacedMark& mark) {
+  const std::string colour = " k" + std::to_string(mark.number % kColours);
+  switch (mark.kind) {
+    case MarkKind::kGroup:
+      return "group" + colour;
+    case MarkKind::kRaid:
+      return "raid" + colour;
+    case MarkKind::kStays:
+      return "stays";
+    case MarkKind::kMoves:
+      return "moves";
+    case MarkKind::kGoes:
+      return "goes";
+    case MarkKind::kComes:
+      return "comes";
+    case MarkKind::kDanger:
+      return "danger";
+    case MarkKind::kNote:
+      return "note";
+    case MarkKind::kState:
+      break;
+  }
+  return "state";
+}
+
+void OpenSvg(Markup& svg, int width, int height, const std::string& label) {
+  svg.Open("svg")
+      .With("xmlns", "http://www.w3.org/2000/svg")
+      .With("data-picture", "devprep")
+      .With("width", width)
+      .With("height", height)
+      .With("viewBox", "0 0 " + std::to_string(width) + " " + std::to_string(height))
+      .With("role", "group")
+      .With("aria-label", label);
+  svg.Open("style").Raw(kStyle).Close().Line();
+  svg.Raw(kSymbols).Line();
+  svg.Open("rect").With("class", "page").With("width", "100%").With("height", "100%").Close();
+}
+
+void WriteText(Markup& svg, const PlacedText& text) {
+  const std::string_view style = StyleName(text.style);
+  svg.Open("text").With("x", text.x).With("y", text.baseline);
+  if (!style.empty()) svg.With("class", style);
+  svg.Text(text.text).Close();
+}
+
+Markup& WriteRect(Markup& svg, const Rect& rect, const char* name, int radius) {
+  svg.Open("rect")
+      .With("class", name)
+      .With("x", rect.x)
+      .With("y", rect.y)
+      .With("width", rect.width)
+      .With("height", rect.height);
+  if (radius != 0) svg.With("rx", radius);
+  return svg.Close();
+}
+
+void WriteIcon(Markup& svg, DeviceShape shape, const Rect& rect) {
+  svg.Open("use").With("href", SymbolOf(shape)).With("x", rect.x).With("y", rect.y).Close();
+}
+
+void WriteMarkBody(Markup& svg, const PlacedMark& mark) {
+  WriteRect(svg, mark.rect, "m", mark.kind == MarkKind::kRaid ? 7 : 3);
+  if (mark.kind == MarkKind::kGroup) {
+    WriteRect(svg, {mark.rect.x, mark.rect.y, 3, mark.rect.height}, "swatch", 1);
+  }
+  svg.Open("text")
+      .With("x", mark.rect.x + mark.rect.width / 2 + (mark.kind == MarkKind::kGroup ? 1 : 0))
+      .With("y", mark.rect.y + 11)
+      .With("class", "mark")
+      .Text(mark.text)
+      .Close();
+}
+
+void WriteMark(Markup& svg, const PlacedMark& mark) {
+  svg.Open("g").With("class", MarkClass(mark));
+  WriteMarkBody(svg, mark);
+  svg.Close();
+}
 
 bool IsPicture(const std::string& head) {
   return (head.starts_with("<svg ") || head.starts_with("<!DOCTYPE html>")) &&
