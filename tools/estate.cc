@@ -140,7 +140,7 @@ class Joining {
       Add(std::move(sightings));
     }
     for (auto& [serial_number, twin] : bearers) {
-      if (twin.size() > 1) twins.push_back({FindingKind::kTwins, std::move(twin), {}, ""});
+      if (twin.size() > 1) twins.push_back({FindingKind::kTwins, std::move(twin), {}, {}, ""});
     }
   }
 
@@ -233,7 +233,7 @@ class Joining {
       if (differ) shared[twin.front()] = std::move(twin);
     }
     for (auto& [first, twin] : shared) {
-      twins.push_back({FindingKind::kTwins, std::move(twin), {}, ""});
+      twins.push_back({FindingKind::kTwins, std::move(twin), {}, {}, ""});
     }
   }
 
@@ -324,12 +324,10 @@ class Comparison {
   // twins: what is known already, without texts.
   void Run(std::vector<Finding> twins) {
     for (Finding& finding : twins) {
-      for (const std::size_t device : finding.devices) AddMachines(device, finding);
-      std::sort(finding.machines.begin(), finding.machines.end());
-      finding.machines.erase(std::unique(finding.machines.begin(), finding.machines.end()),
-                             finding.machines.end());
+      std::vector<Machines> sides;
+      for (const std::size_t i : finding.devices) sides.push_back(MachinesOf(i));
       finding.text = TwinsText(finding);
-      estate_.findings.push_back(std::move(finding));
+      Add(std::move(finding), sides);
     }
     for (std::size_t i = 0; i < estate_.devices.size(); ++i) {
       CompareSightings(i);
@@ -352,10 +350,12 @@ class Comparison {
     if (machines.empty() || machines.back() != machine) machines.push_back(machine);
   }
 
-  void AddMachines(std::size_t device, Finding& finding) const {
+  Machines MachinesOf(std::size_t device) const {
+    Machines machines;
     for (const Sighting& sighting : Device(device).sightings) {
-      finding.machines.push_back(sighting.machine);
+      AddMachine(machines, sighting.machine);
     }
+    return machines;
   }
 
   std::string Names(const Machines& machines) const {
@@ -366,15 +366,28 @@ class Comparison {
     return Listed(names, machines.size());
   }
 
-  void Add(FindingKind kind, std::vector<std::size_t> devices,
-           std::initializer_list<const Machines*> sides, std::string text) {
-    Finding finding = {kind, std::move(devices), {}, std::move(text)};
-    for (const Machines* side : sides) {
-      finding.machines.insert(finding.machines.end(), side->begin(), side->end());
+  static void SortMachines(Machines& machines) {
+    std::sort(machines.begin(), machines.end());
+    machines.erase(std::unique(machines.begin(), machines.end()), machines.end());
+  }
+
+  // sides: machines that say the same. All are odd, but for a side that is larger than each other.
+  void Add(Finding finding, const std::vector<Machines>& sides) {
+    std::size_t largest = 0;
+    for (std::size_t i = 1; i < sides.size(); ++i) {
+      if (sides[i].size() > sides[largest].size()) largest = i;
     }
-    std::sort(finding.machines.begin(), finding.machines.end());
-    finding.machines.erase(std::unique(finding.machines.begin(), finding.machines.end()),
-                           finding.machines.end());
+    const bool known =
+        sides.size() > 1 && std::count_if(sides.begin(), sides.end(), [&](const Machines& side) {
+                              return side.size() == sides[largest].size();
+                            }) == 1;
+    for (std::size_t i = 0; i < sides.size(); ++i) {
+      finding.machines.insert(finding.machines.end(), sides[i].begin(), sides[i].end());
+      if (known && i == largest) continue;
+      finding.odd.insert(finding.odd.end(), sides[i].begin(), sides[i].end());
+    }
+    SortMachines(finding.machines);
+    SortMachines(finding.odd);
     estate_.findings.push_back(std::move(finding));
   }
 
@@ -393,13 +406,11 @@ class Comparison {
     for (const std::size_t i : finding.devices) {
       if (bearers.size() == kNamesTold) break;
       const EstateDevice& device = estate_.Best(Device(i));
-      Machines machines;
-      for (const Sighting& sighting : Device(i).sightings) AddMachine(machines, sighting.machine);
       const std::string bearer = !one_serial_number            ? device.serial_number
                                  : one_id                      ? *device.description
                                  : HasId(device.world_wide_id) ? IdText(device.world_wide_id)
                                                                : "";
-      bearers.push_back((bearer.empty() ? "none" : bearer) + " on " + Names(machines));
+      bearers.push_back((bearer.empty() ? "none" : bearer) + " on " + Names(MachinesOf(i)));
     }
     const char* const differ = !one_serial_number ? " but differ in serial number"
                                : !one_id          ? " but differ in World Wide ID"
@@ -428,9 +439,13 @@ class Comparison {
       if (count < 2) continue;
       addresses.resize(std::min(count, kNamesTold));
       const Machines one = {machine};
-      Add(FindingKind::kTwins, {i}, {&one},
-          estate_.NameOf(i) + " is attached to " + Names(one) + ' ' + std::to_string(count) +
-              " times: at " + Listed(addresses, count));
+      Add({FindingKind::kTwins,
+           {i},
+           {},
+           {},
+           estate_.NameOf(i) + " is attached to " + Names(one) + ' ' + std::to_string(count) +
+               " times: at " + Listed(addresses, count)},
+          {one});
     }
   }
 
@@ -447,8 +462,9 @@ class Comparison {
       }
     }
     if (disabled.empty() || used.empty()) return;
-    Add(FindingKind::kDisabled, {i}, {&disabled, &used},
-        estate_.NameOf(i) + " is disabled on " + Names(disabled) + ", and used on " + Names(used));
+    std::string text =
+        estate_.NameOf(i) + " is disabled on " + Names(disabled) + ", and used on " + Names(used);
+    Add({FindingKind::kDisabled, {i}, {}, {}, std::move(text)}, {disabled, used});
   }
 
   // The changers that a machine reserves a drive to, by identity.
@@ -471,10 +487,10 @@ class Comparison {
       if (!changers.empty()) AddMachine(choices[std::move(changers)], sighting.machine);
     }
     if (choices.size() < 2) return;
-    Finding finding = {FindingKind::kChanger, {i}, {}, ""};
+    std::vector<Machines> sides;
     std::vector<std::string> texts;
     for (const auto& [changers, machines] : choices) {
-      finding.machines.insert(finding.machines.end(), machines.begin(), machines.end());
+      sides.push_back(machines);
       if (texts.size() == kNamesTold) continue;
       std::vector<std::string> names;
       for (std::size_t k = 0; k < std::min(changers.size(), kNamesTold); ++k) {
@@ -482,9 +498,8 @@ class Comparison {
       }
       texts.push_back("to " + Listed(names, changers.size()) + " on " + Names(machines));
     }
-    std::sort(finding.machines.begin(), finding.machines.end());
-    finding.text = estate_.NameOf(i) + " is reserved " + ListedApart(texts, choices.size());
-    estate_.findings.push_back(std::move(finding));
+    std::string text = estate_.NameOf(i) + " is reserved " + ListedApart(texts, choices.size());
+    Add({FindingKind::kChanger, {i}, {}, {}, std::move(text)}, sides);
   }
 
   using Order = std::vector<std::size_t>;                 // drives, those without identity left out
@@ -532,16 +547,15 @@ class Comparison {
         }
       });
     }
-    for (Machines* side : {&one, &other}) {
-      std::sort(side->begin(), side->end());
-      side->erase(std::unique(side->begin(), side->end()), side->end());
-    }
+    SortMachines(one);
+    SortMachines(other);
     const std::string a = estate_.NameOf(first->first);
     const std::string b = estate_.NameOf(first->second);
     std::string text = estate_.NameOf(i) + " has its drives in different orders: " + a +
                        " before " + b + " on " + Names(one) + ", and behind it on " + Names(other);
     if (count > 1) text += " (and " + Count(count - 1, "more pair") + ")";
-    Add(FindingKind::kOrder, {i, first->first, first->second}, {&one, &other}, std::move(text));
+    Add({FindingKind::kOrder, {i, first->first, first->second}, {}, {}, std::move(text)},
+        {one, other});
   }
 
   // The changers through which a machine may reach a drive: those that it is reserved to there, or
@@ -591,9 +605,9 @@ class Comparison {
       }
     }
     if (lost.empty()) return;
-    Add(FindingKind::kLost, {i}, {&lost},
-        estate_.NameOf(i) + " is gone on " + Names(lost) + ", and attached to " + Names(seeing) +
-            (is_changer ? "" : ", with the same library"));
+    std::string text = estate_.NameOf(i) + " is gone on " + Names(lost) + ", and attached to " +
+                       Names(seeing) + (is_changer ? "" : ", with the same library");
+    Add({FindingKind::kLost, {i}, {}, {}, std::move(text)}, {lost});
   }
 
   Estate& estate_;
@@ -640,6 +654,17 @@ std::string Estate::NameOf(std::size_t device) const {
   const EstateDevice& best = Best(devices[device]);
   return std::string(Noun(best)) + ' ' +
          (best.serial_number.empty() ? IdText(best.world_wide_id) : best.serial_number);
+}
+
+std::string SummaryOf(const Estate& estate) {
+  const auto changers = static_cast<std::size_t>(std::count_if(
+      estate.devices.begin(), estate.devices.end(),
+      [&estate](const SharedDevice& device) { return estate.Best(device).type == kTypeChanger; }));
+  std::string text = Count(estate.machines.size(), "machine") + ", " + Count(changers, "changer") +
+                     " and " + Count(estate.devices.size() - changers, "drive");
+  if (estate.findings.empty()) return text + ", on which all agree";
+  return text + "; " + std::to_string(estate.findings.size()) +
+         (estate.findings.size() == 1 ? " thing does" : " things do") + " not agree";
 }
 
 Estate JoinMachines(std::vector<EstateMachine> machines) {

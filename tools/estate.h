@@ -105,7 +105,9 @@ enum class FindingKind : std::uint8_t {
 struct Finding {
   FindingKind kind = FindingKind::kDisabled;
   std::vector<std::size_t> devices;     // in the devices of the estate; the first is its subject
-  std::vector<std::uint32_t> machines;  // that it is about
+  std::vector<std::uint32_t> machines;  // that it is about, ascending
+  std::vector<std::uint32_t> odd;       // those of them that most others contradict; all where
+                                        // it is not known who is right
   std::string text;
 };
 
@@ -127,6 +129,9 @@ struct Estate {
   // "drive DRV-0001".
   std::string NameOf(std::size_t device) const;
 };
+
+// "4 machines, 2 changers and 6 drives; 5 things do not agree".
+std::string SummaryOf(const Estate& estate);
 
 // Recognises devices by serial number, else by World Wide ID, and compares what the machines say.
 // Takes time in proportion to the devices of all machines.

@@ -13,8 +13,11 @@
 
 #include "commands.h"
 #include "estate.h"
+#include "estate_picture.h"
 #include "listing.h"
+#include "machine.h"
 #include "output.h"
+#include "picture_parts.h"
 #include "platform/hardware/hardware_map.h"
 #include "platform/messages.h"
 #include "platform/registry/configuration_keys.h"
@@ -33,6 +36,8 @@ constexpr std::string_view kCaptureEnding = ".capture";
 
 struct Choices {
   std::string folder;
+  std::string picture;  // the file to write; empty: a table
+  bool force = false;
   ListingOptions listing;
 };
 
@@ -319,24 +324,10 @@ void PrintUnidentified(const Estate& estate) {
             << " without serial number and World Wide ID cannot be compared: " << text << ".\n";
 }
 
-std::string SummaryOf(const Estate& estate) {
-  const auto changers = static_cast<std::size_t>(std::count_if(
-      estate.devices.begin(), estate.devices.end(),
-      [&estate](const SharedDevice& device) { return estate.Best(device).type == kTypeChanger; }));
-  return Count(estate.machines.size(), "machine") + ", " + Count(changers, "changer") + " and " +
-         Count(estate.devices.size() - changers, "drive");
-}
-
 void PrintTables(const Estate& estate, const Listed& listed, const ListingOptions& options) {
   if (!listed.sightings.empty()) SightingListing().Print(listed.sightings, options);
   PrintUnidentified(estate);
-  std::cout << '\n' << SummaryOf(estate);
-  if (estate.findings.empty()) {
-    std::cout << ", on which all agree.\n";
-    return;
-  }
-  std::cout << "; " << estate.findings.size()
-            << (estate.findings.size() == 1 ? " thing does" : " things do") << " not agree:\n";
+  std::cout << '\n' << SummaryOf(estate) << (estate.findings.empty() ? ".\n" : ":\n");
   for (const Finding& finding : estate.findings) {
     std::cout << Paint(std::string(FindingCode(finding.kind)) + ": " + PrintableText(finding.text),
                        Colour::kChanged)
@@ -394,6 +385,32 @@ void PrintAsJson(const Estate& estate, const Listed& listed, const std::vector<E
             });
 }
 
+// What the listing tells of it, but for what differs: the picture tells that in full.
+std::vector<PictureFact> FactsOf(const ListedSighting& sighting) {
+  const std::vector<ColumnInfo>& columns = SightingListing().Infos();
+  const std::vector<Value> values = SightingListing().ValuesOf(sighting);
+  std::vector<PictureFact> facts;
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    const std::string text = values[i].AsText();
+    if (text != "-" && columns[i].name != std::string_view("differs"))
+      facts.push_back({columns[i].label, PrintableText(text)});
+  }
+  return facts;
+}
+
+Result<> SavePicture(const Estate& estate, const Listed& listed, const Choices& choices) {
+  const SightingFacts facts = [&](std::size_t device, const Sighting& sighting) {
+    return FactsOf({&estate, device, sighting, &listed.findings[device]});
+  };
+  const Result<bool> saved =
+      SaveFile(choices.picture,
+               IsHtmlName(choices.picture) ? EstateHtml(estate, facts) : EstateSvg(estate, facts),
+               choices.force, FileKind::kPicture);
+  if (!saved) return saved.Failure();
+  if (!*saved) std::cout << "Picture written to " << choices.picture << ".\n";
+  return {};
+}
+
 Result<ExitStatus> ShowEstate(const Choices& choices) {
   Folder folder;
   if (const Result<> listed = ListFolder(choices.folder, "", folder); !listed) {
@@ -423,7 +440,9 @@ Result<ExitStatus> ShowEstate(const Choices& choices) {
   const Estate estate = JoinMachines(std::move(machines));
   Listed listed;
   ListSightings(estate, listed);
-  if (choices.listing.json) {
+  if (!choices.picture.empty()) {
+    if (const Result<> saved = SavePicture(estate, listed, choices); !saved) return saved.Failure();
+  } else if (choices.listing.json) {
     PrintAsJson(estate, listed, folder.failures, choices.listing);
   } else {
     PrintTables(estate, listed, choices.listing);
@@ -450,6 +469,17 @@ void AddEstateCommand(CLI::App& app, Invocation& invocation) {
       ->required()
       ->option_text("FOLDER");
   AddListingOptions(*command, choices->listing, SightingListing().Infos());
+  auto* picture =
+      command
+          ->add_option("--picture", choices->picture,
+                       "Draw a picture instead: a file named .svg or .html; - for SVG on standard "
+                       "output")
+          ->option_text("FILE")
+          ->check(CheckPictureName);
+  for (const char* other : {"--json", "--columns", "--wide", "--no-headings"}) {
+    picture->excludes(command->get_option(other));
+  }
+  command->add_flag("--force", choices->force, "Replace whatever file is there")->needs(picture);
   OnCommand(command, invocation, [choices] { return ShowEstate(*choices); });
 }
 

@@ -1,5 +1,4 @@
 // devprep picture: the machine as a picture.
-#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -9,6 +8,7 @@
 #include "output.h"
 #include "picture.h"
 #include "picture_model.h"
+#include "picture_parts.h"
 
 namespace devprep::tool {
 namespace {
@@ -20,20 +20,8 @@ struct Choices {
   bool force = false;
 };
 
-bool EndsIn(const std::string& name, const std::string& ending) {
-  return name.size() > ending.size() &&
-         std::equal(ending.rbegin(), ending.rend(), name.rbegin(),
-                    [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? b + 32 : b); });
-}
-
-// What is wrong with the name of a picture. Empty: nothing.
-std::string CheckName(const std::string& name) {
-  if (name == "-" || EndsIn(name, ".svg") || EndsIn(name, ".html")) return "";
-  return name + ": a picture's name ends in .svg or .html";
-}
-
 Result<ExitStatus> DrawMachine(const Options& options, Choices choices) {
-  const bool html = EndsIn(choices.file_name, ".html");
+  const bool html = IsHtmlName(choices.file_name);
   if (choices.file_name.empty()) {
     if (TerminalWidth() != 0) {
       return Error{"a picture is not for a terminal: name a FILE.svg or FILE.html"};
@@ -71,7 +59,7 @@ void AddPictureCommand(CLI::App& app, Invocation& invocation) {
       ->add_option("file", choices->file_name,
                    "File to write, named .svg or .html; - for SVG on standard output")
       ->option_text("FILE")
-      ->check(CheckName);
+      ->check(CheckPictureName);
   auto* plan = command->add_flag("--plan", choices->plan,
                                  "Draw what 'configure' would do: before, after and the dangers");
   command

@@ -1,4 +1,5 @@
 // The picture as one HTML file.
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -146,7 +147,20 @@ constexpr std::string_view kScript = R"(
 }());
 )";
 
+bool EndsIn(const std::string& name, const std::string& ending) {
+  return name.size() > ending.size() &&
+         std::equal(ending.rbegin(), ending.rend(), name.rbegin(),
+                    [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? b + 32 : b); });
+}
+
 }  // namespace
+
+bool IsHtmlName(const std::string& name) { return EndsIn(name, ".html"); }
+
+std::string CheckPictureName(const std::string& name) {
+  if (name == "-" || EndsIn(name, ".svg") || EndsIn(name, ".html")) return "";
+  return name + ": a picture's name ends in .svg or .html";
+}
 
 std::string PicturePage(const std::string& title, const std::string& svg, bool landscape,
                         const char* searched) {

@@ -35,6 +35,12 @@ void WriteMarkBody(Markup& svg, const PlacedMark& mark);
 // The class of the element around a mark.
 std::string MarkClass(const PlacedMark& mark);
 
+// What is wrong with the name of a picture's file, "-" being standard output. Empty: nothing.
+std::string CheckPictureName(const std::string& name);
+
+// Whether a picture of that name is a page. No: SVG alone.
+bool IsHtmlName(const std::string& name);
+
 // The page around a picture. Whatever has the class "device" there can be pointed at and found: its
 // title tells what is known of it, a line "LABEL: VALUE" for each; data-number, data-serial and
 // data-nodes are searched, and those that share a word of data-sets light up together.

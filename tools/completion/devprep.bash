@@ -25,7 +25,7 @@ _devprep() {
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
       --registry) registry=(--registry "${COMP_WORDS[++i]}") ;;
-      --hardware | --timeout | --accept | --save | --plan | --level | --format | --metrics | -o | --columns)
+      --hardware | --timeout | --accept | --save | --plan | --level | --format | --metrics | --picture | -o | --columns)
         # Of picture it takes no value.
         [[ ${COMP_WORDS[i]} == --plan && ${words[0]} == picture ]] || ((++i)) ;;
       -*) ;;
@@ -62,7 +62,7 @@ _devprep() {
       options='--json --columns --wide --no-headings --help' ;;
     tree) options='--json --columns --wide --no-headings --help' ;;
     hardware) options='--tree --json --columns --wide --no-headings --help' ;;
-    estate) compopt -o filenames; COMPREPLY=($(compgen -f -W '--json --columns --wide --no-headings --help' -- "$cur")); return ;;
+    estate) compopt -o filenames; COMPREPLY=($(compgen -f -W '--json --columns --wide --no-headings --picture --force --help' -- "$cur")); return ;;
     library)
       ((place > 1)) || _devprep_offer changers
       options='--slots --json --columns --wide --no-headings --help' ;;

@@ -13,7 +13,7 @@ function __devprep_words
             case --plan
                 # Of picture it takes no value.
                 contains -- picture $words; or set skip yes
-            case --registry --hardware --timeout --accept --save --metrics --level --format -o --columns
+            case --registry --hardware --timeout --accept --save --metrics --picture --level --format -o --columns
                 set skip yes
             case '-*'
             case '*'
@@ -120,7 +120,7 @@ complete -c devprep -n "__devprep_in configure $edits" -l yes -d 'Do not ask'
 complete -c devprep -n "__devprep_in configure $edits" -l dry-run -d 'Show what would change'
 complete -c devprep -n '__devprep_in reserve release "group create" "group delete" "group add" "raid create" "raid assign" "raid release" "raid level" "raid link"' \
     -l force -d 'Do it where the tape engine may not be able to use it'
-complete -c devprep -n '__devprep_in picture capture "registry export"' -l force -d 'Replace whatever file is there'
+complete -c devprep -n '__devprep_in picture capture estate "registry export"' -l force -d 'Replace whatever file is there'
 complete -c devprep -n '__devprep_in plan configure picture' -l follow-identity \
     -d 'Keep settings with their devices by serial number and World Wide ID'
 complete -c devprep -n '__devprep_in plan configure' -l accept -x -d 'Go on in spite of these dangers' \
@@ -131,6 +131,7 @@ complete -c devprep -n '__devprep_in plan' -l why -x -ka '(__devprep_offer devic
 complete -c devprep -n '__devprep_in configure' -l plan -rF -d 'Apply this plan'
 complete -c devprep -n '__devprep_in picture' -l plan -d 'Draw what configure would do'
 complete -c devprep -n '__devprep_in hardware' -l tree -d 'Show a tree'
+complete -c devprep -n '__devprep_in estate' -l picture -rF -d 'Draw drives and changers against machines'
 complete -c devprep -n '__devprep_in library' -l slots -d 'Show each slot'
 complete -c devprep -n '__devprep_in capture' -l with-registry -d 'Write the registry to the same file'
 complete -c devprep -n '__devprep_in capture' -l redact -d 'Replace serial numbers, World Wide IDs and volume tags'
