@@ -1,9 +1,5 @@
 // The configuration pass: its work in memory, and whole processes that do nothing else.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 
@@ -24,20 +20,10 @@ void ConfigureProcess(benchmark::State& state) {
   long peak = 0;
   for (auto _ : state) {
     bench.SetUp(machine);
-    int status = 0;
-    rusage used{};
-    state.SetIterationTime(WallSeconds([&] {
-      const pid_t child = ::fork();
-      if (child == 0) {
-        const int nowhere = ::open("/dev/null", O_WRONLY);
-        ::dup2(nowhere, STDOUT_FILENO);
-        ::execl(DEVPREP_TOOL, DEVPREP_TOOL, "configure", nullptr);
-        ::_exit(127);
-      }
-      ::wait4(child, &status, 0, &used);
-    }));
-    if (status != 0) state.SkipWithError("the process failed");
-    peak = std::max(peak, used.ru_maxrss);
+    const ToolRun run = RunTool({"configure"});
+    state.SetIterationTime(run.seconds);
+    if (run.status != 0) state.SkipWithError("the process failed");
+    peak = std::max(peak, run.peak_kib);
   }
   state.counters["peak_MiB"] = static_cast<double>(peak) / 1024;
 }

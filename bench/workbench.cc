@@ -1,11 +1,16 @@
 #include "workbench.h"
 
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <vector>
 
 #include "entry/library.h"
 #include "platform/posix/hardware.h"
@@ -39,6 +44,30 @@ void Workbench::SetUp(const Machine& machine) const {
 void Workbench::NewProcess() {
   ResetProcessState();
   DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
+}
+
+ToolRun RunTool(std::initializer_list<std::string> arguments) {
+  std::vector<std::string> texts = {DEVPREP_TOOL};
+  texts.insert(texts.end(), arguments);
+  std::vector<char*> argv;
+  for (std::string& text : texts) argv.push_back(text.data());
+  argv.push_back(nullptr);
+  ToolRun run;
+  int status = 0;
+  rusage used{};
+  run.seconds = WallSeconds([&] {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      const int nowhere = ::open("/dev/null", O_WRONLY);
+      ::dup2(nowhere, STDOUT_FILENO);
+      ::execv(DEVPREP_TOOL, argv.data());
+      ::_exit(127);
+    }
+    ::wait4(child, &status, 0, &used);
+  });
+  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  run.peak_kib = used.ru_maxrss;
+  return run;
 }
 
 double ProcessorSeconds() {

@@ -4,6 +4,7 @@
 #define DEVPREP_BENCH_WORKBENCH_H_
 
 #include <chrono>
+#include <initializer_list>
 #include <string>
 
 #include "large_machine.h"
@@ -43,6 +44,14 @@ double WallSeconds(Work work) {
   work();
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
+
+// A process of the tool from start to end, which prints to nowhere.
+struct ToolRun {
+  int status = 0;  // its exit status; -1: it did not end by itself
+  double seconds = 0;
+  long peak_kib = 0;  // of its memory, or of this program's own, from which it is forked
+};
+ToolRun RunTool(std::initializer_list<std::string> arguments);
 
 // Processor time of this thread so far.
 double ProcessorSeconds();
