@@ -101,7 +101,7 @@ class Joining {
 
   void Add(std::vector<Sighting> sightings) {
     for (const Sighting& sighting : sightings) At(sighting).device = devices.size();
-    devices.push_back({std::move(sightings), {}});
+    devices.push_back({std::move(sightings), {}, {}});
   }
 
   void JoinBySerialNumber(std::vector<Sighting>& all) {
@@ -614,6 +614,18 @@ class Comparison {
   std::vector<std::vector<std::size_t>> machine_changers_;  // made when it is asked for
 };
 
+// The first of those that say most.
+Sighting FindBest(const Estate& estate, const SharedDevice& device) {
+  const auto score = [&estate](const Sighting& sighting) {
+    const EstateDevice& one = estate.At(sighting);
+    return (one.serial_number.empty() ? 0 : 4) + (one.attached ? 2 : 0) +
+           (HasId(one.world_wide_id) ? 1 : 0);
+  };
+  return *std::max_element(
+      device.sightings.begin(), device.sightings.end(),
+      [&score](const Sighting& a, const Sighting& b) { return score(a) < score(b); });
+}
+
 }  // namespace
 
 bool EstateDevice::HasIdentity() const { return !serial_number.empty() || HasId(world_wide_id); }
@@ -637,17 +649,6 @@ const char* FindingCode(FindingKind kind) {
       break;
   }
   return "twins";
-}
-
-const EstateDevice& Estate::Best(const SharedDevice& device) const {
-  const auto score = [this](const Sighting& sighting) {
-    const EstateDevice& one = At(sighting);
-    return (one.serial_number.empty() ? 0 : 4) + (one.attached ? 2 : 0) +
-           (HasId(one.world_wide_id) ? 1 : 0);
-  };
-  return At(*std::max_element(
-      device.sightings.begin(), device.sightings.end(),
-      [&score](const Sighting& a, const Sighting& b) { return score(a) < score(b); }));
 }
 
 std::string Estate::NameOf(std::size_t device) const {
@@ -675,6 +676,7 @@ Estate JoinMachines(std::vector<EstateMachine> machines) {
   Joining joining(estate.machines);
   joining.Run();
   estate.devices = std::move(joining.devices);
+  for (SharedDevice& device : estate.devices) device.best = FindBest(estate, device);
   const std::vector<std::size_t> places = Ordering(estate).Run();
   std::vector<SharedDevice> ordered(places.size());
   for (std::size_t i = 0; i < places.size(); ++i) {

@@ -91,6 +91,7 @@ struct Sighting {
 // One drive or changer, whoever sees it.
 struct SharedDevice {
   std::vector<Sighting> sightings;     // in the order of the machines
+  Sighting best;                       // the one that says most of it
   std::optional<std::size_t> changer;  // that most machines reserve it to, in the devices
 };
 
@@ -124,8 +125,7 @@ struct Estate {
   const EstateDevice& At(const Sighting& sighting) const {
     return machines[sighting.machine].devices[sighting.device];
   }
-  // The sighting that says most of a device.
-  const EstateDevice& Best(const SharedDevice& device) const;
+  const EstateDevice& Best(const SharedDevice& device) const { return At(device.best); }
   // "drive DRV-0001".
   std::string NameOf(std::size_t device) const;
 };
