@@ -97,7 +97,8 @@ UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked) {
 
 Result<> CopyRegistry(RegistryKey& to) {
   const auto root = RegistryRoot();
-  if (root == nullptr) return TakeReportedError("registry_not_readable", "the registry cannot be read");
+  if (root == nullptr)
+    return TakeReportedError("registry_not_readable", "the registry cannot be read");
   CopyKey(*root, to);
   return {};
 }
