@@ -64,6 +64,7 @@ struct Trait {
   WorldWideId world_wide_id = {};
   std::string product;
 
+  // NOLINTNEXTLINE(modernize-use-nullptr): what the compiler makes of it compares with 0.
   auto operator<=>(const Trait&) const = default;
 };
 
@@ -273,6 +274,7 @@ class Ordering {
     std::uint16_t place = 0;
     std::string name;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): what the compiler makes of it compares with 0.
     auto operator<=>(const Rank&) const = default;
   };
 

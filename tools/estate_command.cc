@@ -374,15 +374,20 @@ void PrintAsJson(const Estate& estate, const Listed& listed, const std::vector<E
   }
   Json findings = Json::array();
   for (const Finding& finding : estate.findings) findings.push_back(FindingJson(estate, finding));
-  PrintJson({{"machines", std::move(machines)},
-             {"findings", std::move(findings)},
-             {"without_identity", std::move(without)},
-             {"damaged", std::move(damaged)}},
-            "sightings", [&](const JsonVisitor& visit) {
-              for (const ListedSighting& s : listed.sightings) {
-                visit(SightingListing().AsJson(s, options));
-              }
-            });
+  Json members = {{"machines", std::move(machines)},
+                  {"findings", std::move(findings)},
+                  {"without_identity", std::move(without)},
+                  {"damaged", std::move(damaged)}};
+  if (!failures.empty()) {
+    Error error{Count(failures.size(), "file") + " cannot be read: see damaged"};
+    error.code = "damaged_files";
+    members["error"] = ErrorJson(error);
+  }
+  PrintJson(members, "sightings", [&](const JsonVisitor& visit) {
+    for (const ListedSighting& s : listed.sightings) {
+      visit(SightingListing().AsJson(s, options));
+    }
+  });
 }
 
 // What the listing tells of it, but for what differs: the picture tells that in full.

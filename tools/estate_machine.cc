@@ -281,7 +281,8 @@ class Pairing {
   void ByIdentity(IdentityOf identity_of) {
     using Key = std::pair<std::uint16_t, std::string_view>;
     std::map<Key, std::uint16_t> bearers;
-    for (std::uint16_t i = 0; i < units_.size(); ++i) {
+    const auto count = static_cast<std::uint16_t>(units_.size());
+    for (std::uint16_t i = 0; i < count; ++i) {
       const DeviceRecord& unit = units_[i].record;
       const std::string_view identity = identity_of(unit);
       if (taken_[i] || identity.empty()) continue;

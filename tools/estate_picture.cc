@@ -251,7 +251,7 @@ class Drawing {
     return findings;
   }
 
-  const char* StateOf(const EstateMachine& machine, const EstateDevice& device) const {
+  static const char* StateOf(const EstateMachine& machine, const EstateDevice& device) {
     if (machine.Gone(device)) return "gone";
     if (device.Disabled()) return "disabled";
     const bool loose = device.number && device.type == kTypeTape && device.reservations.empty();
@@ -333,7 +333,7 @@ class Drawing {
     return facts;
   }
 
-  std::string IdentityText(const EstateDevice& device) const {
+  static std::string IdentityText(const EstateDevice& device) {
     return device.serial_number.empty()
                ? Hexadecimal({reinterpret_cast<const char*>(device.world_wide_id.data()),
                               device.world_wide_id.size()})

@@ -37,9 +37,9 @@ def closed(schema, chosen, top=True):
 SCHEMAS = load()
 
 
-def schema_name(arguments, status):
-    """The schema of what a command prints."""
-    if status in (1, 2):
+def schema_name(arguments, status, output):
+    """The schema of what a command prints. Some that fail print beside the error what they have."""
+    if status in (1, 2) and set(output) <= {"format", "error", "warnings"}:
         return "error.schema.json"
     words = []
     for before, word in zip(["", *arguments], arguments):
@@ -70,4 +70,4 @@ def check(arguments, status, text):
     except ValueError as error:
         return [f"no JSON: {error}"]
     chosen = any(word.startswith(("-o", "--columns")) for word in arguments)
-    return complaints(schema_name(arguments, status), output, chosen=chosen)
+    return complaints(schema_name(arguments, status, output), output, chosen=chosen)
