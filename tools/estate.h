@@ -32,6 +32,14 @@ class TextPool {
   std::unordered_set<std::string> texts_;  // its elements stay where they are
 };
 
+using WorldWideId = std::array<std::uint8_t, kWorldWideIdSize>;
+
+// Whether it is one: zeros are none.
+bool HasWorldWideId(const WorldWideId& id);
+
+// As hexadecimal digits. Empty for none.
+std::string WorldWideIdText(const WorldWideId& id);
+
 // A place in a changer's list of reserved drives.
 struct Reservation {
   std::uint16_t changer = 0;  // in the devices of the machine
@@ -51,9 +59,9 @@ struct EstateDevice {
   std::string serial_number;
   std::string kept_serial_number;  // what a record keeps of it; empty: all
   bool cut = false;                // the serial number may go on: a record keeps the beginning
-  std::array<std::uint8_t, kWorldWideIdSize> world_wide_id = {};  // zeros: none
-  const std::string* description = nullptr;                       // vendor, product and revision
-  std::string nodes;                                              // paths, a blank between two
+  WorldWideId world_wide_id = {};
+  const std::string* description = nullptr;  // vendor, product and revision
+  std::string nodes;                         // paths, a blank between two
   std::bitset<kMaxGroups> groups;
   std::bitset<kMaxRaids> raids;
   std::vector<Reservation> reservations;  // of a drive
@@ -62,6 +70,12 @@ struct EstateDevice {
   std::size_t device = kNoDevice;         // in the devices of the estate; none without identity
 
   bool HasIdentity() const;
+  // The serial number, or else the World Wide ID.
+  std::string IdentityText() const;
+  // Vendor and product, without blanks: not every record keeps them.
+  std::string Product() const;
+  // "changer" or "drive".
+  const char* Noun() const;
   bool Disabled() const;
 };
 

@@ -163,12 +163,6 @@ struct ListedSighting {
   const EstateMachine& Machine() const { return estate->machines[sighting.machine]; }
 };
 
-Value IdValue(const EstateDevice& device) {
-  DeviceRecord record = {};
-  std::copy(device.world_wide_id.begin(), device.world_wide_id.end(), record.WorldWideID);
-  return Value::Text(WorldWideIdText(record));
-}
-
 Value NodesOf(const EstateDevice& device) {
   std::vector<std::string> paths;
   for (std::size_t at = 0; at < device.nodes.size();) {
@@ -206,10 +200,8 @@ Value ReservedTo(const ListedSighting& s) {
   std::vector<Value> changers;
   for (const Reservation& reservation : s.Device().reservations) {
     const EstateDevice& changer = s.Machine().devices[reservation.changer];
-    changers.push_back(changer.device == kNoDevice
-                           ? Value::Text(AddressText(changer.address))
-                           : Value::Text(changer.serial_number.empty() ? IdValue(changer).AsText()
-                                                                       : changer.serial_number));
+    changers.push_back(changer.device == kNoDevice ? Value::Text(AddressText(changer.address))
+                                                   : Value::Text(changer.IdentityText()));
   }
   return Value::List(changers);
 }
@@ -246,7 +238,7 @@ std::vector<Column<ListedSighting>> SightingColumns() {
       {TextColumn("serial_number", "Serial number", "unit serial number", kKey),
        [](S s) { return Value::Text(s.estate->Best(s.estate->devices[s.index]).serial_number); }},
       {TextColumn("world_wide_id", "World Wide ID", "World Wide ID (NAA)", kOnRequest),
-       [](S s) { return IdValue(s.Device()); }},
+       [](S s) { return Value::Text(WorldWideIdText(s.Device().world_wide_id)); }},
       {TextColumn("machine", "Machine", "machine that has it", kKey),
        [](S s) { return Value::Text(s.Machine().name); }},
       {NumberColumn("number", "Device", "its number there", kKey),
@@ -339,9 +331,10 @@ Json FindingJson(const Estate& estate, const Finding& finding) {
   Json devices = Json::array();
   for (const std::size_t i : finding.devices) {
     const EstateDevice& best = estate.Best(estate.devices[i]);
-    devices.push_back({{"type", TypeName(best.type).identifier},
-                       {"serial_number", Value::Text(best.serial_number).AsJson()},
-                       {"world_wide_id", IdValue(best).AsJson()}});
+    devices.push_back(
+        {{"type", TypeName(best.type).identifier},
+         {"serial_number", Value::Text(best.serial_number).AsJson()},
+         {"world_wide_id", Value::Text(WorldWideIdText(best.world_wide_id)).AsJson()}});
   }
   Json machines = Json::array();
   for (const std::uint32_t machine : finding.machines) {

@@ -220,7 +220,7 @@ class Drawing {
     const int left = x + kIconSize + 8;
     const int room = CellLeft(0) - 8 - left;
     WriteText(body_, {left, y_ + 15, TextStyle::kName, false,
-                      FitText(IdentityText(best), TextStyle::kName, room)});
+                      FitText(best.IdentityText(), TextStyle::kName, room)});
     WriteText(body_, {left, y_ + 31, TextStyle::kDetail, false,
                       FitText(*best.description, TextStyle::kDetail, room)});
     for (auto at = shared.sightings.begin(); at != shared.sightings.end();) {
@@ -331,13 +331,6 @@ class Drawing {
       facts += PrintableText(finding->text);
     }
     return facts;
-  }
-
-  static std::string IdentityText(const EstateDevice& device) {
-    return device.serial_number.empty()
-               ? Hexadecimal({reinterpret_cast<const char*>(device.world_wide_id.data()),
-                              device.world_wide_id.size()})
-               : device.serial_number;
   }
 
   void AddEntry(const PlacedMark& mark, const char* meaning, int& x) {
