@@ -66,8 +66,7 @@ Result<ExitStatus> Capture(const Options& options, const Choices& choices) {
       SetAnswer(*key, kElementAddressValue, unit.answers.element_addresses);
       SetAnswer(*key, kElementStatusValue, unit.answers.element_status);
       SetAnswer(*key, kDriveElementValue, unit.answers.drive_element);
-      std::string nodes;
-      for (const std::string& node : unit.answers.nodes) nodes += (nodes.empty() ? "" : " ") + node;
+      const std::string nodes = JoinNodeNames(unit.answers.nodes);
       if (!nodes.empty()) key->SetValue(kNodeNamesValue, REG_SZ, nodes + '\0');
     }
     return choices.redact ? RedactAll(root) : Result<>();

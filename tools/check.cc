@@ -147,7 +147,7 @@ Result<ExitStatus> Check(const Options& options, bool json, const std::string& m
     written = WriteMetrics(metrics_file, report, std::chrono::steady_clock::now() - start);
   }
   if (!report) {
-    if (!written) ReportMessage(Severity::kError, written.Failure().Text());
+    if (!written) ReportMessage(Severity::kError, written.Failure());
     return report.Failure();
   }
   if (json) {

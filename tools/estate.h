@@ -61,7 +61,7 @@ struct EstateDevice {
   bool cut = false;                // the serial number may go on: a record keeps the beginning
   WorldWideId world_wide_id = {};
   const std::string* description = nullptr;  // vendor, product and revision
-  std::string nodes;                         // paths, a blank between two
+  std::vector<std::string> nodes;            // paths, without links
   std::bitset<kMaxGroups> groups;
   std::bitset<kMaxRaids> raids;
   std::vector<Reservation> reservations;  // of a drive

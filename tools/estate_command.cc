@@ -30,7 +30,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uintmax_t kMaxFileSize = std::uintmax_t{64} * 1024 * 1024;
 constexpr std::string_view kRegistryEnding = ".reg";
 constexpr std::string_view kCaptureEnding = ".capture";
 
@@ -95,7 +94,7 @@ Result<std::string> ReadWhole(const fs::path& path) {
   }
   const std::uintmax_t size = fs::file_size(path, error);
   if (error) return FailureOf(error, path);
-  if (size > kMaxFileSize)
+  if (size > kMaxRegistryText)
     return Error{"larger than any capture or registry: more than 64 MiB", path.string()};
   std::string text(static_cast<std::size_t>(size), '\0');
   std::ifstream file(path, std::ios::binary);
@@ -162,16 +161,6 @@ struct ListedSighting {
   const EstateDevice& Device() const { return estate->At(sighting); }
   const EstateMachine& Machine() const { return estate->machines[sighting.machine]; }
 };
-
-Value NodesOf(const EstateDevice& device) {
-  std::vector<std::string> paths;
-  for (std::size_t at = 0; at < device.nodes.size();) {
-    const std::size_t end = std::min(device.nodes.find(' ', at), device.nodes.size());
-    paths.push_back(device.nodes.substr(at, end - at));
-    at = end + 1;
-  }
-  return NodesValue(paths);
-}
 
 template <std::size_t N>
 Value NumbersIn(const std::bitset<N>& set) {
@@ -254,7 +243,7 @@ std::vector<Column<ListedSighting>> SightingColumns() {
       {TextColumn("raids", "RAIDs", "numbers of its tape RAIDs", kExtra),
        [](S s) { return NumbersIn(s.Device().raids); }},
       {TextColumn("state", "State", "gone, disabled, not configured or loose"), StateOf},
-      {NodesColumn(kExtra), [](S s) { return NodesOf(s.Device()); }},
+      {NodesColumn(kExtra), [](S s) { return NodesValue(s.Device().nodes); }},
       {WrappingColumn("differs", "Differs", "what the machines do not agree on"), FindingsOf},
   };
 }
@@ -396,17 +385,14 @@ std::vector<PictureFact> FactsOf(const ListedSighting& sighting) {
   return facts;
 }
 
-Result<> SavePicture(const Estate& estate, const Listed& listed, const Choices& choices) {
+Result<> DrawEstate(const Estate& estate, const Listed& listed, const Choices& choices) {
   const SightingFacts facts = [&](std::size_t device, const Sighting& sighting) {
     return FactsOf({&estate, device, sighting, &listed.findings[device]});
   };
-  const Result<bool> saved =
-      SaveFile(choices.picture,
-               IsHtmlName(choices.picture) ? EstateHtml(estate, facts) : EstateSvg(estate, facts),
-               choices.force, FileKind::kPicture);
-  if (!saved) return saved.Failure();
-  if (!*saved) std::cout << "Picture written to " << choices.picture << ".\n";
-  return {};
+  return SavePicture(
+      choices.picture,
+      IsHtmlName(choices.picture) ? EstateHtml(estate, facts) : EstateSvg(estate, facts),
+      choices.force);
 }
 
 Result<ExitStatus> ShowEstate(const Choices& choices) {
@@ -439,7 +425,7 @@ Result<ExitStatus> ShowEstate(const Choices& choices) {
   Listed listed;
   ListSightings(estate, listed);
   if (!choices.picture.empty()) {
-    if (const Result<> saved = SavePicture(estate, listed, choices); !saved) return saved.Failure();
+    if (const Result<> saved = DrawEstate(estate, listed, choices); !saved) return saved.Failure();
   } else if (choices.listing.json) {
     PrintAsJson(estate, listed, folder.failures, choices.listing);
   } else {

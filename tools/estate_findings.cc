@@ -39,6 +39,7 @@ class Comparison {
   void Run(std::vector<std::vector<std::size_t>> twins) {
     for (std::vector<std::size_t>& devices : twins) {
       std::vector<Machines> sides;
+      sides.reserve(devices.size());
       for (const std::size_t i : devices) sides.push_back(MachinesOf(i));
       std::string text = TwinsText(devices);
       Add({FindingKind::kTwins, std::move(devices), {}, {}, std::move(text)}, sides);

@@ -26,10 +26,6 @@
 namespace devprep::tool {
 namespace {
 
-constexpr std::size_t kTypeWordSize = 30;
-constexpr int kCommasBeforeDescription = 5;
-constexpr std::size_t kGroupValueNameSize = 30;
-
 // The text of a value that fits into size bytes with its NUL, as the store reads it.
 bool ReadText(const RegistryValue* value, char* text, std::size_t size) {
   std::memset(text, 0, size);
@@ -95,6 +91,19 @@ struct ListedUnit {
   const RegistryKey* key;
 };
 
+// Whether the library takes a unit of the map: its texts fit.
+bool IsListed(const RegistryKey& unit) {
+  const RegistryValue* identifier = unit.FindValue(kIdentifierValue);
+  const RegistryValue* type = unit.FindValue(kTypeValue);
+  if (identifier == nullptr || identifier->data.size() > kIdentifierSize) return false;
+  // One that fills its room has no NUL.
+  if (identifier->data.size() == kIdentifierSize &&
+      identifier->data.find('\0') == std::string::npos) {
+    return false;
+  }
+  return type != nullptr && type->data.size() <= kMapTypeSize;
+}
+
 // The units that the device map lists, in ascending order.
 std::vector<ListedUnit> ListUnits(const RegistryKey& map) {
   std::vector<ListedUnit> units;
@@ -102,15 +111,7 @@ std::vector<ListedUnit> ListUnits(const RegistryKey& map) {
     for (const auto& [bus, bus_key] : Numbered(*port_key, kBusKeyPrefix, kBusLimit)) {
       for (const auto& [target, target_key] : Numbered(*bus_key, kTargetKeyPrefix, kTargetLimit)) {
         for (const auto& [lun, key] : Numbered(*target_key, kUnitKeyPrefix, kUnitLimit)) {
-          char identifier[kDescriptionSize];
-          const RegistryValue* value = key->FindValue(kIdentifierValue);
-          // One that fills its room has no NUL.
-          if (value == nullptr || value->data.size() > sizeof identifier ||
-              (value->data.size() == sizeof identifier &&
-               value->data.find('\0') == std::string::npos) ||
-              key->FindValue(kTypeValue) == nullptr) {
-            continue;
-          }
+          if (!IsListed(*key)) continue;
           units.push_back({{port, bus, target, lun}, key});
         }
       }
@@ -121,25 +122,10 @@ std::vector<ListedUnit> ListUnits(const RegistryKey& map) {
 
 // 0 for what is neither a tape drive nor a changer.
 std::uint16_t TypeOf(const RegistryKey& unit) {
-  char word[kTypeWordSize + 1];
+  char word[kMapTypeSize + 1];
   if (!ReadText(unit.FindValue(kTypeValue), word, sizeof word)) return 0;
   if (EqualIgnoringCase(word, kTapeWord)) return kTypeTape;
   return EqualIgnoringCase(word, kChangerWord) ? kTypeChanger : std::uint16_t{0};
-}
-
-// Without the links, whose names tell no more than the identity.
-std::string NodesIn(const std::string& names) {
-  std::string nodes;
-  const std::string_view text(names.c_str());
-  for (std::size_t at = 0; at < text.size();) {
-    const std::size_t end = std::min(text.find(' ', at), text.size());
-    const std::string_view name = text.substr(at, end - at);
-    if (!name.empty() && name.find("/by-id/") == std::string_view::npos) {
-      nodes.append(nodes.empty() ? "" : " ").append(PrintableText(name));
-    }
-    at = end + 1;
-  }
-  return nodes;
 }
 
 Unit ReadUnit(const ListedUnit& listed, std::uint16_t type, TextPool& texts) {
@@ -169,7 +155,9 @@ Unit ReadUnit(const ListedUnit& listed, std::uint16_t type, TextPool& texts) {
   device.attached = true;
   device.description = texts.Keep(CleanText(record.Description, sizeof record.Description));
   if (const RegistryValue* names = listed.key->FindValue(kNodeNamesValue)) {
-    device.nodes = NodesIn(names->data);
+    device.nodes = SplitNodeNames(names->data);
+    // The names of the links tell no more than the identity.
+    std::erase_if(device.nodes, IsNodeLink);
   }
   SetIdentity(record, serial_number, device);
   return unit;
@@ -186,11 +174,7 @@ struct Record {
 bool ReadRecord(const RegistryKey& key, std::uint16_t number, Record& stored) {
   char info[kDeviceInfoSize];
   if (!ReadText(key.FindValue(kDeviceInfoValue), info, sizeof info)) return false;
-  const char* description = info;
-  for (int i = 0; i < kCommasBeforeDescription && description != nullptr; ++i) {
-    description = std::strchr(description, ',');
-    if (description != nullptr) ++description;
-  }
+  const char* const description = FindDescription(info);
   if (description != nullptr) stored.description = CleanText(description, kDescriptionSize - 1);
   DeviceRecord& record = stored.record;
   record.Number = number;

@@ -8,22 +8,19 @@
 #include "markup.h"
 #include "output.h"
 #include "picture_parts.h"
+#include "platform/hardware/hardware_map.h"
 #include "platform/messages.h"
 #include "words.h"
 
 namespace devprep::tool {
 namespace {
 
-constexpr int kMargin = 24;
 constexpr int kPadding = 10;
 constexpr int kHeadWidth = 220;  // of what a row is about
 constexpr int kCellWidth = 128;
 constexpr int kCellHeight = 37;
 constexpr int kGap = 4;
 constexpr int kPanelHeading = 26;
-constexpr int kPanelGap = 14;
-constexpr int kNumberWidth = 34;
-constexpr int kIconSize = 16;
 constexpr int kFindingIndent = 76;  // behind the widest mark
 constexpr int kLeastWidth = 900;
 constexpr int kLineHeight = 22;  // of the legend
@@ -287,7 +284,8 @@ class Drawing {
     if (device.number) body_.With("data-number", number);
     const std::string& serial_number = estate_.Best(estate_.devices[index]).serial_number;
     if (!serial_number.empty()) body_.With("data-serial", serial_number);
-    body_.With("data-nodes", machine.name + (device.nodes.empty() ? "" : " ") + device.nodes);
+    body_.With("data-nodes",
+               machine.name + (device.nodes.empty() ? "" : " ") + JoinNodeNames(device.nodes));
     body_.Open("title").Text(FactsOf(index, sightings)).Close();
     WriteRect(body_, {x, y_, kCellWidth, kCellHeight}, "row", 4);
     WriteRect(body_, {x + 4, y_ + 5, kNumberWidth, kCellHeight - 10}, "box", 3);

@@ -16,6 +16,7 @@
 #include "history.h"
 #include "listing.h"
 #include "platform/messages.h"
+#include "platform/registry/history_layout.h"
 #include "refusal.h"
 #include "report.h"
 #include "stored_configuration.h"
@@ -28,13 +29,10 @@ using Number = std::optional<std::uint64_t>;
 // As somebody types it: what is larger, or less than 0, is no number.
 using TypedNumber = std::optional<std::uint32_t>;
 
-std::string TimeText(std::time_t time, bool utc) {
-  const std::tm* parts = utc ? std::gmtime(&time) : std::localtime(&time);
+std::string LocalTimeText(std::time_t time) {
+  const std::tm* parts = std::localtime(&time);
   std::array<char, 32> text{};
-  if (parts != nullptr) {
-    std::strftime(text.data(), text.size(), utc ? "%Y-%m-%dT%H:%M:%SZ" : "%Y-%m-%d %H:%M:%S",
-                  parts);
-  }
+  if (parts != nullptr) std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", parts);
   return text.data();
 }
 
@@ -62,7 +60,7 @@ const Listing<HistoryEntry>& HistoryListing() {
         [](const HistoryEntry& e) { return Value::Number(e.number); }},
        {TextColumn("time", "Time", "when it was; in JSON in UTC", kKey),
         [](const HistoryEntry& e) {
-          return Value::Record(TimeText(e.time, true), TimeText(e.time, false));
+          return Value::Record(UtcText(e.time), LocalTimeText(e.time));
         }},
        {TextColumn("user", "User", "who made it"), UserValue},
        {TextColumn("program", "Program", "the program that made it", kExtra),

@@ -340,12 +340,6 @@ const Listing<LostSetting>& LostSettingListing() {
   return listing;
 }
 
-std::size_t CountOutcome(const OutcomeReport& report, Outcome outcome) {
-  return static_cast<std::size_t>(
-      std::count_if(report.devices.begin(), report.devices.end(),
-                    [outcome](const DeviceLine& device) { return device.outcome == outcome; }));
-}
-
 template <typename Item>
 void PrintBelow(const Listing<Item>& listing, const std::vector<Item>& items) {
   if (items.empty()) return;
@@ -387,6 +381,12 @@ Term OutcomeName(Outcome outcome) {
       break;
   }
   return {"gone", "gone"};
+}
+
+std::size_t CountOutcome(const OutcomeReport& report, Outcome outcome) {
+  return static_cast<std::size_t>(
+      std::count_if(report.devices.begin(), report.devices.end(),
+                    [outcome](const DeviceLine& device) { return device.outcome == outcome; }));
 }
 
 OutcomeReport ReadOutcome() {

@@ -88,6 +88,9 @@ struct OutcomeReport {
 // Copies what the pass has recorded, with its dangers. Within the session of the pass.
 OutcomeReport ReadOutcome();
 
+// How many devices became that.
+std::size_t CountOutcome(const OutcomeReport& report, Outcome outcome);
+
 // Whether the configuration is as it was before the pass.
 bool NothingChanged(const OutcomeReport& report);
 

@@ -11,7 +11,6 @@
 namespace devprep::tool {
 namespace {
 
-constexpr int kMargin = 24;
 constexpr int kRowWidth = 340;
 constexpr int kRowHeight = 42;
 constexpr int kLineHeight = 19;  // of a further line of a row
@@ -20,14 +19,11 @@ constexpr int kCardPadding = 6;
 constexpr int kCardGap = 8;
 constexpr int kPanelPadding = 10;
 constexpr int kPanelHeading = 24;
-constexpr int kPanelGap = 14;
 constexpr int kColumnWidth = kRowWidth + 2 * (kCardPadding + kPanelPadding);
 constexpr int kColumnGap = 28;
 constexpr int kArrowGap = 110;  // between before and after
 constexpr int kIndent = 18;     // of a drive in its changer
 constexpr int kMarkGap = 4;
-constexpr int kNumberWidth = 34;
-constexpr int kIconSize = 16;
 constexpr int kTextLeft = kNumberWidth + kIconSize + 20;
 constexpr int kLeastWidth = 2 * kColumnWidth + kColumnGap;
 constexpr std::size_t kMaxMarks = 4;  // of groups and RAIDs at one device

@@ -41,15 +41,21 @@ Result<ExitStatus> DrawMachine(const Options& options, Choices choices) {
   });
   if (!done) return done.Failure();
   const Picture picture = DrawPicture(model);
-  const Result<bool> saved =
-      SaveFile(choices.file_name, html ? PictureHtml(model, picture) : PictureSvg(model, picture),
-               choices.force, FileKind::kPicture);
+  const Result<> saved =
+      SavePicture(choices.file_name,
+                  html ? PictureHtml(model, picture) : PictureSvg(model, picture), choices.force);
   if (!saved) return saved.Failure();
-  if (!*saved) std::cout << "Picture written to " << choices.file_name << ".\n";
   return ExitStatus::kDone;
 }
 
 }  // namespace
+
+Result<> SavePicture(const std::string& file_name, const std::string& picture, bool force) {
+  const Result<bool> saved = SaveFile(file_name, picture, force, FileKind::kPicture);
+  if (!saved) return saved.Failure();
+  if (!*saved) std::cout << "Picture written to " << file_name << ".\n";
+  return {};
+}
 
 void AddPictureCommand(CLI::App& app, Invocation& invocation) {
   CLI::App* command = app.add_subcommand(

@@ -232,9 +232,7 @@ class SideBuilder {
 
   static void AddUnit(const AttachedUnit& unit, PictureDevice& device) {
     device.nodes = unit.answers.nodes;
-    std::string nodes;
-    for (const std::string& node : device.nodes) nodes += (nodes.empty() ? "" : " ") + node;
-    AddFact(device, "Nodes", PrintableText(nodes));
+    AddFact(device, "Nodes", PrintableText(JoinNodeNames(device.nodes)));
     AddFact(device, "Driver", unit.driver);
     if (IsProbedType(unit.record.Type) && !unit.answers.inquiry_data) {
       device.states.emplace_back("silent");
@@ -574,13 +572,13 @@ class PlanBuilder {
   }
 
   void Summarise() {
-    std::map<std::string, std::size_t> outcomes;
-    for (const DeviceLine& line : report_.devices) ++outcomes[OutcomeName(line.outcome).text];
     std::string counts;
-    for (const char* outcome : {"kept", "moved", "merged", "new", "gone"}) {
-      const std::size_t count = outcomes[outcome];
+    for (const Outcome outcome :
+         {Outcome::kKept, Outcome::kMoved, Outcome::kMerged, Outcome::kNew, Outcome::kGone}) {
+      const std::size_t count = CountOutcome(report_, outcome);
       if (count == 0) continue;
-      counts += (counts.empty() ? "" : ", ") + std::to_string(count) + " " + outcome;
+      counts +=
+          (counts.empty() ? "" : ", ") + std::to_string(count) + " " + OutcomeName(outcome).text;
     }
     std::size_t refused = report_.dangers_left_out;
     for (const DangerReport& danger : report_.dangers) refused += danger.refused ? 1 : 0;

@@ -8,9 +8,14 @@
 
 #include "markup.h"
 #include "picture.h"
+#include "platform/result.h"
 
 namespace devprep::tool {
 
+inline constexpr int kMargin = 24;  // around all
+inline constexpr int kPanelGap = 14;
+inline constexpr int kNumberWidth = 34;
+inline constexpr int kIconSize = 16;
 inline constexpr int kMarkHeight = 15;
 
 // The text, or as much of it as fits with an ellipsis behind it.
@@ -40,6 +45,9 @@ std::string CheckPictureName(const std::string& name);
 
 // Whether a picture of that name is a page. No: SVG alone.
 bool IsHtmlName(const std::string& name);
+
+// Saves a picture and tells so. force: whatever the file holds now.
+Result<> SavePicture(const std::string& file_name, const std::string& picture, bool force);
 
 // The page around a picture. Whatever has the class "device" there can be pointed at and found: its
 // title tells what is known of it, a line "LABEL: VALUE" for each; data-number, data-serial and

@@ -6,6 +6,7 @@
 #include "markup.h"
 #include "picture.h"
 #include "picture_parts.h"
+#include "platform/hardware/hardware_map.h"
 
 namespace devprep::tool {
 namespace {
@@ -219,11 +220,7 @@ class SvgWriter {
     }
     if (device.number) svg_.With("data-number", *device.number);
     if (!device.serial_number.empty()) svg_.With("data-serial", device.serial_number);
-    if (!device.nodes.empty()) {
-      std::string nodes;
-      for (const std::string& node : device.nodes) nodes += (nodes.empty() ? "" : " ") + node;
-      svg_.With("data-nodes", nodes);
-    }
+    if (!device.nodes.empty()) svg_.With("data-nodes", JoinNodeNames(device.nodes));
     if (device.other) svg_.With("data-other", DeviceId(1 - side, *device.other));
     svg_.Open("title").Text(Facts(device)).Close();
     WriteRect(svg_, placed.rect, "row", 4);

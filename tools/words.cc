@@ -41,8 +41,6 @@ std::string_view BytesOf(const std::uint8_t* bytes, std::size_t size) {
   return {reinterpret_cast<const char*>(bytes), size};
 }
 
-bool IsLink(const std::string& path) { return path.find("/by-id/") != std::string::npos; }
-
 }  // namespace
 
 Term TypeName(std::uint16_t type) {
@@ -172,6 +170,8 @@ std::string WorldWideIdText(const DeviceRecord& record) {
   return HasWorldWideId(record) ? Hexadecimal(BytesOf(record.WorldWideID, kWorldWideIdSize)) : "";
 }
 
+bool IsNodeLink(const std::string& path) { return path.find("/by-id/") != std::string::npos; }
+
 ColumnInfo NodesColumn(Importance importance) {
   return WrappingColumn("nodes", "Nodes", "device nodes in /dev: sgN, stN, nstN, schN", importance);
 }
@@ -183,7 +183,7 @@ ColumnInfo LinksColumn() {
 Value NodesValue(const std::vector<std::string>& paths) {
   std::vector<Value> nodes;
   for (const std::string& path : paths) {
-    if (!IsLink(path)) nodes.push_back(Value::Name({path, path.substr(path.rfind('/') + 1)}));
+    if (!IsNodeLink(path)) nodes.push_back(Value::Name({path, path.substr(path.rfind('/') + 1)}));
   }
   return Value::List(nodes);
 }
@@ -191,7 +191,7 @@ Value NodesValue(const std::vector<std::string>& paths) {
 Value LinksValue(const std::vector<std::string>& paths) {
   std::vector<Value> links;
   for (const std::string& path : paths) {
-    if (IsLink(path)) links.push_back(Value::Text(path));
+    if (IsNodeLink(path)) links.push_back(Value::Text(path));
   }
   return Value::List(links);
 }

@@ -66,6 +66,8 @@ ColumnInfo NodesColumn(Importance importance);
 ColumnInfo LinksColumn();
 Value NodesValue(const std::vector<std::string>& paths);
 Value LinksValue(const std::vector<std::string>& paths);
+// Whether a name is such a link.
+bool IsNodeLink(const std::string& path);
 
 // A time in milliseconds, "0.42 ms".
 std::string MillisecondsText(std::chrono::microseconds time);

@@ -15,7 +15,6 @@ constinit ScsiMapTable ScsiMap = {};
 namespace {
 
 constexpr REGSAM kMapAccess = KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
-constexpr std::size_t kTypeSize = 30;
 constexpr const char* kMapKeys[] = {kHardwareKey, kDeviceMapKey, kScsiMapKey};
 
 // A level of the map: keys named by a prefix and a number below limit. Ports are counted instead:
@@ -81,10 +80,10 @@ std::uint8_t PeripheralTypeOf(const char* word) {
 
 void ReadUnit(const KeyHandle& unit, const std::uint32_t* address, ScsiMapTable* table) {
   ScsiMapEntry entry = {address[0], address[1], address[2], address[3], {}, 0};
-  char type[kTypeSize + 1] = {};
+  char type[kMapTypeSize + 1] = {};
   if (!ReadText(unit, kIdentifierValue, entry.Identifier, sizeof entry.Identifier) ||
       std::memchr(entry.Identifier, '\0', sizeof entry.Identifier) == nullptr ||
-      !ReadText(unit, kTypeValue, type, kTypeSize)) {
+      !ReadText(unit, kTypeValue, type, kMapTypeSize)) {
     return;
   }
   entry.PeripheralType = PeripheralTypeOf(type);

@@ -8,6 +8,7 @@
 namespace devprep {
 
 inline constexpr std::size_t kIdentifierSize = 40;
+inline constexpr std::size_t kMapTypeSize = 30;  // of the word for a type, with its NUL
 // The list of found devices holds no more.
 inline constexpr std::size_t kMaxScsiMapEntries = 256;
 

@@ -6,9 +6,8 @@
 
 namespace devprep {
 
-// The environment variable that says how many seconds to wait for another process, and the number
-// without it, and the
-// largest.
+// The environment variable that says how many seconds to wait for another process, the number
+// without it, and the largest.
 inline constexpr const char* kWaitVariable = "DEVPREP_WAIT";
 inline constexpr unsigned kDefaultWaitSeconds = 30;
 inline constexpr unsigned kMaxWaitSeconds = 86400;

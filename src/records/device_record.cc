@@ -251,15 +251,21 @@ std::uint16_t CountDeviceRecords(std::uint16_t* count) {
   return kStatusOk;
 }
 
-std::uint16_t ReadDeviceDescription(std::uint16_t number, char* text) {
-  char info[kDescriptionInfoSize];
-  StoreGetString(DeviceKey(number).name, kDeviceInfoValue, "", info, sizeof info);
+const char* FindDescription(const char* info) {
   const char* at = info;
   for (int i = 0; i < kCommasBeforeDescription; ++i) {
     at = std::strchr(at, ',');
-    if (at == nullptr) return kStatusFailed;
+    if (at == nullptr) return nullptr;
     ++at;
   }
+  return at;
+}
+
+std::uint16_t ReadDeviceDescription(std::uint16_t number, char* text) {
+  char info[kDescriptionInfoSize];
+  StoreGetString(DeviceKey(number).name, kDeviceInfoValue, "", info, sizeof info);
+  const char* const at = FindDescription(info);
+  if (at == nullptr) return kStatusFailed;
   const std::size_t length = std::min(std::strlen(at), kDescriptionSize - 1);
   std::memcpy(text, at, length);
   text[length] = '\0';

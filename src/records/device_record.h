@@ -139,6 +139,10 @@ std::uint16_t ReadDeviceDescription(std::uint16_t number, char* text);
 inline constexpr std::size_t kDeviceInfoSize = 300;
 inline constexpr std::size_t kDriveListSize = 100;
 
+// Where the description begins in a stored "Info" text. Null when the text has fewer than five
+// commas.
+const char* FindDescription(const char* info);
+
 // Fills record from a stored "Info" text, which is changed. Returns 0 or 219.
 std::uint16_t ParseDeviceInfo(char* info, DeviceRecord* record);
 

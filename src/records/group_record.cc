@@ -11,7 +11,6 @@ namespace devprep {
 namespace {
 
 constexpr const char* kAttributeValue = "GROUP_ATTRIBUTE";
-constexpr std::size_t kGroupValueNameSize = 30;
 constexpr std::size_t kItemSize = 24;
 constexpr const char* kTapeKeyword = "TAPE_GROUP";
 constexpr const char* kChangerKeyword = "CHANGER_GROUP";

@@ -14,6 +14,7 @@ inline constexpr std::size_t kMaxGroupMembers = 32;
 inline constexpr std::size_t kMaxGroupPairs = 256;
 inline constexpr std::size_t kGroupNameSize = 10;  // with the terminating zero
 inline constexpr std::size_t kGroupTextSize = 300;
+inline constexpr std::size_t kGroupValueNameSize = 30;  // of the value that has the text
 
 inline constexpr std::uint16_t kGroupNone = 0;
 inline constexpr std::uint16_t kGroupTape = 1;

@@ -18,13 +18,13 @@
 #include <system_error>
 #include <utility>
 
+#include "machine.h"
 #include "platform/messages.h"
 #include "platform/registry/history_cause.h"
 #include "platform/registry/history_layout.h"
 #include "platform/registry/record_counts.h"
 #include "platform/registry/registry_text.h"
 #include "platform/setting.h"
-#include "platform/windows/registry_tree.h"
 
 namespace devprep::tool {
 namespace {
@@ -169,8 +169,7 @@ void RemoveEntry(const fs::path& folder, std::uint64_t number) {
     if (DeleteFileW((folder / name).c_str()) != 0 || GetLastError() == ERROR_FILE_NOT_FOUND) {
       continue;
     }
-    ReportMessage(Severity::kWarning,
-                  CannotDo("remove " + (folder / name).string(), LastError()).Text());
+    ReportMessage(Severity::kWarning, CannotDo("remove " + (folder / name).string(), LastError()));
   }
 }
 
@@ -231,21 +230,8 @@ std::string UserName() {
 // The branch in a tree of its own, below the editor's top key.
 Result<std::shared_ptr<RegistryKey>> ReadBranch() {
   auto root = std::make_shared<RegistryKey>("");
-  auto tree = root->FindOrAddChild(kLocalMachineName);
-  HKEY branch = nullptr;
-  const LSTATUS status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, kProductBranch, 0, KEY_READ, &branch);
-  if (status == ERROR_FILE_NOT_FOUND) return root;
-  if (status != ERROR_SUCCESS) {
-    return CannotDo(std::string("read the key ") + kProductBranch,
-                    {static_cast<int>(status), std::system_category()});
-  }
-  for (std::string_view rest = kProductBranch; !rest.empty();) {
-    const std::string_view name = rest.substr(0, rest.find('\\'));
-    rest.remove_prefix(std::min(rest.size(), name.size() + 1));
-    tree = tree->FindOrAddChild(name);
-  }
-  ReadKeyTree(branch, *tree);
-  RegCloseKey(branch);
+  root->FindOrAddChild(kLocalMachineName);
+  if (Result<> copied = CopyRegistry(*root); !copied) return copied.Failure();
   return root;
 }
 
@@ -386,7 +372,7 @@ bool BranchChange::End() {
   HistoryEntry whole = entry;
   if (root) whole.after = CountRecords((*root)->FindChild(kLocalMachineName));
   if (const Result<> written = WriteCause(*folder, whole); !written) {
-    ReportMessage(Severity::kWarning, written.Failure().Text());
+    ReportMessage(Severity::kWarning, written.Failure());
   }
   if (const auto numbers = Numbers(*folder)) {
     for (std::size_t i = 0; i + EntriesKept() < numbers->size(); ++i) {

@@ -95,7 +95,8 @@ Result<> CopyRegistry(RegistryKey& to) {
   const LONG status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, kProductBranch, 0, KEY_READ, &branch);
   if (status == ERROR_FILE_NOT_FOUND) return {};
   if (status != ERROR_SUCCESS) {
-    return Error{std::string("the registry's key ") + kProductBranch + " cannot be read"};
+    return Error{std::string("cannot read the key ") + kProductBranch + ": " +
+                 std::system_category().message(static_cast<int>(status))};
   }
   ReadKeyTree(branch, *FindOrAddPath(*to.FindOrAddChild(kLocalMachineName), kProductBranch));
   RegCloseKey(branch);

@@ -1,7 +1,6 @@
 #include "platform/hardware/capture_source.h"
 
 #include <algorithm>
-#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -40,13 +39,7 @@ class CaptureSource : public HardwareSource {
     return Answer(drive, kDriveElementValue);
   }
   std::vector<std::string> NodeNames(const ScsiAddress& address) override {
-    std::istringstream names(Answer(address, kNodeNamesValue).value_or(""));
-    std::vector<std::string> found;
-    for (std::string name; std::getline(names, name, ' ');) {
-      name.resize(std::min(name.find('\0'), name.size()));
-      if (!name.empty()) found.push_back(name);
-    }
-    return found;
+    return SplitNodeNames(Answer(address, kNodeNamesValue).value_or(""));
   }
 
  private:

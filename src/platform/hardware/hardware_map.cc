@@ -1,6 +1,7 @@
 #include "platform/hardware/hardware_map.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "platform/registry.h"
 
@@ -30,23 +31,26 @@ const char* TypeWordOf(std::uint8_t peripheral_type) {
   }
 }
 
-std::shared_ptr<RegistryKey> MakePath(RegistryKey& from, std::string_view path) {
-  RegistryKey* key = &from;
-  std::shared_ptr<RegistryKey> made;
-  while (!path.empty()) {
-    const std::string_view name = path.substr(0, path.find('\\'));
-    made = key->FindOrAddChild(name);
-    key = made.get();
-    path.remove_prefix(std::min(name.size() + 1, path.size()));
-  }
-  return made;
-}
-
 void SetText(RegistryKey& key, std::string_view name, std::string_view text) {
   key.SetValue(name, REG_SZ, std::string(text) + '\0');
 }
 
 }  // namespace
+
+std::vector<std::string> SplitNodeNames(const std::string& value) {
+  std::istringstream text(value.substr(0, value.find('\0')));
+  std::vector<std::string> names;
+  for (std::string name; std::getline(text, name, ' ');) {
+    if (!name.empty()) names.push_back(std::move(name));
+  }
+  return names;
+}
+
+std::string JoinNodeNames(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : " ") + name;
+  return text;
+}
 
 std::string AddressText(const ScsiAddress& address) {
   return std::to_string(address.port) + ':' + std::to_string(address.bus) + ':' +
@@ -63,18 +67,19 @@ std::string UnitKeyPath(const ScsiAddress& address) {
 
 std::shared_ptr<RegistryKey> MakeHardwareBranch() {
   auto branch = std::make_shared<RegistryKey>(kHardwareKey);
-  MakePath(*branch, DeviceMapPath());
+  FindOrAddPath(*branch, DeviceMapPath());
   return branch;
 }
 
 void AddPort(RegistryKey& branch, std::uint16_t port, std::string_view driver) {
-  const auto key = MakePath(*MakePath(branch, DeviceMapPath()), Numbered(kPortKeyPrefix, port));
+  const auto key =
+      FindOrAddPath(*FindOrAddPath(branch, DeviceMapPath()), Numbered(kPortKeyPrefix, port));
   SetText(*key, kDriverValue, driver);
 }
 
 void AddUnit(RegistryKey& branch, const ScsiAddress& address, std::string_view identifier,
              std::uint8_t peripheral_type) {
-  const auto key = MakePath(*MakePath(branch, DeviceMapPath()), UnitKeyPath(address));
+  const auto key = FindOrAddPath(*FindOrAddPath(branch, DeviceMapPath()), UnitKeyPath(address));
   SetText(*key, kIdentifierValue, identifier);
   SetText(*key, kTypeValue, TypeWordOf(peripheral_type));
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/hardware/device_map_names.h"
 #include "platform/raw_scsi.h"
@@ -23,6 +24,10 @@ inline constexpr const char* kElementStatusValue = "ElementStatus";
 inline constexpr const char* kDriveElementValue = "DataTransferElementAddress";
 // The machine's names for a unit, a blank between any two.
 inline constexpr const char* kNodeNamesValue = "NodeNames";
+
+// The names in such a value, and such a value's text of names, without its NUL.
+std::vector<std::string> SplitNodeNames(const std::string& value);
+std::string JoinNodeNames(const std::vector<std::string>& names);
 
 // "port:bus:target:lun", for messages.
 std::string AddressText(const ScsiAddress& address);

@@ -10,13 +10,13 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/registry/registry_text.h"
 #include "platform/result.h"
 
 namespace devprep {
 
-// The largest file that is read. Registries and captures have some hundred kilobytes; what is
-// beyond this is neither.
-inline constexpr std::size_t kMaxFileSize = std::size_t{64} * 1024 * 1024;
+// The largest file that is read.
+inline constexpr std::size_t kMaxFileSize = kMaxRegistryText;
 
 // Asked before every call below, by its name. Returns 0 to let it happen, or the errno that it
 // fails with. Null outside tests.

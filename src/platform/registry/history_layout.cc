@@ -43,6 +43,8 @@ void AppendCounts(std::string& json, std::string_view name, const RecordCounts& 
   json.append(std::to_string(counts.raids)).append("}");
 }
 
+}  // namespace
+
 std::string UtcText(std::time_t time) {
   const auto point = std::chrono::system_clock::from_time_t(time);
   const auto day = std::chrono::floor<std::chrono::days>(point);
@@ -56,8 +58,6 @@ std::string UtcText(std::time_t time) {
                 static_cast<int>(clock.seconds().count()));
   return text.data();
 }
-
-}  // namespace
 
 std::string HistoryTextName(std::uint64_t number) { return Name(number, kTextEnding); }
 

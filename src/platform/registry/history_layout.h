@@ -3,6 +3,7 @@
 #define DEVPREP_PLATFORM_REGISTRY_HISTORY_LAYOUT_H_
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 #include <string_view>
 
@@ -23,6 +24,9 @@ inline constexpr const char* kUnfinishedHistoryEnding = ".devprep-new";
 
 // The number of the entry whose text has that name. 0: it is no such name.
 std::uint64_t HistoryNumber(std::string_view name);
+
+// A time as "2026-05-04T09:30:00Z".
+std::string UtcText(std::time_t time);
 
 // What stands beside the text: a JSON object that tells when the change was, who made it, and what
 // it changed in numbers. history_cause.h reads it.

@@ -185,11 +185,11 @@ void CopyKey(const RegistryKey& from, RegistryKey& to) {
   for (const auto& child : from.Children()) CopyKey(*child, *to.FindOrAddChild(child->Name()));
 }
 
-RegistryKey* FindOrAddPath(RegistryKey& root, std::string_view path) {
-  RegistryKey* key = &root;
+std::shared_ptr<RegistryKey> FindOrAddPath(RegistryKey& root, std::string_view path) {
+  std::shared_ptr<RegistryKey> key;
   while (!path.empty()) {
     const std::size_t end = std::min(path.find('\\'), path.size());
-    key = key->FindOrAddChild(path.substr(0, end)).get();
+    key = (key == nullptr ? root : *key).FindOrAddChild(path.substr(0, end));
     path.remove_prefix(std::min(end + 1, path.size()));
   }
   return key;

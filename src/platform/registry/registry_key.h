@@ -89,8 +89,9 @@ class RegistryKey {
 // Copies the values of a key, and all below it, over what another holds.
 void CopyKey(const RegistryKey& from, RegistryKey& to);
 
-// The key at a path of names separated by backslashes, below root. What is missing of it is made.
-RegistryKey* FindOrAddPath(RegistryKey& root, std::string_view path);
+// The key at a path of one or more names separated by backslashes, below root. What is missing of
+// it is made.
+std::shared_ptr<RegistryKey> FindOrAddPath(RegistryKey& root, std::string_view path);
 
 // The same; null when a level is missing.
 std::shared_ptr<RegistryKey> FindPath(const std::shared_ptr<RegistryKey>& root,

@@ -2,6 +2,7 @@
 #ifndef DEVPREP_PLATFORM_REGISTRY_REGISTRY_TEXT_H_
 #define DEVPREP_PLATFORM_REGISTRY_REGISTRY_TEXT_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -14,6 +15,10 @@ namespace devprep {
 // The first lines of the editor's two formats.
 inline constexpr std::string_view kHeaderBytes = "REGEDIT4";
 inline constexpr std::string_view kHeaderUnicode = "Windows Registry Editor Version 5.00";
+
+// The largest text, in bytes, that is read or stored. Registries and captures have some hundred
+// kilobytes; what is beyond this is neither.
+inline constexpr std::size_t kMaxRegistryText = std::size_t{64} * 1024 * 1024;
 
 inline constexpr std::string_view kLocalMachineName = "HKEY_LOCAL_MACHINE";
 
