@@ -17,7 +17,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   for (const auto form : {devprep::RegistryTextForm::kBytes, devprep::RegistryTextForm::kUnicode}) {
     devprep::RegistryKey again("");
     Require(
-        static_cast<bool>(devprep::ReadRegistryText(devprep::WriteRegistryText(root, form), again)),
+        static_cast<bool>(devprep::ReadRegistryText(devprep::WriteExportText(root, form), again)),
         "what was written reads back");
     Require(devprep::WriteRegistryText(again) == written, "it reads back to the same text");
   }

@@ -108,9 +108,7 @@ Result<ExitStatus> Export(const Options& options, const std::string& file_name,
       choices.format == kFormatBytes ? RegistryTextForm::kBytes : RegistryTextForm::kUnicode;
   std::string text;
   const Result<> read = InSession(options, Needs::kRegistry, [&]() -> Result<> {
-    text = WriteRegistryText(*RegistryRoot(), form);
-    // As the editor ends it: without that some programs leave out the last value.
-    if (form == RegistryTextForm::kBytes) text += '\n';
+    text = WriteExportText(*RegistryRoot(), form);
     return {};
   });
   if (!read) return read.Failure();

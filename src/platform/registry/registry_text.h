@@ -47,9 +47,12 @@ Result<> ReadRegistryText(std::string_view text, RegistryKey& root);
 // Whether a text begins as one that ReadRegistryText takes. head: its first 128 bytes, or all.
 bool IsRegistryText(std::string_view head);
 
-// The whole tree below root. ReadRegistryText gives the same tree back.
-std::string WriteRegistryText(const RegistryKey& root,
-                              RegistryTextForm form = RegistryTextForm::kBytes);
+// The whole tree below root as kBytes has it. ReadRegistryText gives the same tree back.
+std::string WriteRegistryText(const RegistryKey& root);
+
+// The same for other programs, in either form: it ends with an empty line as the editor's exports
+// do, without which some programs leave out the last value.
+std::string WriteExportText(const RegistryKey& root, RegistryTextForm form);
 
 // One key, named by its full path, and everything below it as kBytes has it, without the first
 // line.

@@ -47,10 +47,14 @@ class Writer {
         line_end_(unicode_ ? "\r\n" : "\n"),
         hex_break_(unicode_ ? "\\\r\n  " : "\\\n  ") {}
 
-  void FirstLine() {
+  void All(const RegistryKey& root) {
     out_ += unicode_ ? kHeaderUnicode : kHeaderBytes;
     out_ += line_end_;
+    std::string path;
+    Children(path, root);
   }
+
+  void EmptyLine() { out_ += line_end_; }
 
   void Key(std::string& path, const RegistryKey& key) {
     out_ += line_end_;
@@ -197,14 +201,17 @@ Result<> CheckStorable(const RegistryKey& root) {
   return CheckKey(path, root, 0);
 }
 
-std::string WriteRegistryText(const RegistryKey& root, RegistryTextForm form) {
+std::string WriteRegistryText(const RegistryKey& root) {
+  Writer writer(RegistryTextForm::kBytes);
+  writer.All(root);
+  return std::move(writer.Text());
+}
+
+std::string WriteExportText(const RegistryKey& root, RegistryTextForm form) {
   Writer writer(form);
-  writer.FirstLine();
-  std::string path;
-  writer.Children(path, root);
+  writer.All(root);
+  writer.EmptyLine();
   if (form == RegistryTextForm::kBytes) return std::move(writer.Text());
-  // As the editor ends it.
-  writer.Text() += "\r\n";
   return std::string(kUtf16Mark) + Widen(writer.Text());
 }
 

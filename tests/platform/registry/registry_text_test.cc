@@ -144,7 +144,7 @@ TEST(RegistryText, WritesAnyTreeSoThatItReadsBackInLinesOfTheEditorsWidth) {
   narrow->SetValue("Info", 3, all);
   for (const auto form : {RegistryTextForm::kBytes, RegistryTextForm::kUnicode}) {
     RegistryKey again("");
-    ASSERT_TRUE(ReadRegistryText(WriteRegistryText(root, form), again));
+    ASSERT_TRUE(ReadRegistryText(WriteExportText(root, form), again));
     ASSERT_EQ(again.Children()[0]->Values().size(), key->Values().size());
     for (std::size_t i = 0; i < key->Values().size(); ++i) {
       EXPECT_EQ(again.Children()[0]->Values()[i].name, key->Values()[i].name);
@@ -164,7 +164,7 @@ TEST(RegistryText, WritesTheUnicodeFormAsTheEditorDoes) {
   const std::string text =
       Utf16("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE]\r\n" + values);
   ASSERT_TRUE(ReadRegistryText(text, root));
-  EXPECT_EQ(WriteRegistryText(root, RegistryTextForm::kUnicode), text);
+  EXPECT_EQ(WriteExportText(root, RegistryTextForm::kUnicode), text);
 }
 
 TEST(RegistryText, ReadsAndRemovesManyValuesInTimeInProportionUpToALimit) {
