@@ -144,7 +144,7 @@ void SilentUnits(benchmark::State& state) {
   double worst = 0;
   double growth = 0;
   for (auto _ : state) {
-    InquirySource source(std::make_unique<SimulatedTransport>(units));
+    InquirySource source(std::make_unique<SimulatedTransport>(units, true));
     std::optional<std::size_t> begin;
     std::size_t end = 0;
     // Told of while waiting: when only the silent ones are left, and at each step from there on.
@@ -184,7 +184,7 @@ void LibraryMapOfManySlots(benchmark::State& state) {
   double worst = 0;
   double bytes = 0;
   for (auto _ : state) {
-    auto made = std::make_unique<SimulatedTransport>(units);
+    auto made = std::make_unique<SimulatedTransport>(units, true);
     SimulatedTransport& transport = *made;
     UseHardware(std::make_unique<InquirySource>(std::move(made)));
     RegistryBegin();

@@ -1,4 +1,5 @@
-// A machine of tape drives that answer when they are told to, or never.
+// A machine of tape drives that answer when they are told to, or never, in a time of its own or in
+// real time.
 #ifndef DEVPREP_TESTS_SUPPORT_SIMULATED_TRANSPORT_H_
 #define DEVPREP_TESTS_SUPPORT_SIMULATED_TRANSPORT_H_
 
@@ -32,10 +33,9 @@ struct SimulatedUnit {
 
 class SimulatedTransport : public ScsiTransport {
  public:
-  using Clock = std::chrono::steady_clock;
-
   // Unit n is target n of port 0; its serial number is "SERIAL" and n unless it has one.
-  explicit SimulatedTransport(std::vector<SimulatedUnit> units) : units_(std::move(units)) {
+  explicit SimulatedTransport(std::vector<SimulatedUnit> units, bool real_time = false)
+      : units_(std::move(units)), real_time_(real_time) {
     AddPort(*branch_, 0, "simulated");
     for (std::size_t n = 0; n < units_.size(); ++n) {
       AddUnit(*branch_, At(n), kText, units_[n].changer ? kChangerType : kTapeType);
@@ -61,7 +61,7 @@ class SimulatedTransport : public ScsiTransport {
     longest_chain =
         std::max(longest_chain, ++chains_[{unit.target, command.cdb[0], command.cdb[2]}]);
     Command made{unit, command, Clock::time_point::max(), units_[unit.target].unit_attentions};
-    if (!units_[unit.target].silent) made.due = Clock::now() + units_[unit.target].delay;
+    if (!units_[unit.target].silent) made.due = Now() + units_[unit.target].delay;
     const auto left = left_.find({unit.target, command.cdb[2]});
     if (left != left_.end()) made.attentions_left = left->second;
     under_way_[ticket] = made;
@@ -69,13 +69,16 @@ class SimulatedTransport : public ScsiTransport {
     return {};
   }
 
+  Clock::time_point Now() const override { return real_time_ ? Clock::now() : now_; }
+
   std::vector<FinishedCommand> Wait(std::chrono::milliseconds max) override {
-    Clock::time_point until = Clock::now() + max;
+    Clock::time_point until = Now() + max;
     for (const auto& [ticket, command] : under_way_) until = std::min(until, command.due);
-    std::this_thread::sleep_until(until);
+    if (real_time_) std::this_thread::sleep_until(until);
+    now_ = std::max(now_, until);
     std::vector<FinishedCommand> finished;
     for (auto at = under_way_.begin(); at != under_way_.end();) {
-      if (at->second.due > Clock::now()) {
+      if (at->second.due > Now()) {
         ++at;
         continue;
       }
@@ -142,6 +145,8 @@ class SimulatedTransport : public ScsiTransport {
   }
 
   std::vector<SimulatedUnit> units_;
+  bool real_time_;
+  Clock::time_point now_;
   std::shared_ptr<RegistryKey> branch_ = MakeHardwareBranch();
   std::map<std::uint64_t, Command> under_way_;
   std::map<std::pair<std::uint16_t, std::uint8_t>, int> left_;  // unit attentions, by page

@@ -11,7 +11,7 @@
 namespace devprep {
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Clock = ScsiTransport::Clock;
 using std::chrono::milliseconds;
 
 constexpr double kMaxTimeLimit = 600;
@@ -90,7 +90,7 @@ struct InquirySource::Round {
   std::map<ScsiAddress, std::size_t> outstanding;  // requests of each unit
   std::vector<std::string> problems;
   milliseconds limit = TimeLimit();
-  Clock::time_point start = Clock::now();
+  Clock::time_point start;
 };
 
 std::unique_ptr<ScsiRequest> InquirySource::MakeRequest(Question question) {
@@ -156,7 +156,7 @@ void InquirySource::Start(Round& round, const UnitQuestions& asked) {
   round.outstanding[asked.unit] = asked.questions.size();
   for (const Question question : asked.questions) {
     if (!round.outstanding.contains(asked.unit)) break;
-    Exchange exchange = {asked.unit, question, nullptr, Clock::now() + round.limit, 0, {}};
+    Exchange exchange = {asked.unit, question, nullptr, transport_->Now() + round.limit, 0, {}};
     exchange.request = MakeRequest(question);
     Send(round, std::move(exchange));
   }
@@ -189,7 +189,7 @@ void InquirySource::Send(Round& round, Exchange exchange) {
 
 void InquirySource::SendDelayed(Round& round) {
   for (std::size_t i = 0; i < round.delayed.size();) {
-    if (round.delayed[i].due > Clock::now()) {
+    if (round.delayed[i].due > transport_->Now()) {
       ++i;
       continue;
     }
@@ -204,7 +204,7 @@ void InquirySource::FinishRequest(Round& round, Exchange& exchange) {
   const auto index = static_cast<std::size_t>(exchange.question);
   unit.answered[index] = true;
   unit.time_to_answer =
-      std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - round.start);
+      std::chrono::duration_cast<std::chrono::microseconds>(transport_->Now() - round.start);
   const Result<std::string> answer = exchange.request->Answer();
   unit.answers[index] = answer ? std::optional(*answer) : std::nullopt;
   if (answer && exchange.question == Question::kElementAddresses) {
@@ -232,7 +232,7 @@ void InquirySource::Finish(Round& round, const FinishedCommand& finished) {
   round.under_way.erase(at);
   if (finished.outcome.status == CommandStatus::kTryAgain) {
     exchange.reason = finished.outcome.reason;
-    const Clock::time_point due = Clock::now() + PauseBefore(++exchange.attempts);
+    const Clock::time_point due = transport_->Now() + PauseBefore(++exchange.attempts);
     round.delayed.push_back({due, std::move(exchange)});
     return;
   }
@@ -249,7 +249,7 @@ void InquirySource::Finish(Round& round, const FinishedCommand& finished) {
     units_[exchange.unit].disconnected = true;
   }
   if (exchange.request->Take(finished)) {
-    exchange.deadline = Clock::now() + round.limit;
+    exchange.deadline = transport_->Now() + round.limit;
     exchange.attempts = 0;
     exchange.reason.clear();
     Send(round, std::move(exchange));
@@ -260,7 +260,7 @@ void InquirySource::Finish(Round& round, const FinishedCommand& finished) {
 
 // A unit one of whose commands has reached its time limit is not waited for any more.
 void InquirySource::GiveUpLate(Round& round) {
-  const Clock::time_point now = Clock::now();
+  const Clock::time_point now = transport_->Now();
   std::map<ScsiAddress, std::string> late;  // with the reason
   for (const auto& [ticket, exchange] : round.under_way) {
     if (exchange.deadline <= now) late.emplace(exchange.unit, exchange.reason);
@@ -285,7 +285,7 @@ void InquirySource::Tell(const Round& round, std::size_t units) {
   AskingProgress progress;
   progress.units = units;
   progress.finished = units - round.outstanding.size();
-  progress.elapsed = std::chrono::floor<milliseconds>(Clock::now() - round.start);
+  progress.elapsed = std::chrono::floor<milliseconds>(transport_->Now() - round.start);
   if (progress.elapsed >= kSlow) {
     for (const auto& [address, count] : round.outstanding) {
       progress.slow.push_back(Label(address));
@@ -296,6 +296,7 @@ void InquirySource::Tell(const Round& round, std::size_t units) {
 
 void InquirySource::Ask(std::span<const UnitQuestions> asked) {
   Round round;
+  round.start = transport_->Now();
   for (const UnitQuestions& unit : asked) {
     if (units_[unit.unit].unresponsive || round.outstanding.contains(unit.unit)) continue;
     UnitQuestions open = unit;
@@ -306,14 +307,14 @@ void InquirySource::Ask(std::span<const UnitQuestions> asked) {
   }
   Tell(round, asked.size());
   while (!round.outstanding.empty()) {
-    Clock::time_point until = Clock::now() + kProgressStep;
+    Clock::time_point until = transport_->Now() + kProgressStep;
     for (const auto& [ticket, exchange] : round.under_way) {
       until = std::min(until, exchange.deadline);
     }
     for (const auto& [due, exchange] : round.delayed) {
       until = std::min({until, due, exchange.deadline});
     }
-    const auto left = std::chrono::ceil<milliseconds>(until - Clock::now());
+    const auto left = std::chrono::ceil<milliseconds>(until - transport_->Now());
     for (const FinishedCommand& finished : transport_->Wait(std::max(left, milliseconds{0}))) {
       Finish(round, finished);
     }

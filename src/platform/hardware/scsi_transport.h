@@ -24,6 +24,8 @@ struct FinishedCommand {
 
 class ScsiTransport {
  public:
+  using Clock = std::chrono::steady_clock;
+
   ScsiTransport() = default;
   ScsiTransport(const ScsiTransport&) = delete;
   ScsiTransport& operator=(const ScsiTransport&) = delete;
@@ -51,6 +53,9 @@ class ScsiTransport {
   // Starts a command to an opened unit, which finishes under that ticket.
   virtual Result<> Send(const ScsiAddress& unit, const ScsiCommand& command,
                         std::uint64_t ticket) = 0;
+
+  // The time that limits are held against. A simulation has its own.
+  virtual Clock::time_point Now() const { return Clock::now(); }
 
   // Waits until a command finishes or the time has passed. Returns what has finished.
   virtual std::vector<FinishedCommand> Wait(std::chrono::milliseconds max) = 0;
