@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -14,6 +13,7 @@
 #include "commands.h"
 #include "estate.h"
 #include "estate_picture.h"
+#include "input_file.h"
 #include "listing.h"
 #include "machine.h"
 #include "output.h"
@@ -86,25 +86,6 @@ Result<> ListFolder(const fs::path& path, const std::string& machine, Folder& fo
   return {};
 }
 
-Result<std::string> ReadWhole(const fs::path& path) {
-  std::error_code error;
-  // Nothing that would keep it waiting, as a pipe.
-  if (!fs::is_regular_file(path, error)) {
-    return error ? FailureOf(error, path) : Error{"this is no regular file", path.string()};
-  }
-  const std::uintmax_t size = fs::file_size(path, error);
-  if (error) return FailureOf(error, path);
-  if (size > kMaxRegistryText)
-    return Error{"larger than any capture or registry: more than 64 MiB", path.string()};
-  std::string text(static_cast<std::size_t>(size), '\0');
-  std::ifstream file(path, std::ios::binary);
-  file.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (!file || file.peek() != std::ifstream::traits_type::eof()) {
-    return Error{"cannot be read", path.string()};
-  }
-  return text;
-}
-
 // What the files of one machine hold of it.
 struct Parts {
   std::shared_ptr<RegistryKey> device_map;
@@ -129,7 +110,7 @@ Result<EstateMachine> ReadFiles(const std::string& name, std::vector<fs::path> f
   static const std::string map_path = std::string(kHardwareKey) + '\\' + DeviceMapPath();
   Parts parts;
   for (const fs::path& file : files) {
-    const Result<std::string> text = ReadWhole(file);
+    const Result<std::string> text = ReadInputFile(file);
     if (!text) return text.Failure();
     RegistryKey root("");
     if (const Result<> read = ReadRegistryText(*text, root); !read) {

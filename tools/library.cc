@@ -282,7 +282,8 @@ std::vector<Remark> RemarksOn(const ChangerLine& line) {
   const std::string name = "changer " + NameOf(line);
   std::vector<Remark> remarks;
   if (!changer.reports_elements) {
-    const std::string& problem = line.Unit().answers.problem;
+    const UnitAnswers& answers = line.Unit().answers;
+    const std::string& problem = answers.problem.empty() ? answers.no_elements : answers.problem;
     remarks.push_back({"no_elements", name + " does not report its elements" +
                                           (problem.empty() ? "" : ": " + problem)});
     return remarks;
@@ -369,7 +370,7 @@ void PrintTables(const Shown& shown, const Choices& choices) {
 
 Result<ExitStatus> ShowLibrary(const Options& options, const Choices& choices) {
   LibraryMap map;
-  const Result<> surveyed = InSession(options, Needs::kConfiguration, [&]() -> Result<> {
+  const Result<> surveyed = InSession(options, Needs::kLibraryMap, [&]() -> Result<> {
     if (Result<> can = CheckElementsCanBeAsked(); !can) return can;
     map = SurveyLibraries();
     return {};

@@ -24,18 +24,19 @@ std::vector<DeviceRecord> ReadConfiguredDevices() {
 }
 
 Result<> CheckElementsCanBeAsked() {
-  if (kElementsCanBeAsked) return {};
+  if (ElementsCanBeAsked()) return {};
   return Refusal(
       {"elements_not_asked",
        "the pass-through of this machine has three calls only, none of them for a changer's "
-       "elements: capture the machine where it can be asked"});
+       "elements: make a capture where it can be asked, and give it to 'devprep library' with "
+       "--hardware"});
 }
 
 void SurveyFoundChangers() {
   const std::vector<DeviceRecord> found(FoundDevices, FoundDevices + FoundDeviceCount);
   const bool any_changer = std::any_of(
       found.begin(), found.end(), [](const auto& device) { return device.Type == kTypeChanger; });
-  if (!any_changer || !kElementsCanBeAsked) return;
+  if (!any_changer || !ElementsCanBeAsked()) return;
   const std::vector<ChangerDrives> named = NamedDrives(DrawLibraryMap(AskLibraryUnits(), found));
   for (const ChangerDrives& drives : named) {
     if (drives.Changer == kDeviceGone || FoundChangers.Count == kMaxFoundDevices) continue;

@@ -27,7 +27,8 @@ struct UnitAnswers {
   std::optional<std::string> drive_element;      // of a tape drive
   std::vector<std::string> nodes;  // paths such as /dev/nst0; where the machine has such names
   std::optional<std::chrono::microseconds> time_to_answer;  // of the slowest, where that is known
-  std::string problem;  // why it gave no answer, or one that is not believed; empty: none
+  std::string problem;      // why it gave no answer, or one that is not believed; empty: none
+  std::string no_elements;  // why a changer does not report its elements; empty: not known
 };
 
 // The key HARDWARE. Null when this machine has none. Within a session that has hardware.
@@ -44,12 +45,12 @@ enum class Asked { kIdentity, kLibrary };
 // Asks these units at once. Within a session that has hardware.
 void PrefetchUnits(const std::vector<ScsiAddress>& units, Asked asked);
 
-// Whether this machine's devices can be asked where a library's elements are.
-#if defined(_WIN32)
-inline constexpr bool kElementsCanBeAsked = false;
-#else
-inline constexpr bool kElementsCanBeAsked = true;
-#endif
+// Whether the devices can be asked where a library's elements are. Within a session that has
+// hardware.
+bool ElementsCanBeAsked();
+
+// What a source answers of one unit.
+UnitAnswers AnswersOf(HardwareSource& hardware, const ScsiAddress& unit, Asked asked);
 
 // Asks one unit. Within a session that has hardware.
 UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked);

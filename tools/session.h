@@ -26,6 +26,7 @@ enum class Needs {
   kRegistry,              // to read the registry as such: what is changed is forgotten
   kRegistryToChange,      // to change the registry as such
   kHardware,              // what is attached, and nothing of the registry
+  kLibraryMap,            // what is attached and the configuration, both to read, and no pass
   kConfiguration,         // the library's operations, to read: what they would store is forgotten
   kConfigurationToChange  // the same, and what they change is stored
 };

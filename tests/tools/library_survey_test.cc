@@ -217,6 +217,8 @@ TEST(LibrarySurvey, ThePassGoesOnWithAChangerThatRefusesAndAsksNoDriveWithoutOne
     RunConfigurationPass({.FollowIdentity = true, .AfterProbe = SurveyFoundChangers});
     EXPECT_EQ(FoundDeviceCount, 4);
     EXPECT_EQ(Dangers(), "");
+    EXPECT_EQ(SurveyLibraries().units[0].answers.no_elements,
+              "it refuses the command (sense 5h/24h/00h)");
   }
   const Attached attached(std::vector<SimulatedUnit>(3));
   world.NewProcess();

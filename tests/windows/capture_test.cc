@@ -1,4 +1,4 @@
-// The tool's capture of a Windows machine: what other platforms replay.
+// The tool's capture of a Windows machine, which other platforms replay, and captures of theirs.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -39,6 +39,29 @@ TEST(WindowsCapture, HoldsTheMapAndTheAnswers) {
     }
   }
   EXPECT_NE(std::system("devprep.exe capture nowhere\\capture.reg 2>nul"), 0);
+}
+
+// The pass-through asks no changer for its elements, but captures made elsewhere hold them.
+TEST(WindowsCapture, OfAnotherMachineShowsItsLibraryAndChangesNothing) {
+  World world;
+  world.Attach(Machine({{.target = 3, .serial = "OWN"}}));
+  world.Device(0, Info(1, 0, 0, 1, kTypeChanger, "STORED"));
+  const std::string before = world.Dump();
+  const std::string shown = world.Folder() + "\\library.json";
+  const std::string on_capture =
+      "devprep.exe --hardware \"" DEVPREP_EXAMPLES "/library/machine.reg\" ";
+  ASSERT_EQ(std::system((on_capture + "library --json >\"" + shown + '"').c_str()), 0);
+  const std::string library = world.ReadFile("library.json");
+  for (const char* part : {"\"serial_number\": \"DRV-0001\"", "\"volume_tag\": \"A00040L6\"",
+                           "\"recognised_by\": \"serial_number\"", "/dev/tape/by-id/"}) {
+    EXPECT_NE(library.find(part), std::string::npos) << part << " in " << library;
+  }
+  EXPECT_EQ(library.find("OWN"), std::string::npos);
+  EXPECT_EQ(std::system((on_capture + "hardware >nul").c_str()), 0);
+  EXPECT_NE(std::system((on_capture + "plan 2>nul").c_str()), 0);
+  EXPECT_NE(std::system("devprep.exe library 2>nul"), 0);
+  EXPECT_NE(std::system("devprep.exe --hardware nowhere.reg library 2>nul"), 0);
+  EXPECT_EQ(world.Dump(), before);
 }
 
 }  // namespace

@@ -63,6 +63,8 @@ void PrefetchUnits(const std::vector<ScsiAddress>& units, Asked asked) {
   }
 }
 
+bool ElementsCanBeAsked() { return true; }
+
 std::optional<std::string> AskSerialNumberPage(const ScsiAddress& unit) {
   return CurrentHardware()->VitalProductData(unit, kUnitSerialNumberPage);
 }
@@ -76,23 +78,7 @@ std::optional<std::chrono::microseconds> TimeToAnswer(const ScsiAddress& unit) {
 }
 
 UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked) {
-  HardwareSource& hardware = *CurrentHardware();
-  UnitAnswers answers;
-  answers.inquiry_data = hardware.StandardInquiry(unit);
-  answers.serial_number_page = AskSerialNumberPage(unit);
-  answers.world_wide_id = hardware.WorldWideId(unit);
-  answers.nodes = NodeNamesOf(unit);
-  const std::string type = UnitTypeName(hardware.DeviceMap(), unit);
-  if (asked == Asked::kLibrary && type == kChangerWord) {
-    answers.element_addresses = hardware.ElementAddressPage(unit);
-    answers.element_status = hardware.ElementStatusData(unit);
-  } else if (asked == Asked::kLibrary && type == kTapeWord) {
-    answers.drive_element = hardware.DriveElementPage(unit);
-  }
-  UnitCondition condition = hardware.Condition(unit);
-  answers.time_to_answer = condition.time_to_answer;
-  answers.problem = std::move(condition.problem);
-  return answers;
+  return AnswersOf(*CurrentHardware(), unit, asked);
 }
 
 Result<> CopyRegistry(RegistryKey& to) {

@@ -74,8 +74,8 @@ Result<> InSession(const Options& options, Needs needs, const std::function<Resu
   }
   const bool to_change =
       needs == Needs::kRegistryToChange || needs == Needs::kConfigurationToChange;
-  const bool wants_engine =
-      needs == Needs::kConfiguration || needs == Needs::kConfigurationToChange;
+  const bool wants_engine = needs == Needs::kConfiguration ||
+                            needs == Needs::kConfigurationToChange || needs == Needs::kLibraryMap;
   const bool wants_hardware = wants_engine || needs == Needs::kHardware;
   SetChangeCause("devprep", options.command);
   ShowProgress();

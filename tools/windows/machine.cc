@@ -13,6 +13,7 @@
 #include "platform/registry.h"
 #include "platform/registry/registry_text.h"
 #include "platform/windows/registry_tree.h"
+#include "windows/captured_machine.h"
 
 namespace devprep::tool {
 namespace {
@@ -34,6 +35,7 @@ std::optional<std::string> Ask(
 
 // The registry has more below HARDWARE than the device map, none of it for us.
 std::shared_ptr<RegistryKey> HardwareBranch() {
+  if (CapturedMachine() != nullptr) return CapturedMachine()->DeviceMap();
   auto branch = MakeHardwareBranch();
   const std::string path = std::string(kHardwareKey) + '\\' + DeviceMapPath();
   HKEY map = nullptr;
@@ -51,7 +53,12 @@ std::vector<SilentUnit> TakeUnidentifiedUnits() { return {}; }
 // The pass-through answers each call by itself.
 void PrefetchUnits(const std::vector<ScsiAddress>& /*units*/, Asked /*asked*/) {}
 
+bool ElementsCanBeAsked() { return CapturedMachine() != nullptr; }
+
 std::optional<std::string> AskSerialNumberPage(const ScsiAddress& unit) {
+  if (CapturedMachine() != nullptr) {
+    return CapturedMachine()->VitalProductData(unit, kUnitSerialNumberPage);
+  }
   auto page = Ask(kInquiryPageLength, [&unit](auto* buffer, auto length) {
     return ScsiInquiryPage(unit.port, unit.bus, unit.target, unit.lun, buffer, length,
                            kUnitSerialNumberPage);
@@ -63,7 +70,10 @@ std::optional<std::string> AskSerialNumberPage(const ScsiAddress& unit) {
   return page;
 }
 
-std::vector<std::string> NodeNamesOf(const ScsiAddress& /*unit*/) { return {}; }
+std::vector<std::string> NodeNamesOf(const ScsiAddress& unit) {
+  return CapturedMachine() == nullptr ? std::vector<std::string>()
+                                      : CapturedMachine()->NodeNames(unit);
+}
 
 // The pass-through does not tell.
 std::optional<std::chrono::microseconds> TimeToAnswer(const ScsiAddress& /*unit*/) {
@@ -71,7 +81,8 @@ std::optional<std::chrono::microseconds> TimeToAnswer(const ScsiAddress& /*unit*
 }
 
 // The pass-through has no call for a changer's elements.
-UnitAnswers AskUnit(const ScsiAddress& unit, Asked /*asked*/) {
+UnitAnswers AskUnit(const ScsiAddress& unit, Asked asked) {
+  if (CapturedMachine() != nullptr) return AnswersOf(*CapturedMachine(), unit, asked);
   const auto start = std::chrono::steady_clock::now();
   UnitAnswers answers;
   answers.inquiry_data = Ask(kInquiryLength, [&unit](auto* buffer, auto length) {

@@ -5,6 +5,7 @@
 #include "platform/registry.h"
 #include "report.h"
 #include "windows/branch_history.h"
+#include "windows/captured_machine.h"
 
 namespace devprep::tool {
 namespace {
@@ -21,8 +22,12 @@ Result<> InSession(const Options& options, Needs needs, const std::function<Resu
   if (!options.registry.empty()) {
     return Error{"--registry is not for Windows, where the registry is the machine's own"};
   }
-  if (!options.hardware.empty()) {
-    return Error{"--hardware is not for Windows, where the devices are the machine's own"};
+  // The library's own calls go to the machine's devices, a pass's among them.
+  const bool no_pass = needs == Needs::kHardware || needs == Needs::kLibraryMap;
+  if (!options.hardware.empty() && !no_pass) {
+    return Error{
+        "--hardware is not for Windows, where the devices are the machine's own: only 'hardware' "
+        "and 'library' read a capture"};
   }
   if (!options.timeout.empty()) {
     return Error{
@@ -30,7 +35,8 @@ Result<> InSession(const Options& options, Needs needs, const std::function<Resu
   }
   LeaveModulesOut(options.no_modules);
   const LogRedirection redirection;
-  const bool on_trial = needs == Needs::kConfiguration || needs == Needs::kRegistry;
+  const bool on_trial = needs == Needs::kConfiguration || needs == Needs::kRegistry ||
+                        needs == Needs::kLibraryMap || !options.hardware.empty();
   const bool to_change =
       needs == Needs::kConfigurationToChange || needs == Needs::kRegistryToChange;
   if (on_trial && !RegistryBeginTrial()) {
@@ -45,7 +51,8 @@ Result<> InSession(const Options& options, Needs needs, const std::function<Resu
     }
   }
   DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
-  Result<> done = work();
+  Result<> done = options.hardware.empty() ? Result<>() : UseCapture(options.hardware);
+  if (done) done = work();
   if (on_trial) RegistryEndTrial();
   const bool kept = change.End();
   if (!done) {

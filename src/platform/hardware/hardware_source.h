@@ -19,7 +19,8 @@ namespace devprep {
 // How a unit fared when it was last asked.
 struct UnitCondition {
   std::optional<std::chrono::microseconds> time_to_answer;  // of the slowest of its answers
-  std::string problem;  // why it gave no answer, or one that cannot be used; empty: none
+  std::string problem;      // why it gave no answer, or one that cannot be used; empty: none
+  std::string no_elements;  // why a changer does not report its elements; empty: not known
 };
 
 // A unit that is attached, but does not tell what it is.

@@ -214,6 +214,9 @@ void InquirySource::FinishRequest(Round& round, Exchange& exchange) {
       }
     }
   }
+  if (!answer && exchange.question == Question::kElementStatus) {
+    unit.no_elements = PrintableText(answer.Failure().message);
+  }
   if (!answer && exchange.question == Question::kStandardInquiry) {
     unit.no_inquiry = true;
     unit.problem = "cannot be identified: " + answer.Failure().message;
@@ -416,7 +419,7 @@ std::optional<std::string> InquirySource::DriveElementPage(const ScsiAddress& dr
 UnitCondition InquirySource::Condition(const ScsiAddress& address) const {
   const auto at = units_.find(address);
   if (at == units_.end()) return {};
-  return {at->second.time_to_answer, at->second.problem};
+  return {at->second.time_to_answer, at->second.problem, at->second.no_elements};
 }
 
 }  // namespace devprep

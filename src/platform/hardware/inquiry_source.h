@@ -89,6 +89,7 @@ class InquirySource : public HardwareSource {
     std::array<bool, kQuestionCount> answered{};  // or refused: and not yet asked for
     std::optional<std::chrono::microseconds> time_to_answer;
     std::string problem;
+    std::string no_elements;    // of a changer: why it does not report them
     bool unresponsive = false;  // is not asked again
     bool no_inquiry = false;    // answers an inquiry with nothing that can be used
     bool disconnected = false;  // says that no device is connected

@@ -11,6 +11,10 @@ namespace devprep {
 // read is left out.
 void ReadKeyTree(HKEY key, RegistryKey& tree);
 
+// Makes an open key, which holds what now does, hold what wanted does. Only what differs, or is in
+// another order, is written. An error leaves what was written so far.
+LSTATUS WriteKeyTree(HKEY key, const RegistryKey& now, const RegistryKey& wanted);
+
 }  // namespace devprep
 
 #endif  // DEVPREP_PLATFORM_WINDOWS_REGISTRY_TREE_H_
