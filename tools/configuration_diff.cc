@@ -552,10 +552,11 @@ const Listing<ListDifference>& ListDifferenceListing() {
 }
 
 template <typename Item>
-void PrintTable(const Listing<Item>& listing, const std::vector<Item>& items) {
+void PrintTable(const Listing<Item>& listing, const std::vector<Item>& items,
+                const ListingOptions& options) {
   if (items.empty()) return;
   std::cout << '\n';
-  listing.Print(items, {});
+  listing.Print(items, options);
 }
 
 }  // namespace
@@ -565,7 +566,11 @@ ConfigurationDifference Compare(const StoredConfiguration& before,
   return Comparison(before, after).Run();
 }
 
-void PrintDifference(const ConfigurationDifference& difference) {
+const std::vector<ColumnInfo>& DeviceDifferenceColumns() {
+  return DeviceDifferenceListing().Infos();
+}
+
+void PrintDifference(const ConfigurationDifference& difference, const ListingOptions& options) {
   if (difference.Empty()) return;
   const auto count = [&difference](bool came, bool went) {
     return std::count_if(difference.devices.begin(), difference.devices.end(),
@@ -578,17 +583,18 @@ void PrintDifference(const ConfigurationDifference& difference) {
             << count(false, false)
             << " with another number or address. Values: " << difference.values.size()
             << " changed. Lists: " << difference.lists.size() << " changed.\n";
-  PrintTable(DeviceDifferenceListing(), difference.devices);
-  PrintTable(ValueDifferenceListing(), difference.values);
-  PrintTable(ListDifferenceListing(), difference.lists);
+  PrintTable(DeviceDifferenceListing(), difference.devices, options);
+  const ListingOptions usual = WithUsualColumns(options);
+  PrintTable(ValueDifferenceListing(), difference.values, usual);
+  PrintTable(ListDifferenceListing(), difference.lists, usual);
   if (difference.other_keys.empty()) return;
   std::cout << "\nOther keys that differ:\n";
   for (const std::string& path : difference.other_keys) std::cout << "  " << path << '\n';
 }
 
-Json DifferenceJson(const ConfigurationDifference& difference) {
+Json DifferenceJson(const ConfigurationDifference& difference, const ListingOptions& options) {
   const ListingOptions all;
-  return {{"devices", DeviceDifferenceListing().AsJson(difference.devices, all)},
+  return {{"devices", DeviceDifferenceListing().AsJson(difference.devices, options)},
           {"values", ValueDifferenceListing().AsJson(difference.values, all)},
           {"lists", ListDifferenceListing().AsJson(difference.lists, all)},
           {"other_keys", difference.other_keys}};

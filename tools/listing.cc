@@ -215,16 +215,24 @@ std::vector<std::string> Names(const std::vector<ColumnInfo>& columns) {
   return names;
 }
 
-std::string ColumnsHelp(const std::vector<ColumnInfo>& columns) {
+std::string ColumnsHelp(const ChoosableTable& table) {
   std::size_t width = 0;
-  for (const ColumnInfo& column : columns) width = std::max(width, column.name.size());
-  std::string text = "Columns for -o:\n";
-  for (const ColumnInfo& column : columns) {
+  for (const ColumnInfo& column : table.columns) width = std::max(width, column.name.size());
+  std::string text = "Columns for -o" + (table.with.empty() ? "" : " with " + table.with) + ":\n";
+  for (const ColumnInfo& column : table.columns) {
     text.append("  ").append(column.name);
     text.append(width - column.name.size() + kGap, ' ').append(column.about).append("\n");
   }
-  text.pop_back();
   return text;
+}
+
+// The columns of the table that the command line asks for.
+const std::vector<ColumnInfo>& AskedFor(const CLI::App& command,
+                                        const std::vector<ChoosableTable>& tables) {
+  for (const ChoosableTable& table : tables) {
+    if (!table.with.empty() && command.count(table.with) != 0) return table.columns;
+  }
+  return tables.front().columns;
 }
 
 }  // namespace
@@ -255,21 +263,36 @@ ColumnInfo WrappingColumn(const char* name, const char* label, const char* about
   return {name, label, about, importance, Align::kLeft, true};
 }
 
-void AddListingOptions(CLI::App& command, ListingOptions& options,
-                       const std::vector<ColumnInfo>& columns) {
-  command.add_flag("--json", options.json, "Print JSON");
+void AddTableOptions(CLI::App& command, ListingOptions& options,
+                     const std::vector<ChoosableTable>& tables) {
   command
       .add_option("-o,--columns", options.columns,
                   "Show these columns; with + in addition to the usual ones")
       ->option_text("[+]COLUMN,...")
-      ->check([columns](const std::string& choice) {
+      ->check([&command, tables](const std::string& choice) {
+        const std::vector<ColumnInfo>& columns = AskedFor(command, tables);
         const auto unknown = ReadChoice(columns, choice).unknown;
         if (!unknown) return std::string();
         return "there is no column '" + *unknown + "'" + Suggestion(*unknown, Names(columns));
       });
   command.add_flag("--wide", options.wide, "Full width: wrap and leave out nothing on a terminal");
   command.add_flag("--no-headings", options.no_headings, "Print no headings");
-  command.footer(ColumnsHelp(columns));
+  std::string help;
+  for (const ChoosableTable& table : tables)
+    help += (help.empty() ? "" : "\n") + ColumnsHelp(table);
+  help.pop_back();
+  command.footer(help);
+}
+
+void AddListingOptions(CLI::App& command, ListingOptions& options,
+                       const std::vector<ColumnInfo>& columns) {
+  command.add_flag("--json", options.json, "Print JSON");
+  AddTableOptions(command, options, {{columns, ""}});
+}
+
+ListingOptions WithUsualColumns(ListingOptions options) {
+  options.columns.clear();
+  return options;
 }
 
 Layout FitTable(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows,
