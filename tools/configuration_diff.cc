@@ -492,7 +492,7 @@ const Listing<DeviceDifference>& DeviceDifferenceListing() {
         [](const DeviceDifference& d) { return OfSide(d.after, DeviceNumber); }},
        {TextColumn("outcome", "Outcome", "what differs", kKey),
         [](const DeviceDifference& d) { return Value::Name(DeviceOutcome(d)); }},
-       {TextColumn("old_address", "Old address", "port:bus:target:lun before", kKey),
+       {TextColumn("old_address", "Old address", "port:bus:target:lun before"),
         [](const DeviceDifference& d) { return OfSide(d.before, DevicePlace); }},
        {TextColumn("new_address", "New address", "port:bus:target:lun after", kKey),
         [](const DeviceDifference& d) { return OfSide(d.after, DevicePlace); }},
@@ -517,7 +517,7 @@ const Listing<DeviceDifference>& DeviceDifferenceListing() {
 
 template <typename Item>
 Column<Item> SubjectColumn() {
-  return {TextColumn("of", "Of", "device, group or RAID, before and after", Importance::kKey),
+  return {WrappingColumn("of", "Of", "device, group or RAID, before and after", Importance::kKey),
           [](const Item& item) { return SubjectValue(item.of); }};
 }
 
@@ -525,7 +525,7 @@ const Listing<ValueDifference>& ValueDifferenceListing() {
   using enum Importance;
   static const Listing<ValueDifference> listing(
       {SubjectColumn<ValueDifference>(),
-       {TextColumn("name", "Value", "name of the value", kKey),
+       {WrappingColumn("name", "Value", "name of the value", kKey),
         [](const ValueDifference& v) { return Value::Name(v.name); }},
        {WrappingColumn("before", "Before", "the value before", kKey),
         [](const ValueDifference& v) { return v.before; }},
@@ -538,7 +538,7 @@ const Listing<ListDifference>& ListDifferenceListing() {
   using enum Importance;
   static const Listing<ListDifference> listing(
       {SubjectColumn<ListDifference>(),
-       {TextColumn("name", "List", "name of the list", kKey),
+       {WrappingColumn("name", "List", "name of the list", kKey),
         [](const ListDifference& l) { return Value::Name(l.name); }},
        {TextColumn("outcome", "Outcome", "what differs", kKey),
         [](const ListDifference& l) { return Value::Name(l.outcome); }},

@@ -123,18 +123,21 @@ class Fitting {
       least_.push_back(headings_ ? LongestWord(Heading(columns_[column])) : 0);
     }
     bool tree = false;
+    std::vector<std::size_t> unbroken(shown_.size());
     rows_([&](const Row& row) {
       tree = tree || !row.branch.empty();
       // What is no item may run on into the other columns.
       if (row.values.empty()) return;
       for (std::size_t i = 0; i < shown_.size(); ++i) {
         const std::string text = CellText(row, shown_[i], i == 0);
-        widths_[i] = std::max(widths_[i], DisplayWidth(text));
+        unbroken[i] = std::max(unbroken[i], DisplayWidth(text));
         if (columns_[shown_[i]].wraps) least_[i] = std::max(least_[i], LongestWord(text));
       }
     });
     for (std::size_t i = 0; i < shown_.size(); ++i) {
-      if (!columns_[shown_[i]].wraps || (i == 0 && tree)) least_[i] = widths_[i];
+      widths_[i] = std::max(widths_[i], unbroken[i]);
+      if (columns_[shown_[i]].wraps && (i != 0 || !tree)) continue;
+      least_[i] = std::max(least_[i], unbroken[i]);  // headings wrap in any case
     }
   }
 
@@ -172,16 +175,21 @@ class Fitting {
   std::vector<std::size_t> least_;   // when all that wraps is wrapped
 };
 
+// Which texts of a row may be wrapped.
+enum class Wrapping { kAll, kAsTheColumn };
+
 // Prints one row of texts, each wrapped to its column's width. below: what stands before the first
 // column in the further lines.
 void PrintCells(const std::vector<std::string>& texts, const Layout& layout,
-                const std::vector<ColumnInfo>& columns, Colour colour, const std::string& below) {
+                const std::vector<ColumnInfo>& columns, Wrapping wrapping, Colour colour,
+                const std::string& below) {
   std::vector<std::vector<std::string>> cells;
   std::size_t height = 1;
   for (std::size_t i = 0; i < texts.size(); ++i) {
-    cells.push_back(columns[layout.columns[i]].wraps && (i != 0 || below.empty())
-                        ? WrapText(texts[i], layout.widths[i])
-                        : std::vector<std::string>{texts[i]});
+    const bool wraps = wrapping == Wrapping::kAll ||
+                       (columns[layout.columns[i]].wraps && (i != 0 || below.empty()));
+    cells.push_back(wraps ? WrapText(texts[i], layout.widths[i])
+                          : std::vector<std::string>{texts[i]});
     height = std::max(height, cells.back().size());
   }
   for (std::size_t n = 0; n < height; ++n) {
@@ -311,13 +319,13 @@ void PrintTable(const std::vector<ColumnInfo>& columns, const RowSource& rows,
   if (!options.no_headings) {
     std::vector<std::string> headings;
     for (const std::size_t i : layout.columns) headings.push_back(Heading(columns[i]));
-    PrintCells(headings, layout, columns, Colour::kHead, "");
+    PrintCells(headings, layout, columns, Wrapping::kAll, Colour::kHead, "");
   }
   std::vector<std::string> texts;
   rows([&](const Row& row) {
     texts.clear();
     for (const std::size_t i : layout.columns) texts.push_back(CellText(row, i, texts.empty()));
-    PrintCells(texts, layout, columns, row.colour, row.branch_below);
+    PrintCells(texts, layout, columns, Wrapping::kAsTheColumn, row.colour, row.branch_below);
   });
 }
 
