@@ -122,14 +122,25 @@ std::string ExplainUnexpected(const CLI::App& reached, const std::string& argume
   return "there is no command '" + argument + "'" + Suggestion(argument, commands);
 }
 
+void AddToFooter(CLI::App& app, const std::string& line) {
+  const std::string footer = app.get_footer();
+  app.footer(footer.empty() ? line : footer + "\n\n" + line);
+}
+
 }  // namespace
 
-void GroupCommands(CLI::App& app, std::span<const std::string_view> changing) {
-  for (CLI::App* command : app.get_subcommands({})) {
-    const bool changes =
-        std::find(changing.begin(), changing.end(), command->get_name()) != changing.end();
-    command->group(changes ? "Commands that change the configuration" : "Commands that look");
-    for (CLI::App* part : command->get_subcommands({})) part->group("Commands");
+void GroupCommands(CLI::App& app, const std::vector<CommandGroup>& groups) {
+  for (const CommandGroup& group : groups) {
+    const std::string page = std::string(group.page) + "(1)";
+    for (const std::string_view name : group.commands) {
+      CLI::App* command = app.get_subcommand(std::string(name));
+      command->group(std::string(group.title) + ", " + page);
+      AddToFooter(*command, "See " + page + ".");
+      for (CLI::App* part : command->get_subcommands({})) {
+        part->group("Commands");
+        AddToFooter(*part, "See " + page + ".");
+      }
+    }
   }
 }
 

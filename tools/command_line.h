@@ -3,17 +3,24 @@
 #define DEVPREP_TOOLS_COMMAND_LINE_H_
 
 #include <CLI/CLI.hpp>
-#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace devprep::tool {
 
 // For an application without commands: those that it is given from now on use it, too.
 void UseOwnHelp(CLI::App& app);
 
-// Tells the commands that change the configuration, by their names, from the others in the help.
-void GroupCommands(CLI::App& app, std::span<const std::string_view> changing);
+// Commands that stand together in the help, and the manual page that tells of them.
+struct CommandGroup {
+  const char* title;
+  const char* page;
+  std::vector<std::string_view> commands;
+};
+
+// Puts the commands into their groups, and the page below the help of each.
+void GroupCommands(CLI::App& app, const std::vector<CommandGroup>& groups);
 
 // What is wrong with the command line, as one line without its end.
 std::string ExplainWrongUse(const CLI::App& app, const CLI::ParseError& wrong);

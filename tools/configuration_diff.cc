@@ -492,7 +492,7 @@ const Listing<DeviceDifference>& DeviceDifferenceListing() {
         [](const DeviceDifference& d) { return OfSide(d.after, DeviceNumber); }},
        {TextColumn("outcome", "Outcome", "what differs", kKey),
         [](const DeviceDifference& d) { return Value::Name(DeviceOutcome(d)); }},
-       {TextColumn("old_address", "Old address", "port:bus:target:lun before", kKey),
+       {TextColumn("old_address", "Old address", "port:bus:target:lun before"),
         [](const DeviceDifference& d) { return OfSide(d.before, DevicePlace); }},
        {TextColumn("new_address", "New address", "port:bus:target:lun after", kKey),
         [](const DeviceDifference& d) { return OfSide(d.after, DevicePlace); }},
@@ -517,7 +517,7 @@ const Listing<DeviceDifference>& DeviceDifferenceListing() {
 
 template <typename Item>
 Column<Item> SubjectColumn() {
-  return {TextColumn("of", "Of", "device, group or RAID, before and after", Importance::kKey),
+  return {WrappingColumn("of", "Of", "device, group or RAID, before and after", Importance::kKey),
           [](const Item& item) { return SubjectValue(item.of); }};
 }
 
@@ -525,7 +525,7 @@ const Listing<ValueDifference>& ValueDifferenceListing() {
   using enum Importance;
   static const Listing<ValueDifference> listing(
       {SubjectColumn<ValueDifference>(),
-       {TextColumn("name", "Value", "name of the value", kKey),
+       {WrappingColumn("name", "Value", "name of the value", kKey),
         [](const ValueDifference& v) { return Value::Name(v.name); }},
        {WrappingColumn("before", "Before", "the value before", kKey),
         [](const ValueDifference& v) { return v.before; }},
@@ -538,7 +538,7 @@ const Listing<ListDifference>& ListDifferenceListing() {
   using enum Importance;
   static const Listing<ListDifference> listing(
       {SubjectColumn<ListDifference>(),
-       {TextColumn("name", "List", "name of the list", kKey),
+       {WrappingColumn("name", "List", "name of the list", kKey),
         [](const ListDifference& l) { return Value::Name(l.name); }},
        {TextColumn("outcome", "Outcome", "what differs", kKey),
         [](const ListDifference& l) { return Value::Name(l.outcome); }},
@@ -552,10 +552,11 @@ const Listing<ListDifference>& ListDifferenceListing() {
 }
 
 template <typename Item>
-void PrintTable(const Listing<Item>& listing, const std::vector<Item>& items) {
+void PrintTable(const Listing<Item>& listing, const std::vector<Item>& items,
+                const ListingOptions& options) {
   if (items.empty()) return;
   std::cout << '\n';
-  listing.Print(items, {});
+  listing.Print(items, options);
 }
 
 }  // namespace
@@ -565,7 +566,11 @@ ConfigurationDifference Compare(const StoredConfiguration& before,
   return Comparison(before, after).Run();
 }
 
-void PrintDifference(const ConfigurationDifference& difference) {
+const std::vector<ColumnInfo>& DeviceDifferenceColumns() {
+  return DeviceDifferenceListing().Infos();
+}
+
+void PrintDifference(const ConfigurationDifference& difference, const ListingOptions& options) {
   if (difference.Empty()) return;
   const auto count = [&difference](bool came, bool went) {
     return std::count_if(difference.devices.begin(), difference.devices.end(),
@@ -578,17 +583,18 @@ void PrintDifference(const ConfigurationDifference& difference) {
             << count(false, false)
             << " with another number or address. Values: " << difference.values.size()
             << " changed. Lists: " << difference.lists.size() << " changed.\n";
-  PrintTable(DeviceDifferenceListing(), difference.devices);
-  PrintTable(ValueDifferenceListing(), difference.values);
-  PrintTable(ListDifferenceListing(), difference.lists);
+  PrintTable(DeviceDifferenceListing(), difference.devices, options);
+  const ListingOptions usual = WithUsualColumns(options);
+  PrintTable(ValueDifferenceListing(), difference.values, usual);
+  PrintTable(ListDifferenceListing(), difference.lists, usual);
   if (difference.other_keys.empty()) return;
   std::cout << "\nOther keys that differ:\n";
   for (const std::string& path : difference.other_keys) std::cout << "  " << path << '\n';
 }
 
-Json DifferenceJson(const ConfigurationDifference& difference) {
+Json DifferenceJson(const ConfigurationDifference& difference, const ListingOptions& options) {
   const ListingOptions all;
-  return {{"devices", DeviceDifferenceListing().AsJson(difference.devices, all)},
+  return {{"devices", DeviceDifferenceListing().AsJson(difference.devices, options)},
           {"values", ValueDifferenceListing().AsJson(difference.values, all)},
           {"lists", ListDifferenceListing().AsJson(difference.lists, all)},
           {"other_keys", difference.other_keys}};

@@ -69,10 +69,13 @@ struct ConfigurationDifference {
 ConfigurationDifference Compare(const StoredConfiguration& before,
                                 const StoredConfiguration& after);
 
-// Prints a line that counts what differs, and the tables of it; of an empty one nothing.
-void PrintDifference(const ConfigurationDifference& difference);
+// Of the table of the devices, which listing options choose from.
+const std::vector<ColumnInfo>& DeviceDifferenceColumns();
 
-Json DifferenceJson(const ConfigurationDifference& difference);
+// Prints a line that counts what differs, and the tables of it; of an empty one nothing.
+void PrintDifference(const ConfigurationDifference& difference, const ListingOptions& options);
+
+Json DifferenceJson(const ConfigurationDifference& difference, const ListingOptions& options);
 
 }  // namespace devprep::tool
 

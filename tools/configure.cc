@@ -25,6 +25,7 @@ namespace {
 
 struct Choices {
   GuardOptions guard;
+  ListingOptions listing;  // of the devices; with why of the candidates
   bool follow_identity = false;
   std::string accept;     // codes, separated by commas
   std::string plan_file;  // to save or to apply
@@ -193,9 +194,9 @@ std::vector<WhyLine> Why(const std::optional<std::uint16_t>& only) {
   return lines;
 }
 
-Json FollowingJson(const std::optional<WhenFollowing>& following) {
+Json FollowingJson(const std::optional<WhenFollowing>& following, const ListingOptions& listing) {
   if (!following) return nullptr;
-  Json json = OutcomeJson(following->report);
+  Json json = OutcomeJson(following->report, listing);
   json["refused"] = following->refused;
   return json;
 }
@@ -224,33 +225,36 @@ Result<ExitStatus> Plan(const Options& options, const Choices& choices) {
   if (!done) return done.Failure();
   const std::vector<std::string> refused = Refused(pass.report, *accepted);
   const ExitStatus status = StatusOf(pass.report, refused);
-  Json json = OutcomeJson(pass.report);
   if (!choices.plan_file.empty()) {
     const Result<> saved =
-        SavePlan(choices.plan_file, {choices.follow_identity, *accepted, pass.basis}, json);
+        SavePlan(choices.plan_file, {choices.follow_identity, *accepted, pass.basis},
+                 OutcomeJson(pass.report, {}));
     if (!saved) return saved.Failure();
   }
   if (choices.guard.json) {
+    const ListingOptions devices =
+        choices.why ? WithUsualColumns(choices.listing) : choices.listing;
+    Json json = OutcomeJson(pass.report, devices);
     json["would_change"] = !NothingChanged(pass.report);
     json["refused"] = refused;
     json["with_follow_identity"] =
-        FollowingJson(TryFollowing(options, refused, *accepted, choices.follow_identity));
-    json["why"] = choices.why ? WhyListing().AsJson(why, {}) : Json(nullptr);
+        FollowingJson(TryFollowing(options, refused, *accepted, choices.follow_identity), devices);
+    json["why"] = choices.why ? WhyListing().AsJson(why, choices.listing) : Json(nullptr);
     PrintJson(json);
     return status;
   }
   if (choices.why) {
-    WhyListing().Print(why, {});
+    WhyListing().Print(why, choices.listing);
     return status;
   }
-  PrintOutcome(pass.report);
+  PrintOutcome(pass.report, choices.listing);
   if (NothingChanged(pass.report)) std::cout << "\nNothing would change.\n";
   if (!refused.empty()) {
     const auto following = TryFollowing(options, refused, *accepted, choices.follow_identity);
     std::cout << "\n'devprep configure' would refuse this. " << Advice(refused, following);
     if (following) {
       std::cout << "\nWith --follow-identity:\n";
-      PrintDevices(following->report);
+      PrintDevices(following->report, choices.listing);
     }
   }
   return status;
@@ -295,15 +299,15 @@ Result<ExitStatus> Refuse(const Options& options, const Choices& choices, const 
         .In(choices.plan_file);
   }
   if (choices.guard.json) {
-    Json json = OutcomeJson(pass.report);
+    Json json = OutcomeJson(pass.report, choices.listing);
     json["stored"] = false;
     json["refused"] = objections.codes;
-    json["with_follow_identity"] =
-        FollowingJson(TryFollowing(options, objections.codes, accepted, follow_identity));
+    json["with_follow_identity"] = FollowingJson(
+        TryFollowing(options, objections.codes, accepted, follow_identity), choices.listing);
     PrintJson(json);
     return ExitStatus::kDangers;
   }
-  PrintOutcome(pass.report);
+  PrintOutcome(pass.report, choices.listing);
   std::cout.flush();
   PrintKeptMessages();
   std::cerr << "devprep: refused, nothing was changed: " << Joined(objections.codes) << '\n'
@@ -340,7 +344,7 @@ Result<ExitStatus> Configure(const Options& options, const Choices& choices) {
     }
     if (!tried) return tried.Failure();
     if (ask) {
-      PrintOutcome(pass.report);
+      PrintOutcome(pass.report, choices.listing);
       const Answer answer =
           AskAboutChange(!NothingChanged(pass.report), "Store this configuration?");
       if (answer == Answer::kNothingToDo) return ExitStatus::kDone;
@@ -357,7 +361,7 @@ Result<ExitStatus> Configure(const Options& options, const Choices& choices) {
   }
   if (!done) return done.Failure();
   if (choices.guard.json) {
-    Json json = OutcomeJson(pass.report);
+    Json json = OutcomeJson(pass.report, choices.listing);
     json["stored"] = true;
     json["refused"] = Json::array();
     json["with_follow_identity"] = nullptr;
@@ -365,7 +369,7 @@ Result<ExitStatus> Configure(const Options& options, const Choices& choices) {
   } else if (ask) {
     std::cout << "Stored.\n";
   } else {
-    PrintOutcome(pass.report);
+    PrintOutcome(pass.report, choices.listing);
   }
   return ExitStatus::kDone;
 }
@@ -394,6 +398,8 @@ void AddConfigureCommand(CLI::App& app, Invocation& invocation) {
                    "Show what each criterion says of each candidate; of device N before alone")
       ->option_text("[N]")
       ->expected(0, 1);
+  AddTableOptions(*plan, planned->listing,
+                  {{DeviceOutcomeColumns(), ""}, {WhyListing().Infos(), "--why"}});
   OnCommand(plan, invocation, [&invocation, plan, planned] {
     planned->why = plan->count("--why") != 0;
     return Plan(invocation.options, *planned);
@@ -408,6 +414,7 @@ void AddConfigureCommand(CLI::App& app, Invocation& invocation) {
   AddCommonOptions(configure, choices.get());
   configure->add_option("--plan", choices->plan_file, "Apply this plan, and nothing else")
       ->option_text("FILE");
+  AddTableOptions(*configure, choices->listing, {{DeviceOutcomeColumns(), ""}});
   OnCommand(configure, invocation,
             [&invocation, choices] { return Configure(invocation.options, *choices); });
 }

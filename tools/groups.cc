@@ -80,7 +80,7 @@ const Listing<GroupView>& GroupListing() {
         [](const GroupView& g) {
           return Value::Text(CleanText(g.record.Name, sizeof g.record.Name));
         }},
-       {TextColumn("kind", "Kind", "tape, changer or RAID changer group", kKey),
+       {WrappingColumn("kind", "Kind", "tape, changer or RAID changer group", kKey),
         [](const GroupView& g) {
           return Value::Name(g.readable ? GroupKindName(g.record.Kind)
                                         : Term{"unreadable", "not readable"});

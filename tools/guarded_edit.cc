@@ -45,7 +45,7 @@ Result<> Make(const Options& options, const Change& change, const Edit& edit) {
 void AddToJson(const Change& change, bool stored, Json& members) {
   members["stored"] = stored;
   members["message"] = change.done;
-  members["changes"] = DifferenceJson(change.difference);
+  members["changes"] = DifferenceJson(change.difference, {});
 }
 
 }  // namespace
@@ -82,7 +82,7 @@ Result<ExitStatus> RunGuardedEdit(const Options& options, const GuardOptions& gu
   const Result<Change> change = Try(options, edit);
   if (!change) return change.Failure();
   const bool changes = !change->difference.Empty();
-  if (!guard.json) PrintDifference(change->difference);
+  if (!guard.json) PrintDifference(change->difference, {});
   if (guard.dry_run || !changes) {
     if (guard.json) {
       AddToJson(*change, false, members);

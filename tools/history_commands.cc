@@ -164,7 +164,7 @@ std::string BeforeText(std::uint64_t number) { return "before change " + std::to
 std::string AfterText(std::uint64_t number) { return "after change " + std::to_string(number); }
 
 Result<ExitStatus> Diff(const Options& options, const Number& first, const Number& last,
-                        bool as_text, bool json) {
+                        bool as_text, const ListingOptions& listing) {
   Texts texts;
   ConfigurationDifference difference;
   const Result<> read = InSession(options, Needs::kRegistry, [&]() -> Result<> {
@@ -183,9 +183,9 @@ Result<ExitStatus> Diff(const Options& options, const Number& first, const Numbe
     text = UnifiedDifference(BeforeText(texts.first), texts.before, AfterText(texts.last),
                              texts.after);
   }
-  if (json) {
+  if (listing.json) {
     Json members = {{"first", texts.first}, {"last", texts.last}};
-    members["changes"] = DifferenceJson(difference);
+    members["changes"] = DifferenceJson(difference, listing);
     members["text"] = as_text ? Json(text) : Json(nullptr);
     PrintJson(members);
   } else if (as_text) {
@@ -193,7 +193,7 @@ Result<ExitStatus> Diff(const Options& options, const Number& first, const Numbe
   } else if (difference.Empty()) {
     std::cout << "The configuration is the same before and after.\n";
   } else {
-    PrintDifference(difference);
+    PrintDifference(difference, listing);
   }
   return ExitStatus::kDone;
 }
@@ -265,7 +265,7 @@ void AddHistoryCommands(CLI::App& app, Invocation& invocation) {
     TypedNumber first;
     TypedNumber last;
     bool text = false;
-    bool json = false;
+    ListingOptions listing;
   };
   CLI::App* diff = app.add_subcommand(
       "diff", "Show what the last change did, change N, or all from change N to change M");
@@ -273,9 +273,9 @@ void AddHistoryCommands(CLI::App& app, Invocation& invocation) {
   diff->add_option("first", choices->first, "Number of the change")->option_text("N");
   diff->add_option("last", choices->last, "Number of the last change")->option_text("M");
   diff->add_flag("--text", choices->text, "Show the registry's text, line by line");
-  diff->add_flag("--json", choices->json, "Print JSON");
+  AddListingOptions(*diff, choices->listing, DeviceDifferenceColumns());
   OnCommand(diff, invocation, [&invocation, choices] {
-    return Diff(invocation.options, choices->first, choices->last, choices->text, choices->json);
+    return Diff(invocation.options, choices->first, choices->last, choices->text, choices->listing);
   });
 
   CLI::App* undo = app.add_subcommand(

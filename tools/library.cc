@@ -337,8 +337,7 @@ void PrintJsonOf(const Shown& shown, const Choices& choices) {
 
 void PrintTables(const Shown& shown, const Choices& choices) {
   if (shown.changers.empty()) std::cout << "No changer is attached.\n";
-  ListingOptions usual = choices.listing;
-  usual.columns.clear();
+  const ListingOptions usual = WithUsualColumns(choices.listing);
   std::vector<DriveLine> drives;
   std::vector<SlotLine> slots;
   std::vector<Remark> remarks;

@@ -123,18 +123,21 @@ class Fitting {
       least_.push_back(headings_ ? LongestWord(Heading(columns_[column])) : 0);
     }
     bool tree = false;
+    std::vector<std::size_t> unbroken(shown_.size());
     rows_([&](const Row& row) {
       tree = tree || !row.branch.empty();
       // What is no item may run on into the other columns.
       if (row.values.empty()) return;
       for (std::size_t i = 0; i < shown_.size(); ++i) {
         const std::string text = CellText(row, shown_[i], i == 0);
-        widths_[i] = std::max(widths_[i], DisplayWidth(text));
+        unbroken[i] = std::max(unbroken[i], DisplayWidth(text));
         if (columns_[shown_[i]].wraps) least_[i] = std::max(least_[i], LongestWord(text));
       }
     });
     for (std::size_t i = 0; i < shown_.size(); ++i) {
-      if (!columns_[shown_[i]].wraps || (i == 0 && tree)) least_[i] = widths_[i];
+      widths_[i] = std::max(widths_[i], unbroken[i]);
+      if (columns_[shown_[i]].wraps && (i != 0 || !tree)) continue;
+      least_[i] = std::max(least_[i], unbroken[i]);  // headings wrap in any case
     }
   }
 
@@ -172,16 +175,21 @@ class Fitting {
   std::vector<std::size_t> least_;   // when all that wraps is wrapped
 };
 
+// Which texts of a row may be wrapped.
+enum class Wrapping { kAll, kAsTheColumn };
+
 // Prints one row of texts, each wrapped to its column's width. below: what stands before the first
 // column in the further lines.
 void PrintCells(const std::vector<std::string>& texts, const Layout& layout,
-                const std::vector<ColumnInfo>& columns, Colour colour, const std::string& below) {
+                const std::vector<ColumnInfo>& columns, Wrapping wrapping, Colour colour,
+                const std::string& below) {
   std::vector<std::vector<std::string>> cells;
   std::size_t height = 1;
   for (std::size_t i = 0; i < texts.size(); ++i) {
-    cells.push_back(columns[layout.columns[i]].wraps && (i != 0 || below.empty())
-                        ? WrapText(texts[i], layout.widths[i])
-                        : std::vector<std::string>{texts[i]});
+    const bool wraps = wrapping == Wrapping::kAll ||
+                       (columns[layout.columns[i]].wraps && (i != 0 || below.empty()));
+    cells.push_back(wraps ? WrapText(texts[i], layout.widths[i])
+                          : std::vector<std::string>{texts[i]});
     height = std::max(height, cells.back().size());
   }
   for (std::size_t n = 0; n < height; ++n) {
@@ -215,16 +223,24 @@ std::vector<std::string> Names(const std::vector<ColumnInfo>& columns) {
   return names;
 }
 
-std::string ColumnsHelp(const std::vector<ColumnInfo>& columns) {
+std::string ColumnsHelp(const ChoosableTable& table) {
   std::size_t width = 0;
-  for (const ColumnInfo& column : columns) width = std::max(width, column.name.size());
-  std::string text = "Columns for -o:\n";
-  for (const ColumnInfo& column : columns) {
+  for (const ColumnInfo& column : table.columns) width = std::max(width, column.name.size());
+  std::string text = "Columns for -o" + (table.with.empty() ? "" : " with " + table.with) + ":\n";
+  for (const ColumnInfo& column : table.columns) {
     text.append("  ").append(column.name);
     text.append(width - column.name.size() + kGap, ' ').append(column.about).append("\n");
   }
-  text.pop_back();
   return text;
+}
+
+// The columns of the table that the command line asks for.
+const std::vector<ColumnInfo>& AskedFor(const CLI::App& command,
+                                        const std::vector<ChoosableTable>& tables) {
+  for (const ChoosableTable& table : tables) {
+    if (!table.with.empty() && command.count(table.with) != 0) return table.columns;
+  }
+  return tables.front().columns;
 }
 
 }  // namespace
@@ -255,21 +271,36 @@ ColumnInfo WrappingColumn(const char* name, const char* label, const char* about
   return {name, label, about, importance, Align::kLeft, true};
 }
 
-void AddListingOptions(CLI::App& command, ListingOptions& options,
-                       const std::vector<ColumnInfo>& columns) {
-  command.add_flag("--json", options.json, "Print JSON");
+void AddTableOptions(CLI::App& command, ListingOptions& options,
+                     const std::vector<ChoosableTable>& tables) {
   command
       .add_option("-o,--columns", options.columns,
                   "Show these columns; with + in addition to the usual ones")
       ->option_text("[+]COLUMN,...")
-      ->check([columns](const std::string& choice) {
+      ->check([&command, tables](const std::string& choice) {
+        const std::vector<ColumnInfo>& columns = AskedFor(command, tables);
         const auto unknown = ReadChoice(columns, choice).unknown;
         if (!unknown) return std::string();
         return "there is no column '" + *unknown + "'" + Suggestion(*unknown, Names(columns));
       });
   command.add_flag("--wide", options.wide, "Full width: wrap and leave out nothing on a terminal");
   command.add_flag("--no-headings", options.no_headings, "Print no headings");
-  command.footer(ColumnsHelp(columns));
+  std::string help;
+  for (const ChoosableTable& table : tables)
+    help += (help.empty() ? "" : "\n") + ColumnsHelp(table);
+  help.pop_back();
+  command.footer(help);
+}
+
+void AddListingOptions(CLI::App& command, ListingOptions& options,
+                       const std::vector<ColumnInfo>& columns) {
+  command.add_flag("--json", options.json, "Print JSON");
+  AddTableOptions(command, options, {{columns, ""}});
+}
+
+ListingOptions WithUsualColumns(ListingOptions options) {
+  options.columns.clear();
+  return options;
 }
 
 Layout FitTable(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows,
@@ -288,13 +319,13 @@ void PrintTable(const std::vector<ColumnInfo>& columns, const RowSource& rows,
   if (!options.no_headings) {
     std::vector<std::string> headings;
     for (const std::size_t i : layout.columns) headings.push_back(Heading(columns[i]));
-    PrintCells(headings, layout, columns, Colour::kHead, "");
+    PrintCells(headings, layout, columns, Wrapping::kAll, Colour::kHead, "");
   }
   std::vector<std::string> texts;
   rows([&](const Row& row) {
     texts.clear();
     for (const std::size_t i : layout.columns) texts.push_back(CellText(row, i, texts.empty()));
-    PrintCells(texts, layout, columns, row.colour, row.branch_below);
+    PrintCells(texts, layout, columns, Wrapping::kAsTheColumn, row.colour, row.branch_below);
   });
 }
 

@@ -96,10 +96,23 @@ struct ListingOptions {
   std::string columns;  // "a,b": these; "+a,b": these behind the usual ones; empty: the usual ones
 };
 
-// Adds --json, --wide, --no-headings and -o, and to the help the columns that -o takes. An unknown
-// column is wrong use.
+// A table of a command whose columns -o chooses.
+struct ChoosableTable {
+  std::vector<ColumnInfo> columns;
+  std::string with;  // the option that this table is printed for; empty: the usual one
+};
+
+// Adds --wide, --no-headings and -o, and to the help the columns that -o takes. An unknown column
+// is wrong use. The usual table comes first.
+void AddTableOptions(CLI::App& command, ListingOptions& options,
+                     const std::vector<ChoosableTable>& tables);
+
+// The same of one table, with --json.
 void AddListingOptions(CLI::App& command, ListingOptions& options,
                        const std::vector<ColumnInfo>& columns);
+
+// For the tables beside the one whose columns are chosen.
+ListingOptions WithUsualColumns(ListingOptions options);
 
 // The values of an item, one for each column of the listing, and what stands before the first of
 // them in a tree.

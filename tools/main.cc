@@ -1,12 +1,12 @@
 // The command-line tool for the person at the machine.
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <clocale>
 #include <exception>
 #include <iostream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "command_line.h"
 #include "commands.h"
@@ -28,11 +28,22 @@ constexpr const char* kAbout =
 constexpr const char* kFooter =
     "Exit status: 0 done, 1 failed (the reason is on standard error), 2 wrong use,\n"
     "4 something differs or would change, 5 dangers.\n"
-    "See devprep(1) for the commands, the formats and the environment.";
+    "See devprep(1) for the words used here, the environment and the files.";
 
-constexpr std::array<std::string_view, 10> kChangingCommands = {
-    "configure", "undo", "reserve", "release", "disable",
-    "enable",    "set",  "group",   "raid",    "registry"};
+// The help shows them in this order.
+const std::vector<devprep::tool::CommandGroup>& CommandGroups() {
+  static const std::vector<devprep::tool::CommandGroup> groups = {
+      {"Configure", "devprep-configure", {"plan", "configure", "check"}},
+      {"Look", "devprep-devices", {"devices", "tree", "hardware", "library"}},
+      {"Fill in",
+       "devprep-change",
+       {"reserve", "release", "disable", "enable", "set", "groups", "group"}},
+      {"Tape RAIDs", "devprep-raid", {"raids", "raid"}},
+      {"Take back", "devprep-history", {"history", "diff", "undo"}},
+      {"Draw, and carry to other machines", "devprep-capture", {"picture", "capture", "estate"}},
+      {"Registry", "devprep-registry", {"registry"}}};
+  return groups;
+}
 
 ExitStatus RunCommand(const devprep::tool::Command& command) {
   Result<ExitStatus> done = command();
@@ -95,18 +106,18 @@ ExitStatus Run(int argc, char** argv) {
   devprep::tool::AddCheckCommand(app, invocation);
   devprep::tool::AddDevicesCommand(app, invocation);
   devprep::tool::AddTreeCommand(app, invocation);
-  devprep::tool::AddPictureCommand(app, invocation);
   devprep::tool::AddHardwareCommand(app, invocation);
   devprep::tool::AddLibraryCommand(app, invocation);
-  devprep::tool::AddCaptureCommand(app, invocation);
-  devprep::tool::AddEstateCommand(app, invocation);
   devprep::tool::AddReserveCommands(app, invocation);
   devprep::tool::AddSetCommand(app, invocation);
   devprep::tool::AddGroupCommands(app, invocation);
   devprep::tool::AddRaidCommands(app, invocation);
   devprep::tool::AddHistoryCommands(app, invocation);
+  devprep::tool::AddPictureCommand(app, invocation);
+  devprep::tool::AddCaptureCommand(app, invocation);
+  devprep::tool::AddEstateCommand(app, invocation);
   devprep::tool::AddRegistryCommands(app, invocation);
-  devprep::tool::GroupCommands(app, kChangingCommands);
+  devprep::tool::GroupCommands(app, CommandGroups());
   devprep::tool::AddCompleteCommand(app, invocation);
   // Known before the command line is understood, so that what is wrong with it is JSON, too.
   devprep::tool::StartReport(std::any_of(

@@ -341,10 +341,11 @@ const Listing<LostSetting>& LostSettingListing() {
 }
 
 template <typename Item>
-void PrintBelow(const Listing<Item>& listing, const std::vector<Item>& items) {
+void PrintBelow(const Listing<Item>& listing, const std::vector<Item>& items,
+                const ListingOptions& options) {
   if (items.empty()) return;
   std::cout << '\n';
-  listing.Print(items, {});
+  listing.Print(items, options);
 }
 
 template <typename Line>
@@ -409,7 +410,9 @@ bool NothingChanged(const OutcomeReport& report) {
          AllKept(report.raids) && report.lost_settings.empty();
 }
 
-void PrintOutcome(const OutcomeReport& report) {
+const std::vector<ColumnInfo>& DeviceOutcomeColumns() { return DeviceOutcomeListing().Infos(); }
+
+void PrintOutcome(const OutcomeReport& report, const ListingOptions& options) {
   for (const DangerReport& danger : report.dangers) {
     std::cout << Paint(DangerLine(danger), danger.refused ? Colour::kBad : Colour::kChanged)
               << '\n';
@@ -427,20 +430,23 @@ void PrintOutcome(const OutcomeReport& report) {
     std::cout << merged << " merged, ";
   }
   std::cout << CountOutcome(report, Outcome::kGone) << " gone.\n";
-  PrintBelow(DeviceOutcomeListing(), report.devices);
-  PrintBelow(ReservationListing(), report.reservations);
-  PrintBelow(GroupListing(), report.groups);
-  PrintBelow(RaidOutcomeListing(), report.raids);
-  PrintBelow(LostSettingListing(), report.lost_settings);
+  PrintBelow(DeviceOutcomeListing(), report.devices, options);
+  const ListingOptions usual = WithUsualColumns(options);
+  PrintBelow(ReservationListing(), report.reservations, usual);
+  PrintBelow(GroupListing(), report.groups, usual);
+  PrintBelow(RaidOutcomeListing(), report.raids, usual);
+  PrintBelow(LostSettingListing(), report.lost_settings, usual);
 }
 
-void PrintDevices(const OutcomeReport& report) { DeviceOutcomeListing().Print(report.devices, {}); }
+void PrintDevices(const OutcomeReport& report, const ListingOptions& options) {
+  DeviceOutcomeListing().Print(report.devices, options);
+}
 
-Json OutcomeJson(const OutcomeReport& report) {
+Json OutcomeJson(const OutcomeReport& report, const ListingOptions& options) {
   const ListingOptions all;
   return {{"dangers", DangersJson(report)},
           {"dangers_left_out", report.dangers_left_out},
-          {"devices", DeviceOutcomeListing().AsJson(report.devices, all)},
+          {"devices", DeviceOutcomeListing().AsJson(report.devices, options)},
           {"reserved_drives", ReservationListing().AsJson(report.reservations, all)},
           {"groups", GroupListing().AsJson(report.groups, all)},
           {"raids", RaidOutcomeListing().AsJson(report.raids, all)},

@@ -94,14 +94,17 @@ std::size_t CountOutcome(const OutcomeReport& report, Outcome outcome);
 // Whether the configuration is as it was before the pass.
 bool NothingChanged(const OutcomeReport& report);
 
+// Of the table of the devices, which listing options choose from.
+const std::vector<ColumnInfo>& DeviceOutcomeColumns();
+
 // Prints the dangers, the tables and what is lost.
-void PrintOutcome(const OutcomeReport& report);
+void PrintOutcome(const OutcomeReport& report, const ListingOptions& options);
 
 // Prints the table of the devices alone.
-void PrintDevices(const OutcomeReport& report);
+void PrintDevices(const OutcomeReport& report, const ListingOptions& options);
 
 // The members of the JSON of a report.
-Json OutcomeJson(const OutcomeReport& report);
+Json OutcomeJson(const OutcomeReport& report, const ListingOptions& options);
 
 }  // namespace devprep::tool
 

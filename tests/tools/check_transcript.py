@@ -1,15 +1,18 @@
 #!/usr/bin/env python3
 """Runs the commands of a transcript and compares what they print.
 
-usage: check_transcript.py TOOL EXAMPLES FILE...
+usage: check_transcript.py [--update] TOOL EXAMPLES FILE...
 
 In a Markdown file the transcripts are its code blocks, elsewhere the whole file. A line "$ COMMAND" is
 run by sh, the lines behind it up to the next command are what it must print (both outputs, trailing
 blanks ignored). Where nothing stands behind a command its output does not count. A command whose output
 begins with "devprep: " must fail with status 1, with 2 when it ends with a hint at --help, or with 5 when
-dangers were refused; every other one must succeed. The commands of one file run one after the other in one folder, which holds
-"examples", "build/devprep" and "terminal", which is terminal.py; variables that are exported stay. What a
-command prints with --json is held against its schema, too.
+dangers were refused; every other one must succeed. The commands of one file run one after the other in one
+folder, which holds "examples", "build/devprep" (also found as "devprep") and "terminal", which is terminal.py;
+variables that are exported stay. What a command prints with --json is held against its schema, too. A picture
+that a Markdown file shows must be the one that its commands have drawn under that name, byte for byte.
+
+With --update Markdown files and their pictures are rewritten instead, as the commands print and draw them.
 """
 
 import glob
@@ -34,20 +37,43 @@ exit $status
 """
 
 
-def transcripts(path):
-    with open(path, encoding="utf-8") as file:
-        text = file.read()
-    if path.endswith(".md"):
-        blocks = re.findall(r"^```(.*?)\n(.*?)^```$", text, re.M | re.S)
-        text = "\n".join(block for language, block in blocks
-                         if not language and block.startswith("$ "))
+class Step:
+    """A command, with the lines of its file that it must print."""
+
+    def __init__(self, command, first):
+        self.command = command
+        self.first = first
+        self.lines = []
+
+    def wanted(self):
+        return "\n".join(line.rstrip() for line in self.lines if not line.startswith("#")).strip("\n")
+
+
+def transcripts(path, lines):
     steps = []
-    for line in text.split("\n"):
-        if line.startswith("$ "):
-            steps.append((line[2:], []))
-        elif steps and not line.startswith("#"):
-            steps[-1][1].append(line.rstrip())
+    inside = not path.endswith(".md")
+    for number, line in enumerate(lines):
+        if path.endswith(".md") and line.startswith("```"):
+            inside = not inside and line == "```" and lines[number + 1].startswith("$ ")
+        elif inside and line.startswith("$ "):
+            steps.append(Step(line[2:], number + 1))
+        elif inside and steps:
+            steps[-1].lines.append(line)
     return steps
+
+
+def pictures(path, text):
+    """(the file that a Markdown file shows, the name under which its commands draw it)"""
+    folder = os.path.dirname(os.path.abspath(path))
+    links = re.findall(r"!\[[^]]*\]\((\S+\.svg)\)", text) if path.endswith(".md") else []
+    return [(os.path.join(folder, link), os.path.basename(link)) for link in links]
+
+
+def content(path):
+    if not os.path.exists(path):
+        return None
+    with open(path, "rb") as file:
+        return file.read()
 
 
 def expected_status(output):
@@ -82,9 +108,13 @@ def check_json(kept):
     return failures
 
 
-def check(tool, examples, path):
+def check(tool, examples, path, update):
     failures = 0
-    steps = transcripts(path)
+    with open(path, encoding="utf-8") as file:
+        text = file.read()
+    file_lines = text.split("\n")
+    steps = transcripts(path, file_lines)
+    outputs = []
     with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory() as kept:
         os.mkdir(os.path.join(folder, "build"))
         wrapper = os.path.join(folder, "build", "devprep")
@@ -97,16 +127,35 @@ def check(tool, examples, path):
         environment = {key: value for key, value in os.environ.items()
                        if not key.startswith("DEVPREP_")}
         environment["LC_ALL"] = "C.UTF-8"
-        for command, lines in steps:
-            output, status, environment = run(command, folder, environment)
+        environment["PATH"] = os.path.join(folder, "build") + os.pathsep + environment["PATH"]
+        for step in steps:
+            output, status, environment = run(step.command, folder, environment)
             got = "\n".join(line.rstrip() for line in output.split("\n")).strip("\n")
-            wanted = "\n".join(lines).strip("\n")
-            if status != expected_status(got) or (wanted and got != wanted):
+            outputs.append(got)
+            wanted = step.wanted()
+            if status != expected_status(got) or (wanted and got != wanted and not update):
                 failures += 1
-                print(f"{path}: $ {command}\n--- expected\n{wanted}\n--- got (status {status})\n{got}\n")
+                print(f"{path}: $ {step.command}\n--- expected\n{wanted}\n--- got (status {status})\n{got}\n")
         failures += check_json(kept)
+        for shown, name in pictures(path, text):
+            drawn = content(os.path.join(folder, name))
+            if update and drawn is not None:
+                with open(shown, "wb") as file:
+                    file.write(drawn)
+            elif drawn is None or drawn != content(shown):
+                failures += 1
+                print(f"{path}: {name} is not what its commands draw")
+    if update and path.endswith(".md"):
+        for step, output in reversed(list(zip(steps, outputs))):
+            if step.wanted():
+                file_lines[step.first:step.first + len(step.lines)] = output.split("\n")
+        with open(path, "w", encoding="utf-8") as file:
+            file.write("\n".join(file_lines))
     print(f"{path}: {len(steps)} commands, {failures} failures")
     return failures if steps else 1
 
 
-sys.exit(1 if sum(check(sys.argv[1], sys.argv[2], path) for path in sys.argv[3:]) else 0)
+arguments = sys.argv[1:]
+rewrite = arguments[0] == "--update"
+tool_path, examples_path, *paths = arguments[1:] if rewrite else arguments
+sys.exit(1 if sum(check(tool_path, examples_path, path, rewrite) for path in paths) else 0)

@@ -51,10 +51,10 @@ _devprep() {
     '') options='plan configure check devices tree picture hardware library capture estate reserve release disable enable set groups group raids raid history diff undo registry --registry --hardware --timeout --no-modules --version --help' ;;
     plan)
       [[ $prev != --why ]] || _devprep_offer devices
-      options='--json --follow-identity --accept --save --why --help' ;;
-    configure) options='--json --follow-identity --accept --yes --plan --dry-run --help' ;;
+      options='--json --follow-identity --accept --save --why --columns --wide --no-headings --help' ;;
+    configure) options='--json --follow-identity --accept --yes --plan --dry-run --columns --wide --no-headings --help' ;;
     history) options='--json --columns --wide --no-headings --help' ;;
-    diff) ((place > 2)) || _devprep_offer changes; options='--text --json --help' ;;
+    diff) ((place > 2)) || _devprep_offer changes; options='--text --json --columns --wide --no-headings --help' ;;
     undo) ((place > 1)) || _devprep_offer changes; options='--json --yes --dry-run --hardware-differs --help' ;;
     check) options='--json --metrics --help' ;;
     devices | groups | raids)

@@ -108,10 +108,10 @@ complete -c devprep -n '__devprep_from 2 set' -a 'cleaning_tape_slot= default_bl
     write_shots= bar_codes= bar_code_to_blank= auto_cleaning_time='
 complete -c devprep -n '__devprep_in picture capture "registry import" "registry export"' -F
 
-set -l listings devices tree groups raids hardware library estate history
+set -l listings plan configure diff devices tree groups raids hardware library estate history
 set -l edits reserve release disable enable set undo '"group create"' '"group delete"' '"group rename"' \
     '"group add"' '"group remove"'
-complete -c devprep -n "__devprep_in plan configure check diff $listings $edits" -l json -d 'Print JSON'
+complete -c devprep -n "__devprep_in check $listings $edits" -l json -d 'Print JSON'
 complete -c devprep -n '__devprep_in check' -l metrics -rF -d 'Write metrics for Prometheus'
 complete -c devprep -n "__devprep_in $listings" -s o -l columns -x -a '(__devprep_columns)' -d 'Show these columns'
 complete -c devprep -n "__devprep_in $listings" -l wide -d 'Full width on a terminal'
