@@ -114,9 +114,15 @@ Result<std::string> ReadWhole(const fs::path& path) {
   file.read(text.data(), static_cast<std::streamsize>(text.size()));
   if (!file && !file.eof()) return Error{"cannot be read", path.string()};
   if (!file || file.peek() != std::ifstream::traits_type::eof()) {
-    return Error{"has changed while it was read: is it being written?", path.string()};
+    return Error{"has changed while it was read: it is being written", path.string()};
   }
   return text;
+}
+
+// Whether a registry text ends with its last line, in either encoding. One that is being written,
+// or whose copying broke off, may hold half a value, which reads like a whole one.
+bool EndsWithLine(std::string_view text) {
+  return text.ends_with('\n') || text.ends_with(std::string_view("\n\0", 2));
 }
 
 // What the files of one machine hold of it.
@@ -148,6 +154,9 @@ Result<EstateMachine> ReadFiles(const std::string& name, std::vector<fs::path> f
     RegistryKey root("");
     if (const Result<> read = ReadRegistryText(*text, root); !read) {
       return read.Failure().In(file.string());
+    }
+    if (!EndsWithLine(*text)) {
+      return Error{"ends within a line: it is being written, or was cut off", file.string()};
     }
     const auto machine = root.FindChild(kLocalMachineName);
     if (Result<> taken = TakePart(machine, map_path, "hardware", file, parts.device_map); !taken) {
