@@ -32,11 +32,11 @@ CASES = [
     ("recabling-plan", "recabling", "recabling/machine.reg", ["--plan"], 15, 4, False),
     ("raids", "raids", "raids/machine.reg", [], 12, 2, False),
     ("raids-plan", "raids", "raids/machine-recabled.reg", ["--plan"], 25, 2, True),
-    ("large-machine", "large-machine", "large-machine/machine.reg", [], 128, 8, False),
+    ("large-machine", "large-machine", "large-machine/machine.reg", [], 128, 16, False),
     ("library", None, "library/machine.reg", [], 7, 0, False),
     ("hostile", "hostile", "hostile/machine.reg", [], 11, 4, True),
     ("estate", None, None, None, 20, 5, False),
-    ("estate-large", None, None, None, 15, 4, True),
+    ("estate-large", None, None, None, 15, 3, True),
 ]
 
 
