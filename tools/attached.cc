@@ -15,11 +15,6 @@
 namespace devprep::tool {
 namespace {
 
-void CopyBytes(const std::string& from, std::size_t offset, void* to, std::size_t size) {
-  if (offset < from.size())
-    std::memcpy(to, from.data() + offset, std::min(size, from.size() - offset));
-}
-
 // As the configuration pass would find it.
 void FillRecord(const ScsiMapEntry& entry, AttachedUnit& unit) {
   DeviceRecord& record = unit.record;

@@ -132,6 +132,32 @@ bool EstateDevice::Disabled() const {
                      [](const Reservation& reservation) { return reservation.disabled; });
 }
 
+const char* StateText(DeviceState state) {
+  switch (state) {
+    case DeviceState::kGone:
+      return "gone";
+    case DeviceState::kDisabled:
+      return "disabled";
+    case DeviceState::kNotConfigured:
+      return "not configured";
+    case DeviceState::kLoose:
+      return "loose";
+    case DeviceState::kInUse:
+      break;
+  }
+  return "";
+}
+
+DeviceState EstateMachine::StateOf(const EstateDevice& device) const {
+  if (Gone(device)) return DeviceState::kGone;
+  if (device.Disabled()) return DeviceState::kDisabled;
+  if (!device.number) {
+    return has_configuration ? DeviceState::kNotConfigured : DeviceState::kInUse;
+  }
+  const bool loose = device.type == kTypeTape && device.reservations.empty();
+  return loose ? DeviceState::kLoose : DeviceState::kInUse;
+}
+
 std::string Estate::NameOf(std::size_t device) const {
   const EstateDevice& best = Best(devices[device]);
   return std::string(best.Noun()) + ' ' + best.IdentityText();

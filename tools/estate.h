@@ -79,6 +79,18 @@ struct EstateDevice {
   bool Disabled() const;
 };
 
+// How a device stands on a machine.
+enum class DeviceState : std::uint8_t {
+  kInUse,          // or nothing speaks against it
+  kGone,           // configured, but not attached any more
+  kDisabled,       // where it is reserved
+  kNotConfigured,  // attached alone, though the configuration is known
+  kLoose           // a drive that is reserved to no changer
+};
+
+// "gone", "not configured" and so on. Empty for one in use.
+const char* StateText(DeviceState state);
+
 struct EstateMachine {
   std::string name;
   bool has_hardware = false;       // what is attached is known
@@ -88,6 +100,7 @@ struct EstateMachine {
 
   // Configured, but not attached any more.
   bool Gone(const EstateDevice& device) const { return has_hardware && !device.attached; }
+  DeviceState StateOf(const EstateDevice& device) const;
 };
 
 // What there is of one machine. device_map: the key of its device map with what its devices answer;

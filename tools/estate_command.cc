@@ -63,6 +63,15 @@ Error FailureOf(const std::error_code& error, const fs::path& file) {
   return {error.message(), file.string()};
 }
 
+// Whether a folder is that one or one above it, as it is where a link leads back.
+bool Holds(const fs::path& folder, const fs::path& one) {
+  std::error_code error;
+  const fs::path outer = fs::canonical(folder, error);
+  const fs::path inner = error ? fs::path() : fs::canonical(one, error);
+  return !error &&
+         std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end()).first == outer.end();
+}
+
 // Sorts what a folder holds. machine: that all of it is of; empty: each file's name tells.
 Result<> ListFolder(const fs::path& path, const std::string& machine, Folder& folder) {
   std::error_code error;
@@ -73,6 +82,10 @@ Result<> ListFolder(const fs::path& path, const std::string& machine, Folder& fo
     std::error_code unknown;
     if (at->is_directory(unknown)) {
       if (!machine.empty()) continue;
+      if (Holds(at->path(), path)) {
+        folder.failures.push_back({"this link leads back to the folder", at->path().string()});
+        continue;
+      }
       if (const Result<> listed = ListFolder(at->path(), name, folder); !listed) {
         folder.failures.push_back(listed.Failure());
       }
@@ -84,6 +97,12 @@ Result<> ListFolder(const fs::path& path, const std::string& machine, Folder& fo
   }
   if (error) return FailureOf(error, path);
   return {};
+}
+
+// Whether a registry text ends with its last line, in either encoding. One that is being written,
+// or whose copying broke off, may hold half a value, which reads like a whole one.
+bool EndsWithLine(std::string_view text) {
+  return text.ends_with('\n') || text.ends_with(std::string_view("\n\0", 2));
 }
 
 // What the files of one machine hold of it.
@@ -115,6 +134,9 @@ Result<EstateMachine> ReadFiles(const std::string& name, std::vector<fs::path> f
     RegistryKey root("");
     if (const Result<> read = ReadRegistryText(*text, root); !read) {
       return read.Failure().In(file.string());
+    }
+    if (!EndsWithLine(*text)) {
+      return Error{"ends within a line: it is being written, or was cut off", file.string()};
     }
     const auto machine = root.FindChild(kLocalMachineName);
     if (Result<> taken = TakePart(machine, map_path, "hardware", file, parts.device_map); !taken) {
@@ -153,16 +175,10 @@ Value NumbersIn(const std::bitset<N>& set) {
 }
 
 Value StateOf(const ListedSighting& s) {
-  const EstateDevice& device = s.Device();
-  if (s.Machine().Gone(device)) return Value::Name({"gone", "gone"});
-  if (device.Disabled()) return Value::Name({"disabled", "disabled"});
-  if (!device.number && s.Machine().has_configuration) {
-    return Value::Name({"not_configured", "not configured"});
-  }
-  if (device.number && device.type == kTypeTape && device.reservations.empty()) {
-    return Value::Name({"loose", "loose"});
-  }
-  return Value::Absent();
+  const std::string text = StateText(s.Machine().StateOf(s.Device()));
+  std::string identifier = text;
+  std::replace(identifier.begin(), identifier.end(), ' ', '_');
+  return Value::Name({identifier, text});
 }
 
 // The changers that the machine reserves it to.
@@ -400,17 +416,23 @@ Result<ExitStatus> ShowEstate(const Choices& choices) {
     machines.push_back(*std::move(machine));
   }
   if (machines.empty() && folder.failures.empty()) {
-    return Error{"no file in it is named .reg or .capture", choices.folder};
+    return Error{
+        "no file in it is named .reg or .capture, as 'devprep capture --with-registry' writes them",
+        choices.folder};
   }
+  std::sort(folder.failures.begin(), folder.failures.end(),
+            [](const Error& a, const Error& b) { return a.file < b.file; });
   const Estate estate = JoinMachines(std::move(machines));
   Listed listed;
   ListSightings(estate, listed);
-  if (!choices.picture.empty()) {
-    if (const Result<> saved = DrawEstate(estate, listed, choices); !saved) return saved.Failure();
-  } else if (choices.listing.json) {
+  if (choices.listing.json) {
     PrintAsJson(estate, listed, folder.failures, choices.listing);
-  } else {
+  } else if (estate.machines.empty()) {
+    // What cannot be read says all.
+  } else if (choices.picture.empty()) {
     PrintTables(estate, listed, choices.listing);
+  } else if (const Result<> saved = DrawEstate(estate, listed, choices); !saved) {
+    return saved.Failure();
   }
   std::cout.flush();
   if (!choices.listing.json) {

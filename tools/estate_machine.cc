@@ -35,18 +35,6 @@ bool ReadText(const RegistryValue* value, char* text, std::size_t size) {
   return true;
 }
 
-// As much of a value's bytes as there is, and zeros behind.
-template <std::size_t N>
-void CopyBytes(const std::string& from, std::size_t offset, std::uint8_t (&to)[N]) {
-  std::memset(to, 0, N);
-  if (offset < from.size())
-    std::memcpy(to, from.data() + offset, std::min(N, from.size() - offset));
-}
-
-std::string_view BytesOf(const std::uint8_t* bytes, std::size_t size) {
-  return {reinterpret_cast<const char*>(bytes), size};
-}
-
 // What a device is recognised by.
 void SetIdentity(const DeviceRecord& record, std::string_view whole_serial_number,
                  EstateDevice& device) {
@@ -136,18 +124,18 @@ Unit ReadUnit(const ListedUnit& listed, std::uint16_t type, TextPool& texts) {
   ReadText(listed.key->FindValue(kIdentifierValue), record.Description, sizeof record.Description);
   if (const RegistryValue* inquiry = listed.key->FindValue(kInquiryDataValue)) {
     std::uint8_t data[kInquiryLength];
-    CopyBytes(inquiry->data, 0, data);
+    CopyBytes(inquiry->data, 0, data, sizeof data);
     std::memset(record.Description, 0, sizeof record.Description);
     CopyInquiryText(data, record.Description);
   }
   std::string_view serial_number;
   if (const RegistryValue* page = listed.key->FindValue(kSerialNumberPageValue)) {
-    CopyBytes(page->data, kPageHeaderSize, record.SerialNumber);
+    CopyBytes(page->data, kPageHeaderSize, record.SerialNumber, kSerialNumberSize);
     serial_number = page->data;
     serial_number.remove_prefix(std::min(kPageHeaderSize, serial_number.size()));
   }
   if (const RegistryValue* id = listed.key->FindValue(kWorldWideIdValue)) {
-    CopyBytes(id->data, 0, record.WorldWideID);
+    CopyBytes(id->data, 0, record.WorldWideID, kWorldWideIdSize);
   }
   EstateDevice& device = unit.device;
   device.type = type;
@@ -180,10 +168,10 @@ bool ReadRecord(const RegistryKey& key, std::uint16_t number, Record& stored) {
   record.Number = number;
   if (ParseDeviceInfo(info, &record) != 0) return false;
   if (const RegistryValue* serial = key.FindValue(kDeviceSerialNumberValue)) {
-    CopyBytes(serial->data, 0, record.SerialNumber);
+    CopyBytes(serial->data, 0, record.SerialNumber, kSerialNumberSize);
   }
   if (const RegistryValue* id = key.FindValue(kDeviceWorldWideIdValue)) {
-    CopyBytes(id->data, 0, record.WorldWideID);
+    CopyBytes(id->data, 0, record.WorldWideID, kWorldWideIdSize);
   }
   if (record.Type != kTypeChanger) return true;
   char list[kDriveListSize];
@@ -193,7 +181,7 @@ bool ReadRecord(const RegistryKey& key, std::uint16_t number, Record& stored) {
   if (disabled != nullptr && disabled->type == REG_DWORD) {
     // As the store reads a number: low byte first, what is missing as zeros.
     std::uint8_t bytes[sizeof record.DisabledDrives];
-    CopyBytes(disabled->data, 0, bytes);
+    CopyBytes(disabled->data, 0, bytes, sizeof bytes);
     for (std::size_t i = sizeof bytes; i-- > 0;) {
       record.DisabledDrives = record.DisabledDrives << 8U | bytes[i];
     }
@@ -234,10 +222,6 @@ class Pairing {
  private:
   static constexpr std::uint16_t kSeveral = kDeviceGone;
 
-  static bool IsBefore(const DeviceAddress& a, const DeviceAddress& b) {
-    return ScsiAddressOf(a) < ScsiAddressOf(b);
-  }
-
   void Pair(Record& record, std::uint16_t unit) {
     record.place = unit;
     taken_[unit] = true;
@@ -246,10 +230,11 @@ class Pairing {
   void InPlace(IdentityVerdict verdict) {
     for (Record& stored : records_) {
       if (stored.place) continue;
-      const auto at = std::lower_bound(units_.begin(), units_.end(), stored.record.Address,
-                                       [](const Unit& unit, const DeviceAddress& a) {
-                                         return IsBefore(unit.record.Address, a);
-                                       });
+      const auto at =
+          std::lower_bound(units_.begin(), units_.end(), stored.record.Address,
+                           [](const Unit& unit, const DeviceAddress& a) {
+                             return ScsiAddressOf(unit.record.Address) < ScsiAddressOf(a);
+                           });
       if (at == units_.end() || at->record.Address != stored.record.Address) continue;
       const auto unit = static_cast<std::uint16_t>(at - units_.begin());
       if (taken_[unit] || at->record.Type != stored.record.Type ||

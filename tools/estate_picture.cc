@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -148,10 +149,12 @@ class Drawing {
     const std::size_t told = std::min(estate_.findings.size(), kMaxFindings);
     for (std::size_t k = 0; k < told; ++k) {
       const Finding& finding = estate_.findings[k];
-      const PlacedMark mark = MakeMark(
-          MarkKind::kDanger, std::string("! ") + FindingCode(finding.kind), kMargin, y_ - 11);
-      WriteMark(body_.Line(), mark);
-      AddLines(PrintableText(finding.text), TextStyle::kSummary, kMargin + kFindingIndent);
+      const std::string code = FindingCode(finding.kind);
+      const std::string text = PrintableText(finding.text);
+      OpenLegend(body_.Line(), SetOf(k), code + ": " + text);
+      WriteMark(body_, MakeMark(MarkKind::kDanger, "! " + code, kMargin, y_ - 11));
+      AddLines(text, TextStyle::kSummary, kMargin + kFindingIndent);
+      body_.Close();
     }
     if (told < estate_.findings.size()) {
       AddLines("And " + std::to_string(estate_.findings.size() - told) +
@@ -248,24 +251,17 @@ class Drawing {
     return findings;
   }
 
-  static const char* StateOf(const EstateMachine& machine, const EstateDevice& device) {
-    if (machine.Gone(device)) return "gone";
-    if (device.Disabled()) return "disabled";
-    const bool loose = device.number && device.type == kTypeTape && device.reservations.empty();
-    return loose ? "loose" : "";
-  }
-
   // sightings: of the device on one machine.
   void DrawCell(std::size_t index, const std::vector<Sighting>& sightings, int x) {
     const std::uint32_t m = sightings.front().machine;
     const EstateMachine& machine = estate_.machines[m];
     const EstateDevice& device = estate_.At(sightings.front());
-    const std::string state = StateOf(machine, device);
-    const bool unknown = !device.number && machine.has_configuration;
+    const DeviceState device_state = machine.StateOf(device);
+    // Of what is not configured its missing number tells.
+    const std::string state =
+        device_state == DeviceState::kNotConfigured ? "" : StateText(device_state);
+    states_.insert(device_state);
     const std::vector<const Finding*> odd = FindingsOf(index, m, true);
-    if (state == "gone") states_[0] = true;
-    if (state == "disabled") states_[1] = true;
-    if (state == "loose") states_[2] = true;
     const std::string number = device.number ? std::to_string(*device.number) : "–";
     std::string label = device.number ? "Device " + number : std::string("Not configured");
     label +=
@@ -274,9 +270,9 @@ class Drawing {
     for (const Finding* finding : odd) label.append(", ").append(FindingCode(finding->kind));
     body_.Line()
         .Open("g")
-        .With("class", state == "gone" ? "device gone"
-                       : unknown       ? "device new"
-                                       : "device")
+        .With("class", device_state == DeviceState::kGone            ? "device gone"
+                       : device_state == DeviceState::kNotConfigured ? "device new"
+                                                                     : "device")
         .With("id", "d" + std::to_string(index) + "m" + std::to_string(m))
         .With("role", "img")
         .With("aria-label", label)
@@ -297,8 +293,9 @@ class Drawing {
       WriteText(body_, {left, y_ + 15, TextStyle::kDetail, false,
                         FitText(AddressText(device.address), TextStyle::kDetail, room)});
     } else {
-      WriteMark(body_, MakeMark(state == "gone" ? MarkKind::kGoes : MarkKind::kState, state, left,
-                                y_ + 3));
+      WriteMark(body_,
+                MakeMark(device_state == DeviceState::kGone ? MarkKind::kGoes : MarkKind::kState,
+                         state, left, y_ + 3));
     }
     if (!odd.empty()) {
       std::string text = std::string("! ") + FindingCode(odd.front()->kind);
@@ -312,10 +309,13 @@ class Drawing {
   std::string SetsOf(std::size_t index, std::uint32_t machine) const {
     std::string sets = "d" + std::to_string(index);
     for (const Finding* finding : FindingsOf(index, machine, false)) {
-      sets += " f" + std::to_string(finding - estate_.findings.data());
+      sets += " " + SetOf(static_cast<std::size_t>(finding - estate_.findings.data()));
     }
     return sets;
   }
+
+  // Of a finding, by its place.
+  static std::string SetOf(std::size_t finding) { return "f" + std::to_string(finding); }
 
   std::string FactsOf(std::size_t index, const std::vector<Sighting>& sightings) const {
     std::string facts;
@@ -340,8 +340,10 @@ class Drawing {
     PlacedMark placed = mark;
     placed.rect.x = x;
     placed.rect.y = y_;
-    WriteMark(body_.Line(), placed);
+    OpenLegend(body_.Line(), "", "");
+    WriteMark(body_, placed);
     WriteText(body_, {placed.rect.Right() + 6, y_ + 11, TextStyle::kDetail, false, meaning});
+    body_.Close();
     x += mark.rect.width + 6 + text_width + 22;
   }
 
@@ -349,13 +351,13 @@ class Drawing {
     int x = kMargin;
     AddEntry(MakeMark(MarkKind::kState, "–", 0, 0), "attached, not configured there", x);
     AddEntry(MakeMark(MarkKind::kState, "0:0:1:0", 0, 0), "port, bus, target, logical unit", x);
-    if (states_[0]) {
+    if (states_.contains(DeviceState::kGone)) {
       AddEntry(MakeMark(MarkKind::kGoes, "gone", 0, 0), "configured, not attached", x);
     }
-    if (states_[1]) {
+    if (states_.contains(DeviceState::kDisabled)) {
       AddEntry(MakeMark(MarkKind::kState, "disabled", 0, 0), "reserved, but not used", x);
     }
-    if (states_[2]) {
+    if (states_.contains(DeviceState::kLoose)) {
       AddEntry(MakeMark(MarkKind::kState, "loose", 0, 0), "reserved to no changer", x);
     }
     static constexpr std::array<std::pair<FindingKind, const char*>, 5> kMeanings = {{
@@ -380,7 +382,7 @@ class Drawing {
   const SightingFacts& facts_;
   Selection chosen_;
   std::vector<std::vector<std::size_t>> findings_;  // of each device
-  std::array<bool, 3> states_ = {};                 // gone, disabled and loose: drawn
+  std::set<DeviceState> states_;                    // drawn
   Markup body_;
   int panel_width_ = 0;
   int y_ = 0;

@@ -21,8 +21,9 @@ Result<std::string> ReadInputFile(const std::filesystem::path& path) {
   std::string text(static_cast<std::size_t>(size), '\0');
   std::ifstream file(path, std::ios::binary);
   file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  if (!file && !file.eof()) return Error{"cannot be read", path.string()};
   if (!file || file.peek() != std::ifstream::traits_type::eof()) {
-    return Error{"cannot be read", path.string()};
+    return Error{"has changed while it was read: it is being written", path.string()};
   }
   return text;
 }

@@ -68,153 +68,184 @@ std::vector<std::size_t> ChosenOrAll(const std::vector<ColumnInfo>& columns,
   return all;
 }
 
-// The text of a row in its place of the table; the first shows the tree.
-std::string CellText(const Row& row, std::size_t column, bool first) {
-  std::string text = first ? row.branch : "";
-  return row.values.empty() ? text : text + PrintableText(row.values[column].AsText());
-}
-
-std::size_t LongestWord(const std::string& text) {
+std::size_t LongestWord(std::string_view text) {
   std::size_t longest = 0;
-  for (const std::string& word : SplitAt(text, ' ')) {
-    longest = std::max(longest, DisplayWidth(word));
+  while (true) {
+    const std::size_t end = text.find(' ');
+    longest = std::max(longest, DisplayWidth(text.substr(0, end)));
+    if (end == std::string_view::npos) return longest;
+    text.remove_prefix(end + 1);
   }
-  return longest;
 }
 
-// Fits columns one way or another.
-class Fitting {
+// Fits and prints a table. What a row says is made once and kept as texts: making it takes longer
+// than printing it, and with everything else that a value holds a large table would fill the
+// memory.
+class Table {
  public:
-  Fitting(const std::vector<ColumnInfo>& columns, const RowSource& rows,
-          const ListingOptions& options)
-      : columns_(columns), rows_(rows), headings_(!options.no_headings) {
+  Table(const std::vector<ColumnInfo>& columns, const ListingOptions& options)
+      : headings_(!options.no_headings) {
     const Chosen chosen = ReadChoice(columns, options.columns);
-    if (!chosen.added) shown_ = chosen.columns;
-    named_ = chosen.columns;
-    if (shown_.empty()) {
+    std::vector<std::size_t> places;
+    if (!chosen.added) places = chosen.columns;
+    if (places.empty()) {
       for (std::size_t i = 0; i < columns.size(); ++i) {
-        if (columns[i].importance != Importance::kOnRequest) shown_.push_back(i);
+        if (columns[i].importance != Importance::kOnRequest) places.push_back(i);
       }
-      for (const std::size_t i : named_) {
-        if (!Holds(shown_, i)) shown_.push_back(i);
+      for (const std::size_t i : chosen.columns) {
+        if (!Holds(places, i)) places.push_back(i);
       }
     }
-    Measure();
+    for (const std::size_t i : places) {
+      const std::string heading = headings_ ? Heading(columns[i]) : "";
+      shown_.push_back({&columns[i], cells_.size(), Holds(chosen.columns, i), DisplayWidth(heading),
+                        0, LongestWord(heading)});
+      cells_.push_back(i);
+    }
   }
 
-  Layout Fit(std::size_t width) {
-    if (width != 0) {
-      while (Total(widths_) > width && Drop(Importance::kExtra)) {
-      }
-      while (Total(least_) > width && Drop(Importance::kUsual)) {
-      }
-      while (Total(widths_) > width && ShrinkWidest()) {
-      }
+  void Add(const Row& row) {
+    Line line;
+    line.colour = row.colour;
+    line.texts.append(row.branch_below).append(1, kEnd);
+    for (std::size_t i = 0; i < cells_.size(); ++i) {
+      std::string text = i == 0 ? row.branch : "";
+      if (!row.values.empty()) text += PrintableText(row.values[cells_[i]].AsText());
+      // What is no item may run on into the other columns.
+      if (!row.values.empty()) Measure(text, shown_[i]);
+      line.texts.append(text).append(1, kEnd);
     }
-    return {shown_, widths_};
+    tree_ = tree_ || !row.branch.empty();
+    line.texts.shrink_to_fit();
+    lines_.push_back(std::move(line));
+  }
+
+  // First the columns that are extra go, the last of them first; then those that wrap get narrower,
+  // the widest first; then the usual ones go. Columns that the user named all stay.
+  void FitInto(std::size_t width) {
+    for (Shown& column : shown_) {
+      if (column.info->wraps && !(tree_ && column.cell == 0)) continue;
+      column.least = std::max(column.least, column.texts);
+    }
+    while (Total(&Shown::width) > width && Drop(Importance::kExtra)) {
+    }
+    while (Total(&Shown::least) > width && Drop(Importance::kUsual)) {
+    }
+    while (Total(&Shown::width) > width && ShrinkWidest()) {
+    }
+  }
+
+  void Print() const {
+    if (headings_) {
+      std::vector<std::string> headings;
+      for (const Shown& column : shown_) headings.push_back(Heading(*column.info));
+      PrintRow({headings.begin(), headings.end()}, Wrapping::kAll, Colour::kHead, "");
+    }
+    std::vector<std::string_view> texts;
+    std::vector<std::string_view> chosen;
+    for (const Line& line : lines_) {
+      texts.clear();
+      for (std::size_t at = 0; at < line.texts.size(); at += texts.back().size() + 1) {
+        texts.push_back(std::string_view(line.texts).substr(at, line.texts.find(kEnd, at) - at));
+      }
+      chosen.clear();
+      for (const Shown& column : shown_) chosen.push_back(texts[column.cell + 1]);
+      PrintRow(chosen, Wrapping::kAsTheColumn, line.colour, texts.front());
+    }
   }
 
  private:
-  void Measure() {
-    widths_.clear();
-    least_.clear();
-    for (const std::size_t column : shown_) {
-      widths_.push_back(headings_ ? DisplayWidth(Heading(columns_[column])) : 0);
-      least_.push_back(headings_ ? LongestWord(Heading(columns_[column])) : 0);
-    }
-    bool tree = false;
-    std::vector<std::size_t> unbroken(shown_.size());
-    rows_([&](const Row& row) {
-      tree = tree || !row.branch.empty();
-      // What is no item may run on into the other columns.
-      if (row.values.empty()) return;
-      for (std::size_t i = 0; i < shown_.size(); ++i) {
-        const std::string text = CellText(row, shown_[i], i == 0);
-        unbroken[i] = std::max(unbroken[i], DisplayWidth(text));
-        if (columns_[shown_[i]].wraps) least_[i] = std::max(least_[i], LongestWord(text));
-      }
-    });
-    for (std::size_t i = 0; i < shown_.size(); ++i) {
-      widths_[i] = std::max(widths_[i], unbroken[i]);
-      if (columns_[shown_[i]].wraps && (i != 0 || !tree)) continue;
-      least_[i] = std::max(least_[i], unbroken[i]);  // headings wrap in any case
-    }
+  // Which texts of a row may be wrapped.
+  enum class Wrapping { kAll, kAsTheColumn };
+
+  static constexpr char kEnd = '\0';  // in no text that can be printed
+
+  struct Line {
+    std::string texts;  // what stands below the first cell, and each cell; kEnd behind each
+    Colour colour = Colour::kPlain;
+  };
+
+  struct Shown {
+    const ColumnInfo* info;
+    std::size_t cell;   // of each line
+    bool named;         // by the user
+    std::size_t width;  // of what is shown
+    std::size_t texts;  // of its texts, as they are
+    std::size_t least;  // when all that wraps is wrapped, the heading in any case
+  };
+
+  static void Measure(const std::string& text, Shown& column) {
+    column.texts = std::max(column.texts, DisplayWidth(text));
+    column.width = std::max(column.width, column.texts);
+    if (column.info->wraps) column.least = std::max(column.least, LongestWord(text));
   }
 
-  static std::size_t Total(const std::vector<std::size_t>& widths) {
-    return std::accumulate(widths.begin(), widths.end(), std::size_t{0}) +
-           kGap * (widths.empty() ? 0 : widths.size() - 1);
+  std::size_t Total(std::size_t Shown::*part) const {
+    std::size_t total = shown_.empty() ? 0 : kGap * (shown_.size() - 1);
+    for (const Shown& column : shown_) total += column.*part;
+    return total;
   }
 
   bool Drop(Importance importance) {
-    for (std::size_t i = shown_.size(); i-- > 0;) {
-      if (columns_[shown_[i]].importance != importance || Holds(named_, shown_[i])) continue;
-      shown_.erase(shown_.begin() + static_cast<std::ptrdiff_t>(i));
-      Measure();
-      return true;
-    }
-    return false;
-  }
-
-  bool ShrinkWidest() {
-    std::optional<std::size_t> widest;
-    for (std::size_t i = 0; i < shown_.size(); ++i) {
-      if (widths_[i] > least_[i] && (!widest || widths_[i] > widths_[*widest])) widest = i;
-    }
-    if (!widest) return false;
-    --widths_[*widest];
+    const auto last =
+        std::find_if(shown_.rbegin(), shown_.rend(), [importance](const Shown& column) {
+          return column.info->importance == importance && !column.named;
+        });
+    if (last == shown_.rend()) return false;
+    shown_.erase(std::next(last).base());
     return true;
   }
 
-  const std::vector<ColumnInfo>& columns_;
-  const RowSource& rows_;
-  bool headings_;
-  std::vector<std::size_t> shown_;
-  std::vector<std::size_t> named_;   // by the user
-  std::vector<std::size_t> widths_;  // of what is shown
-  std::vector<std::size_t> least_;   // when all that wraps is wrapped
-};
-
-// Which texts of a row may be wrapped.
-enum class Wrapping { kAll, kAsTheColumn };
-
-// Prints one row of texts, each wrapped to its column's width. below: what stands before the first
-// column in the further lines.
-void PrintCells(const std::vector<std::string>& texts, const Layout& layout,
-                const std::vector<ColumnInfo>& columns, Wrapping wrapping, Colour colour,
-                const std::string& below) {
-  std::vector<std::vector<std::string>> cells;
-  std::size_t height = 1;
-  for (std::size_t i = 0; i < texts.size(); ++i) {
-    const bool wraps = wrapping == Wrapping::kAll ||
-                       (columns[layout.columns[i]].wraps && (i != 0 || below.empty()));
-    cells.push_back(wraps ? WrapText(texts[i], layout.widths[i])
-                          : std::vector<std::string>{texts[i]});
-    height = std::max(height, cells.back().size());
-  }
-  for (std::size_t n = 0; n < height; ++n) {
-    std::string line;
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      std::string text = n < cells[i].size() ? cells[i][n] : (i == 0 ? below : "");
-      const std::size_t used = DisplayWidth(text);
-      const std::size_t room = layout.widths[i] > used ? layout.widths[i] - used : 0;
-      if (columns[layout.columns[i]].align == Align::kRight)
-        text.insert(0, room, ' ');
-      else
-        text.append(room, ' ');
-      if (i != 0) line.append(kGap, ' ');
-      line += text;
+  bool ShrinkWidest() {
+    Shown* widest = nullptr;
+    for (Shown& column : shown_) {
+      if (column.width > column.least && (widest == nullptr || column.width > widest->width)) {
+        widest = &column;
+      }
     }
-    line.resize(line.find_last_not_of(' ') + 1);
-    std::cout << Paint(line, colour) << '\n';
+    if (widest == nullptr) return false;
+    --widest->width;
+    return true;
   }
-}
 
-RowSource Visiting(const std::vector<Row>& rows) {
-  return [&rows](const RowVisitor& visit) {
-    for (const Row& row : rows) visit(row);
-  };
-}
+  // Wraps each text to its column's width. below: what stands before the first column in the
+  // further lines.
+  void PrintRow(const std::vector<std::string_view>& texts, Wrapping wrapping, Colour colour,
+                std::string_view below) const {
+    std::vector<std::vector<std::string>> wrapped(texts.size());  // empty: the text as it is
+    std::size_t height = 1;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      const bool wraps =
+          wrapping == Wrapping::kAll || (shown_[i].info->wraps && (i != 0 || below.empty()));
+      if (!wraps || DisplayWidth(texts[i]) <= shown_[i].width) continue;
+      wrapped[i] = WrapText(std::string(texts[i]), shown_[i].width);
+      height = std::max(height, wrapped[i].size());
+    }
+    for (std::size_t n = 0; n < height; ++n) {
+      std::string line;
+      for (std::size_t i = 0; i < texts.size(); ++i) {
+        std::string_view text = i == 0 ? below : "";
+        if (n < wrapped[i].size())
+          text = wrapped[i][n];
+        else if (n == 0)
+          text = texts[i];
+        const std::size_t used = DisplayWidth(text);
+        const std::size_t room = shown_[i].width > used ? shown_[i].width - used : 0;
+        const bool right = shown_[i].info->align == Align::kRight;
+        line.append(i == 0 ? 0 : kGap, ' ').append(right ? room : 0, ' ').append(text);
+        line.append(right ? 0 : room, ' ');
+      }
+      line.resize(line.find_last_not_of(' ') + 1);
+      std::cout << Paint(line, colour) << '\n';
+    }
+  }
+
+  bool headings_;
+  bool tree_ = false;               // the first column shows one
+  std::vector<std::size_t> cells_;  // the columns of each line
+  std::vector<Shown> shown_;
+  std::vector<Line> lines_;
+};
 
 std::vector<std::string> Names(const std::vector<ColumnInfo>& columns) {
   std::vector<std::string> names;
@@ -303,30 +334,13 @@ ListingOptions WithUsualColumns(ListingOptions options) {
   return options;
 }
 
-Layout FitTable(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows,
-                const ListingOptions& options, std::size_t width) {
-  return Fitting(columns, Visiting(rows), options).Fit(width);
-}
-
-void PrintTable(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows,
-                const ListingOptions& options) {
-  PrintTable(columns, Visiting(rows), options);
-}
-
 void PrintTable(const std::vector<ColumnInfo>& columns, const RowSource& rows,
                 const ListingOptions& options) {
-  const Layout layout = Fitting(columns, rows, options).Fit(options.wide ? 0 : TerminalWidth());
-  if (!options.no_headings) {
-    std::vector<std::string> headings;
-    for (const std::size_t i : layout.columns) headings.push_back(Heading(columns[i]));
-    PrintCells(headings, layout, columns, Wrapping::kAll, Colour::kHead, "");
-  }
-  std::vector<std::string> texts;
-  rows([&](const Row& row) {
-    texts.clear();
-    for (const std::size_t i : layout.columns) texts.push_back(CellText(row, i, texts.empty()));
-    PrintCells(texts, layout, columns, Wrapping::kAsTheColumn, row.colour, row.branch_below);
-  });
+  Table table(columns, options);
+  rows([&table](const Row& row) { table.Add(row); });
+  const std::size_t width = options.wide ? 0 : TerminalWidth();
+  if (width != 0) table.FitInto(width);
+  table.Print();
 }
 
 void PrintInFull(const std::vector<ColumnInfo>& columns, const std::vector<Value>& values,

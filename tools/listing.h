@@ -123,27 +123,13 @@ struct Row {
   std::string branch_below;  // the same for the further lines of a row that wraps
 };
 
-// Visits all rows of a table, in order, each time it is called: a large table is never held whole.
+// Visits all rows of a table, in order: those of a large one are never held at once.
 using RowVisitor = std::function<void(const Row&)>;
 using RowSource = std::function<void(const RowVisitor&)>;
-
-// How a table is fitted: places of the columns shown, with the width of each.
-struct Layout {
-  std::vector<std::size_t> columns;
-  std::vector<std::size_t> widths;
-};
-
-// Fits a table into width columns of a terminal; 0: without limit. First the columns that are extra
-// go, the last of them first; then those that wrap get narrower, the widest first; then the usual
-// ones go. Columns that the user named all stay.
-Layout FitTable(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows,
-                const ListingOptions& options, std::size_t width);
 
 // Prints a table fitted to the terminal. In a pipe nothing is broken or left out. Control
 // characters are replaced.
 void PrintTable(const std::vector<ColumnInfo>& columns, const RowSource& rows,
-                const ListingOptions& options);
-void PrintTable(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows,
                 const ListingOptions& options);
 
 // Prints "label  value" lines.
@@ -199,8 +185,9 @@ class Listing {
 
   // The first column shows the tree.
   void PrintTree(const std::vector<TreeNode<Item>>& roots, const ListingOptions& options) const {
-    std::vector<Row> rows;
-    for (const TreeNode<Item>& root : roots) AddTree(root, {}, rows);
+    const RowSource rows = [this, &roots](const RowVisitor& visit) {
+      for (const TreeNode<Item>& root : roots) VisitTree(root, {}, visit);
+    };
     PrintTable(infos_, rows, options);
   }
 
@@ -251,13 +238,13 @@ class Listing {
     return {ValuesOf(item), colour_of_ ? colour_of_(item) : Colour::kPlain, "", ""};
   }
 
-  void AddTree(const TreeNode<Item>& node, const Branch& branch, std::vector<Row>& rows) const {
+  void VisitTree(const TreeNode<Item>& node, const Branch& branch, const RowVisitor& visit) const {
     Row row = node.item == nullptr ? Row() : RowOf(*node.item);
     row.branch = branch.before + node.text;
     row.branch_below = branch.below;
-    rows.push_back(std::move(row));
+    visit(row);
     for (const TreeNode<Item>& child : node.children) {
-      AddTree(child, BranchOf(branch.below, &child == &node.children.back()), rows);
+      VisitTree(child, BranchOf(branch.below, &child == &node.children.back()), visit);
     }
   }
 

@@ -49,7 +49,7 @@ std::size_t TerminalWidth() {
 }
 
 // What the tool prints there is ASCII, but for names of files.
-std::size_t DisplayWidth(const std::string& text) { return text.size(); }
+std::size_t DisplayWidth(std::string_view text) { return text.size(); }
 
 #else
 
@@ -66,7 +66,7 @@ std::size_t TerminalWidth() {
   return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
-std::size_t DisplayWidth(const std::string& text) {
+std::size_t DisplayWidth(std::string_view text) {
   const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
   if (std::all_of(text.begin(), text.end(), is_ascii)) return text.size();
   std::size_t width = 0;

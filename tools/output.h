@@ -31,7 +31,7 @@ std::size_t TerminalWidth();
 
 // How many columns a text takes on a terminal: two for each wide character, none for one that
 // combines with the character before it.
-std::size_t DisplayWidth(const std::string& text);
+std::size_t DisplayWidth(std::string_view text);
 
 // Breaks a text at blanks into lines of at most width columns; a word that is longer stands alone.
 std::vector<std::string> WrapText(const std::string& text, std::size_t width);

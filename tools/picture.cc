@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
-#include <tuple>
 #include <utility>
 
 #include "picture_parts.h"
@@ -254,8 +253,6 @@ struct Block {
   int height = 0;
 };
 
-auto Order(const DeviceAddress& at) { return std::tuple(at.Board, at.Bus, at.ScsiId, at.Lun); }
-
 bool OnOneBus(const DeviceAddress& a, const DeviceAddress& b) {
   return a.Board == b.Board && a.Bus == b.Bus;
 }
@@ -279,7 +276,7 @@ std::vector<Block> BlocksOf(const PictureModel& model) {
     }
   }
   std::stable_sort(blocks.begin(), blocks.end(), [](const Block& a, const Block& b) {
-    return Order(a.address) < Order(b.address);
+    return ScsiAddressOf(a.address) < ScsiAddressOf(b.address);
   });
   return blocks;
 }

@@ -30,6 +30,9 @@ dd{margin:0;overflow-wrap:anywhere}
 .device.lit .row{stroke:var(--focus);stroke-width:1.5;stroke-dasharray:none}
 .device.here .row,.device:focus .row{stroke:var(--focus);stroke-width:3;stroke-dasharray:none}
 .device.hit .box{stroke:var(--focus);stroke-width:2}
+.legend[data-sets]{cursor:pointer;outline:none}
+.legend:focus .m,.legend.lit .m,.legend[aria-pressed=true] .m{stroke:var(--focus);stroke-width:2}
+.legend:focus text:not(.mark),.legend[aria-pressed=true] text:not(.mark){fill:var(--focus);text-decoration:underline}
 .lighting .arrow:not(.lit){opacity:.15}.arrow.lit{stroke-width:3;opacity:1}
 @media (max-width:700px){body{grid-template:auto minmax(0,1fr) 35vh/1fr}header{grid-column:1;flex-wrap:wrap}
 aside{border-left:0;border-top:1px solid var(--edge)}.hint{display:none}}
@@ -46,25 +49,46 @@ constexpr std::string_view kScript = R"(
   var head = document.getElementById('head'), facts = document.getElementById('facts');
   var devices = Array.from(svg.querySelectorAll('.device'));
   var arrows = Array.from(svg.querySelectorAll('.arrow'));
-  var hits = [], next = 0;
+  var legend = Array.from(svg.querySelectorAll('.legend[data-sets]'));
+  var hits = [], next = 0, kept = null;
   devices.forEach(function (device) {
     // Told beside the picture, so that no tip of the browser covers it.
     var title = device.querySelector('title');
-    device.facts = title.textContent.split('\n');
+    device.facts = title.textContent.split('\n').map(function (fact) {
+      var at = fact.indexOf(': ');
+      return [fact.slice(0, at), fact.slice(at + 2)];
+    });
     title.remove();
     device.sets = (device.dataset.sets || '').split(' ').filter(Boolean);
-    device.setAttribute('aria-describedby', 'facts');
-    device.setAttribute('tabindex', '-1');
+    device.caption = device.getAttribute('aria-label').split(',')[0];
   });
-  if (devices.length) devices[0].setAttribute('tabindex', '0');
+  legend.forEach(function (entry) {
+    entry.caption = entry.getAttribute('aria-label');
+    entry.sets = [entry.dataset.sets];
+    entry.facts = devices.filter(function (device) {
+      return device.sets.includes(entry.dataset.sets);
+    }).map(function (device) {
+      return [device.caption, device.getAttribute('aria-label').slice(device.caption.length + 2)];
+    });
+    entry.setAttribute('role', 'button');
+    entry.setAttribute('aria-pressed', 'false');
+  });
+  // Each is one stop of Tab; the arrow keys go from one to the next.
+  [devices, legend].forEach(function (list) {
+    list.forEach(function (one, n) {
+      one.setAttribute('aria-describedby', 'facts');
+      one.setAttribute('tabindex', n === 0 ? '0' : '-1');
+      one.list = list;
+    });
+  });
 
-  function tell(device) {
-    head.textContent = device.getAttribute('aria-label').split(',')[0];
+  function tell(one) {
+    head.textContent = one.caption;
     facts.textContent = '';
-    device.facts.forEach(function (fact) {
-      var at = fact.indexOf(': '), label = document.createElement('dt'), value = document.createElement('dd');
-      label.textContent = fact.slice(0, at);
-      value.textContent = fact.slice(at + 2);
+    one.facts.forEach(function (fact) {
+      var label = document.createElement('dt'), value = document.createElement('dd');
+      label.textContent = fact[0];
+      value.textContent = fact[1];
       facts.append(label, value);
     });
   }
@@ -80,38 +104,51 @@ constexpr std::string_view kScript = R"(
     arrows.forEach(function (arrow) {
       arrow.classList.toggle('lit', !!here && (arrow.dataset.from === here.id || arrow.dataset.to === here.id));
     });
+    legend.forEach(function (entry) { entry.classList.toggle('lit', sets.includes(entry.dataset.sets)); });
   }
-  function show(device) { tell(device); light(device.sets, device); }
+  function show(one) { tell(one); light(one.sets, one.list === devices ? one : null); }
+  function dim() { light(kept ? kept.sets : [], null); }
   function rest() {
     var focused = document.activeElement;
-    if (focused && focused.facts) show(focused); else light([], null);
+    if (focused && focused.facts) show(focused); else dim();
+  }
+  function keep(entry) {
+    kept = entry;
+    legend.forEach(function (one) { one.setAttribute('aria-pressed', String(one === kept)); });
+    rest();
   }
   function move(to) {
-    devices.forEach(function (device) { device.setAttribute('tabindex', device === to ? '0' : '-1'); });
+    to.list.forEach(function (one) { one.setAttribute('tabindex', one === to ? '0' : '-1'); });
     to.focus({preventScroll: true});
     show(to);  // A page in the background gets no focusin.
     to.scrollIntoView({block: 'nearest', inline: 'nearest'});
   }
 
   svg.addEventListener('mouseover', function (event) {
-    var device = event.target.closest('.device'), set = event.target.closest('.legend[data-sets]');
-    if (device) show(device); else if (set) light([set.dataset.sets], null); else rest();
+    var one = event.target.closest('.device, .legend[data-sets]');
+    if (one) show(one); else rest();
   });
   svg.addEventListener('mouseleave', rest);
   svg.addEventListener('click', function (event) {
-    var device = event.target.closest('.device');
-    if (device) move(device);
+    var one = event.target.closest('.device, .legend[data-sets]');
+    if (one) move(one);
+    if (one && one.list === legend) keep(one === kept ? null : one);
   });
   svg.addEventListener('focusin', function (event) { if (event.target.facts) show(event.target); });
-  svg.addEventListener('focusout', function () { light([], null); });
+  svg.addEventListener('focusout', dim);
   svg.addEventListener('keydown', function (event) {
-    var at = devices.indexOf(document.activeElement), to = null;
-    if (at < 0) return;
-    if (event.key === 'ArrowDown' || event.key === 'ArrowRight') to = devices[at + 1];
-    if (event.key === 'ArrowUp' || event.key === 'ArrowLeft') to = devices[at - 1];
-    if (event.key === 'Home') to = devices[0];
-    if (event.key === 'End') to = devices[devices.length - 1];
+    var one = document.activeElement, list = one.list, to = null;
+    if (!list) return;
+    var at = list.indexOf(one);
+    if (event.key === 'ArrowDown' || event.key === 'ArrowRight') to = list[at + 1];
+    if (event.key === 'ArrowUp' || event.key === 'ArrowLeft') to = list[at - 1];
+    if (event.key === 'Home') to = list[0];
+    if (event.key === 'End') to = list[list.length - 1];
     if (to) { event.preventDefault(); move(to); }
+    if (list === legend && (event.key === 'Enter' || event.key === ' ')) {
+      event.preventDefault();
+      keep(one === kept ? null : one);
+    }
   });
 
   function search() {
@@ -139,6 +176,7 @@ constexpr std::string_view kScript = R"(
   });
   document.addEventListener('keydown', function (event) {
     if (event.key === '/' && document.activeElement !== find) { event.preventDefault(); find.focus(); find.select(); }
+    if (event.key === 'Escape' && kept) keep(null);
   });
   var fit = document.getElementById('fit');
   fit.addEventListener('click', function () {
@@ -184,12 +222,14 @@ std::string PicturePage(const std::string& title, const std::string& svg, bool l
   html.Raw(searched);
   html.Raw(
       "\" autocomplete=\"off\" spellcheck=\"false\"><output id=\"found\" role=\"status\"></output>"
-      "<span class=\"hint\">/ finds, Tab and arrow keys go from device to device</span>"
+      "<span class=\"hint\">/ finds; Tab and arrow keys go through devices and legend, Enter keeps "
+      "one of it "
+      "lit</span>"
       "<button id=\"fit\" type=\"button\" aria-pressed=\"false\">Fit to width</button></header>\n"
       "<main>");
   html.Raw(svg);
   html.Raw(
-      "</main>\n<aside aria-label=\"The device where the pointer or the focus is\">"
+      "</main>\n<aside aria-label=\"What the pointer or the focus is at\">"
       "<h2 id=\"head\">Point at a device</h2><dl id=\"facts\"></dl></aside>\n<script>");
   html.Raw(kScript).Raw("</script></body>").Close().Line();
   return html.Result();

@@ -145,16 +145,6 @@ std::string Condensed(const std::string& text) {
   return condensed;
 }
 
-std::string Numbers(const std::vector<std::uint16_t>& numbers) {
-  std::string text;
-  for (const std::uint16_t number : numbers) {
-    text += (text.empty() ? "" : ", ") + std::to_string(number);
-  }
-  return text;
-}
-
-auto Order(const DeviceAddress& at) { return std::tuple(at.Board, at.Bus, at.ScsiId, at.Lun); }
-
 DeviceShape ShapeOf(std::uint16_t type) {
   if (type == kTypeTape) return DeviceShape::kDrive;
   return type == kTypeChanger || type == kTypeOpticalLibrary ? DeviceShape::kChanger
@@ -411,7 +401,8 @@ class SideBuilder {
     std::stable_sort(by_place.begin(), by_place.end(), [this](std::size_t a, std::size_t b) {
       const std::size_t rank_a = order_.contains(a) ? order_[a] : 0;
       const std::size_t rank_b = order_.contains(b) ? order_[b] : 0;
-      return std::tuple(rank_a, Order(At(a).address)) < std::tuple(rank_b, Order(At(b).address));
+      return std::tuple(rank_a, ScsiAddressOf(At(a).address)) <
+             std::tuple(rank_b, ScsiAddressOf(At(b).address));
     });
     std::vector<std::size_t> new_index(by_place.size());
     for (std::size_t i = 0; i < by_place.size(); ++i) new_index[by_place[i]] = i;

@@ -33,12 +33,11 @@ void OpenSvg(Markup& svg, int width, int height, const std::string& label);
 void WriteText(Markup& svg, const PlacedText& text);
 Markup& WriteRect(Markup& svg, const Rect& rect, const char* name, int radius);
 void WriteIcon(Markup& svg, DeviceShape shape, const Rect& rect);
-// The second form writes no element around it, so that the caller gives it further attributes.
 void WriteMark(Markup& svg, const PlacedMark& mark);
-void WriteMarkBody(Markup& svg, const PlacedMark& mark);
 
-// The class of the element around a mark.
-std::string MarkClass(const PlacedMark& mark);
+// Opens the element of a legend's entry. sets: the word of data-sets that it stands for; empty: it
+// explains a mark, and nothing lights up. label: what it is called where it lights something.
+void OpenLegend(Markup& svg, const std::string& set, const std::string& label);
 
 // What is wrong with the name of a picture's file, "-" being standard output. Empty: nothing.
 std::string CheckPictureName(const std::string& name);
@@ -51,7 +50,8 @@ Result<> SavePicture(const std::string& file_name, const std::string& picture, b
 
 // The page around a picture. Whatever has the class "device" there can be pointed at and found: its
 // title tells what is known of it, a line "LABEL: VALUE" for each; data-number, data-serial and
-// data-nodes are searched, and those that share a word of data-sets light up together.
+// data-nodes are searched, and those that share a word of data-sets light up together, as they do
+// for the legend's entry of that word.
 // searched: what can be typed to find one.
 std::string PicturePage(const std::string& title, const std::string& svg, bool landscape,
                         const char* searched);

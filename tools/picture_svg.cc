@@ -110,6 +110,32 @@ const char* RowClass(const PictureDevice& device) {
   }
 }
 
+// The class of the element around a mark.
+std::string MarkClass(const PlacedMark& mark) {
+  const std::string colour = " k" + std::to_string(mark.number % kColours);
+  switch (mark.kind) {
+    case MarkKind::kGroup:
+      return "group" + colour;
+    case MarkKind::kRaid:
+      return "raid" + colour;
+    case MarkKind::kStays:
+      return "stays";
+    case MarkKind::kMoves:
+      return "moves";
+    case MarkKind::kGoes:
+      return "goes";
+    case MarkKind::kComes:
+      return "comes";
+    case MarkKind::kDanger:
+      return "danger";
+    case MarkKind::kNote:
+      return "note";
+    case MarkKind::kState:
+      break;
+  }
+  return "state";
+}
+
 class SvgWriter {
  public:
   SvgWriter(const PictureModel& model, const Picture& picture) : model_(model), picture_(picture) {}
@@ -242,14 +268,18 @@ class SvgWriter {
   void WriteLegend() {
     for (const LegendEntry& entry : picture_.legend) {
       const PlacedMark& mark = entry.mark;
-      svg_.Line().Open("g").With("class", MarkClass(mark) + " legend");
-      if (mark.kind == MarkKind::kGroup || mark.kind == MarkKind::kRaid) {
-        svg_.With("data-sets",
-                  (mark.kind == MarkKind::kGroup ? "g" : "r") + std::to_string(mark.number));
+      const std::string number = std::to_string(mark.number);
+      svg_.Line();
+      if (mark.kind == MarkKind::kGroup) {
+        OpenLegend(svg_, "g" + number, "Group " + number + ": " + entry.text.text);
+      } else if (mark.kind == MarkKind::kRaid) {
+        OpenLegend(svg_, "r" + number, "RAID " + number + ": " + entry.text.text);
+      } else {
+        OpenLegend(svg_, "", "");
       }
-      WriteMarkBody(svg_, mark);
-      svg_.Close();
+      WriteMark(svg_, mark);
       WriteText(svg_, entry.text);
+      svg_.Close();
     }
   }
 
@@ -259,31 +289,6 @@ class SvgWriter {
 };
 
 }  // namespace
-
-std::string MarkClass(const PlacedMark& mark) {
-  const std::string colour = " k" + std::to_string(mark.number % kColours);
-  switch (mark.kind) {
-    case MarkKind::kGroup:
-      return "group" + colour;
-    case MarkKind::kRaid:
-      return "raid" + colour;
-    case MarkKind::kStays:
-      return "stays";
-    case MarkKind::kMoves:
-      return "moves";
-    case MarkKind::kGoes:
-      return "goes";
-    case MarkKind::kComes:
-      return "comes";
-    case MarkKind::kDanger:
-      return "danger";
-    case MarkKind::kNote:
-      return "note";
-    case MarkKind::kState:
-      break;
-  }
-  return "state";
-}
 
 void OpenSvg(Markup& svg, int width, int height, const std::string& label) {
   svg.Open("svg")
@@ -321,7 +326,8 @@ void WriteIcon(Markup& svg, DeviceShape shape, const Rect& rect) {
   svg.Open("use").With("href", SymbolOf(shape)).With("x", rect.x).With("y", rect.y).Close();
 }
 
-void WriteMarkBody(Markup& svg, const PlacedMark& mark) {
+void WriteMark(Markup& svg, const PlacedMark& mark) {
+  svg.Open("g").With("class", MarkClass(mark));
   WriteRect(svg, mark.rect, "m", mark.kind == MarkKind::kRaid ? 7 : 3);
   if (mark.kind == MarkKind::kGroup) {
     WriteRect(svg, {mark.rect.x, mark.rect.y, 3, mark.rect.height}, "swatch", 1);
@@ -331,13 +337,13 @@ void WriteMarkBody(Markup& svg, const PlacedMark& mark) {
       .With("y", mark.rect.y + 11)
       .With("class", "mark")
       .Text(mark.text)
+      .Close()
       .Close();
 }
 
-void WriteMark(Markup& svg, const PlacedMark& mark) {
-  svg.Open("g").With("class", MarkClass(mark));
-  WriteMarkBody(svg, mark);
-  svg.Close();
+void OpenLegend(Markup& svg, const std::string& set, const std::string& label) {
+  svg.Open("g").With("class", "legend");
+  if (!set.empty()) svg.With("data-sets", set).With("role", "img").With("aria-label", label);
 }
 
 bool IsPicture(const std::string& head) {

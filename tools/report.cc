@@ -6,7 +6,6 @@
 #include <unistd.h>
 #endif
 
-#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <string_view>
@@ -146,15 +145,15 @@ void PrintJson(const Json& members, const char* list,
   const std::size_t at = text.find(member) + member.size();
   std::cout << std::string_view(text).substr(0, at);
   bool any = false;
-  items([&any](const Json& item) {
-    std::cout << (any ? ",\n    " : "\n    ");
+  std::string indented;
+  items([&any, &indented](const Json& item) {
+    indented = any ? ",\n    " : "\n    ";
     any = true;
-    const std::string dumped = Dump(item);
-    for (std::size_t line = 0; line < dumped.size();) {
-      const std::size_t end = std::min(dumped.find('\n', line), dumped.size());
-      std::cout << (line == 0 ? "" : "\n    ") << std::string_view(dumped).substr(line, end - line);
-      line = end + 1;
+    for (const char c : Dump(item)) {
+      indented += c;
+      if (c == '\n') indented.append(2 * kIndent, ' ');
     }
+    std::cout << indented;
   });
   std::cout << (any ? "\n  " : "") << std::string_view(text).substr(at) << '\n';
 }

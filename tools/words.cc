@@ -37,10 +37,6 @@ constexpr std::array<TypeTerm, 14> kTypeTerms = {{
     {kTypeOther, "other", "other"},
 }};
 
-std::string_view BytesOf(const std::uint8_t* bytes, std::size_t size) {
-  return {reinterpret_cast<const char*>(bytes), size};
-}
-
 }  // namespace
 
 Term TypeName(std::uint16_t type) {
@@ -127,6 +123,17 @@ std::string AddressText(const DeviceAddress& address) {
 
 Value DeviceNumberValue(std::uint16_t number) {
   return number == kDeviceGone ? Value::Absent() : Value::Number(number);
+}
+
+std::string_view BytesOf(const std::uint8_t* bytes, std::size_t size) {
+  return {reinterpret_cast<const char*>(bytes), size};
+}
+
+void CopyBytes(std::string_view from, std::size_t offset, std::uint8_t* to, std::size_t size) {
+  from.remove_prefix(std::min(offset, from.size()));
+  const std::size_t count = std::min(size, from.size());
+  std::copy_n(from.begin(), count, to);
+  std::fill(to + count, to + size, std::uint8_t{0});
 }
 
 std::string Hexadecimal(std::string_view bytes) {

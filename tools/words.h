@@ -46,6 +46,12 @@ std::string AddressText(const DeviceAddress& address);
 // A number of the configuration; absent for kDeviceGone.
 Value DeviceNumberValue(std::uint16_t number);
 
+// Bytes as the text that functions on bytes take.
+std::string_view BytesOf(const std::uint8_t* bytes, std::size_t size);
+
+// As much of a text's bytes from offset on as there is, and zeros behind.
+void CopyBytes(std::string_view from, std::size_t offset, std::uint8_t* to, std::size_t size);
+
 // Bytes as hexadecimal digits.
 std::string Hexadecimal(std::string_view bytes);
 

@@ -8,8 +8,10 @@
 #include <vector>
 
 #include "entry/library.h"
+#include "picture_model.h"
 #include "platform/hardware/inquiry_source.h"
 #include "platform/posix/hardware.h"
+#include "platform/registry.h"
 #include "reconfig/danger.h"
 #include "reconfig/outcome.h"
 #include "support/simulated_transport.h"
@@ -224,6 +226,24 @@ TEST(LibrarySurvey, ThePassGoesOnWithAChangerThatRefusesAndAsksNoDriveWithoutOne
   world.NewProcess();
   RunConfigurationPass({.FollowIdentity = true, .AfterProbe = SurveyFoundChangers});
   EXPECT_EQ(attached.transport->sent, 9U);
+}
+
+TEST(LibrarySurvey, NoUnitIsAskedTheSameTwiceForOnePicture) {
+  const auto commands_of = [](const std::function<void()>& ask) {
+    World world;
+    const Attached attached(Library(5));
+    ::SetUpInitTapesvrConfig();
+    world.NewProcess();
+    const std::size_t before = attached.transport->sent;
+    RegistryBeginTrial();
+    ask();
+    RegistryEndTrial();
+    return attached.transport->sent - before;
+  };
+  const std::size_t once = commands_of([] { SurveyLibraries(); });
+  EXPECT_GT(once, 12U);
+  EXPECT_EQ(commands_of([] { EXPECT_EQ(ModelMachine().sides.size(), 1U); }), once);
+  EXPECT_EQ(commands_of([] { EXPECT_EQ(ModelPlan(false)->sides.size(), 2U); }), once);
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ window.addEventListener('load', function () {
     var of = text.classList.contains('mark') ? text.parentNode.querySelector('.m')
       : text.classList.contains('number') ? text.parentNode.querySelector('.box')
       : text.closest('.device') ? text.closest('.device').querySelector('.row')
-      : text.parentNode === svg ? svg.querySelector('.page') : text.parentNode.querySelector('.panel');
+      : text.parentNode === svg || text.closest('.legend') ? svg.querySelector('.page') : text.parentNode.querySelector('.panel');
     check(of && inside(letters(text), box(of)), 'outside its box: ' + text.textContent);
   });
   noneMeet(all('text', svg).map(letters), 'texts');
@@ -132,6 +132,45 @@ window.addEventListener('load', function () {
     press(document.activeElement, 'End');
     check(document.activeElement === devices[devices.length - 1], 'end');
     check(document.activeElement.classList.contains('here') && document.getElementById('facts').textContent, 'focus tells nothing');
+    var entries = all('.legend[data-sets]'), dead = all('.legend:not([data-sets])');
+    counts.legend = entries.length;
+    check(dead.every(function (one) { return !one.hasAttribute('tabindex') && !one.hasAttribute('role'); }), 'the legend has a dead button');
+    check(all('.legend[tabindex="0"]').length === Math.min(entries.length, 1), 'not one stop for Tab in the legend');
+    function lights(set, when) {
+      devices.forEach(function (one) {
+        check(one.classList.contains('lit') === (one.dataset.sets || '').split(' ').includes(set), when + ': ' + set + ' and ' + one.id);
+      });
+    }
+    entries.forEach(function (entry, n) {
+      var set = entry.dataset.sets, facts = document.getElementById('facts');
+      check(entry.getAttribute('role') === 'button' && /\w+.*: ./.test(entry.getAttribute('aria-label')), 'has no name: ' + set);
+      if (n === 0) entry.focus();
+      check(document.activeElement === entry, 'the keys do not reach ' + set);
+      if (n === 0) entry.dispatchEvent(new FocusEvent('focusin', {bubbles: true}));
+      lights(set, 'focus');
+      check(facts.querySelectorAll('dt').length === all('.device.lit').length, 'does not tell whom it lights: ' + set);
+      check(document.getElementById('head').textContent === entry.getAttribute('aria-label'), 'does not tell what it is: ' + set);
+      press(entry, n % 2 ? ' ' : 'Enter');
+      check(all('[aria-pressed=true]', svg).length === 1 && entry.getAttribute('aria-pressed') === 'true', 'is not kept: ' + set);
+      entry.blur();
+      entry.dispatchEvent(new FocusEvent('focusout', {bubbles: true}));
+      lights(set, 'kept');
+      entry.focus();
+      if (n % 2) press(entry, 'Enter'); else press(document.body, 'Escape');
+      check(all('[aria-pressed=true]', svg).length === 0, 'is kept for ever: ' + set);
+      entry.blur();
+      entry.dispatchEvent(new FocusEvent('focusout', {bubbles: true}));
+      check(all('.lit').length === 0, 'stays lit: ' + set);
+      entry.focus();
+      press(entry, 'ArrowRight');
+    });
+    if (entries.length) {
+      press(document.activeElement, 'Home');
+      check(document.activeElement === entries[0], 'home in the legend');
+      entries[0].querySelector('text').dispatchEvent(new MouseEvent('click', {bubbles: true}));
+      check(entries[0].getAttribute('aria-pressed') === 'true', 'a click does not keep');
+      press(document.body, 'Escape');
+    }
     press(document.body, '/');
     check(document.activeElement === find, '/ does not find');
     // Left for the screenshot: a device with something to light.

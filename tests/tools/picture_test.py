@@ -23,18 +23,18 @@ examples = os.path.join(source, "examples")
 os.makedirs(folder, exist_ok=True)
 failures = []
 
-# name, registry, capture, options, devices drawn, dark
+# name, registry, capture, options, devices drawn, groups, RAIDs or findings in the legend, dark
 CASES = [
-    ("new-machine", None, "new-machine/machine.reg", [], 6, False),
-    ("recabling", "recabling", "recabling/machine.reg", [], 11, False),
-    ("recabling-plan", "recabling", "recabling/machine.reg", ["--plan"], 15, False),
-    ("raids", "raids", "raids/machine.reg", [], 12, False),
-    ("raids-plan", "raids", "raids/machine-recabled.reg", ["--plan"], 25, True),
-    ("large-machine", "large-machine", "large-machine/machine.reg", [], 128, False),
-    ("library", None, "library/machine.reg", [], 7, False),
-    ("hostile", "hostile", "hostile/machine.reg", [], 11, True),
-    ("estate", None, None, None, 20, False),
-    ("estate-large", None, None, None, 15, True),
+    ("new-machine", None, "new-machine/machine.reg", [], 6, 0, False),
+    ("recabling", "recabling", "recabling/machine.reg", [], 11, 4, False),
+    ("recabling-plan", "recabling", "recabling/machine.reg", ["--plan"], 15, 4, False),
+    ("raids", "raids", "raids/machine.reg", [], 12, 2, False),
+    ("raids-plan", "raids", "raids/machine-recabled.reg", ["--plan"], 25, 2, True),
+    ("large-machine", "large-machine", "large-machine/machine.reg", [], 128, 16, False),
+    ("library", None, "library/machine.reg", [], 7, 0, False),
+    ("hostile", "hostile", "hostile/machine.reg", [], 11, 4, True),
+    ("estate", None, None, None, 20, 5, False),
+    ("estate-large", None, None, None, 15, 3, True),
 ]
 
 
@@ -135,7 +135,7 @@ def browse(page, name, dark):
 
 
 def look(case, work):
-    name, registry, capture, options, devices, dark = case
+    name, registry, capture, options, devices, legend, dark = case
     base = work if name in ("hostile", "library", "estate-large") else examples
     stored = f"{base}/{registry}/configuration.reg" if registry else f"{work}/none.reg"
     page = f"{folder}/{name}.html"
@@ -166,6 +166,7 @@ def look(case, work):
     check(not console, f"{name}: console: {console}")
     counts = result["counts"]
     check(counts["devices"] == devices, f"{name}: {counts['devices']} devices, not {devices}")
+    check(counts["legend"] == legend, f"{name}: {counts['legend']} in the legend, not {legend}")
     check(counts["dark"] == dark, f"{name}: light instead of dark, or the other way round")
     with open(f"{folder}/{name}.pdf", "rb") as file:
         pages = len(re.findall(rb"/Type /Page\s", file.read()))

@@ -52,8 +52,8 @@ class HardwareSource {
   // Null when this machine has no such key.
   virtual std::shared_ptr<RegistryKey> DeviceMap() = 0;
 
-  // Asks these units at once for what the calls below return. Each answer is given once, to the
-  // first request for it in this transaction.
+  // Asks these units at once for what the calls below return. An answer holds until the transaction
+  // ends: what is read in it belongs together, and a library is not asked twice for one picture.
   virtual void Prefetch(std::span<const ScsiAddress> /*units*/) {}
 
   // The device's answer in bytes, or nothing when it does not answer.

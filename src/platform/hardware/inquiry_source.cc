@@ -386,8 +386,7 @@ std::optional<std::string> InquirySource::Answer(const ScsiAddress& address, Que
     const UnitQuestions asked = {address, {question}};
     Ask({&asked, 1});
   }
-  unit.answered[index] = false;
-  return std::exchange(unit.answers[index], std::nullopt);
+  return unit.answers[index];
 }
 
 std::optional<std::string> InquirySource::StandardInquiry(const ScsiAddress& address) {

@@ -68,8 +68,8 @@ class InquirySource : public HardwareSource {
   }
   UnitCondition Condition(const ScsiAddress& address) const override;
 
-  // Asks units for their standard inquiry data, which the first request for it still gets. For a
-  // transport that has no other way to learn what its units are.
+  // Asks units for their standard inquiry data. For a transport that has no other way to learn what
+  // its units are.
   std::vector<std::optional<std::string>> PrefetchInquiries(std::span<const ScsiAddress> units);
 
  private:
@@ -86,7 +86,7 @@ class InquirySource : public HardwareSource {
   // What this transaction knows of a unit.
   struct Unit {
     std::array<std::optional<std::string>, kQuestionCount> answers;
-    std::array<bool, kQuestionCount> answered{};  // or refused: and not yet asked for
+    std::array<bool, kQuestionCount> answered{};  // or refused: is not asked again
     std::optional<std::chrono::microseconds> time_to_answer;
     std::string problem;
     std::string no_elements;    // of a changer: why it does not report them
