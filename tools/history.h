@@ -17,9 +17,9 @@ namespace devprep::tool {
 // The changes of which the history keeps what they replaced, ascending. None when there is none.
 Result<std::vector<HistoryEntry>> ListChanges();
 
-// The registry as a text, as it was before and after a change that ListChanges has given.
-Result<std::string> TextBeforeChange(std::uint64_t number);
-Result<std::string> TextAfterChange(std::uint64_t number);
+// The registry as it was before and after a change that ListChanges has given.
+Result<HistoryText> TextBeforeChange(std::uint64_t number);
+Result<HistoryText> TextAfterChange(std::uint64_t number);
 
 // Puts what a text holds in the place of all that the registry holds. A text that cannot be read
 // changes nothing.

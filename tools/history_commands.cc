@@ -123,8 +123,8 @@ Result<std::vector<HistoryEntry>> ChangesFrom(const Number& number) {
 
 // The registry before one change and after another.
 struct Texts {
-  std::string before;
-  std::string after;
+  HistoryText before;
+  HistoryText after;
   std::uint64_t first = 0;
   std::uint64_t last = 0;
 };
@@ -141,9 +141,9 @@ Result<Texts> ReadTexts(const Number& first, const Number& last) {
                                        ": name the earlier one first"});
   }
   if (const auto known = ChangesFrom(texts.last); !known) return known.Failure();
-  Result<std::string> before = TextBeforeChange(texts.first);
+  Result<HistoryText> before = TextBeforeChange(texts.first);
   if (!before) return before.Failure();
-  Result<std::string> after = TextAfterChange(texts.last);
+  Result<HistoryText> after = TextAfterChange(texts.last);
   if (!after) return after.Failure();
   texts.before = *std::move(before);
   texts.after = *std::move(after);
@@ -151,11 +151,11 @@ Result<Texts> ReadTexts(const Number& first, const Number& last) {
 }
 
 // Puts a text that the history keeps in the place of the registry.
-Result<> Restore(const std::string& text, const std::string& what) {
-  Result<> replaced = ReplaceRegistry(text);
+Result<> Restore(const HistoryText& kept, const std::string& what) {
+  Result<> replaced = ReplaceRegistry(kept.text);
   if (replaced || replaced.Failure().line == 0) return replaced;
-  Error error{"the history is damaged: the registry " + what + ", line " +
-              std::to_string(replaced.Failure().line) + ": " + replaced.Failure().message};
+  Error error = replaced.Failure().In(kept.file);
+  error.message = "the history is damaged: the registry " + what + ": " + error.message;
   error.code = "damaged_history";
   return error;
 }
@@ -180,8 +180,8 @@ Result<ExitStatus> Diff(const Options& options, const Number& first, const Numbe
   if (!read) return read.Failure();
   std::string text;
   if (as_text) {
-    text = UnifiedDifference(BeforeText(texts.first), texts.before, AfterText(texts.last),
-                             texts.after);
+    text = UnifiedDifference(BeforeText(texts.first), texts.before.text, AfterText(texts.last),
+                             texts.after.text);
   }
   if (listing.json) {
     Json members = {{"first", texts.first}, {"last", texts.last}};
@@ -213,15 +213,15 @@ struct UndoChoices {
 
 Result<ExitStatus> Undo(const Options& options, const UndoChoices& choices) {
   std::vector<HistoryEntry> undone;
-  std::string text;
+  HistoryText kept;
   const Result<> read = InSession(options, Needs::kRegistry, [&]() -> Result<> {
     auto changes = ChangesFrom(choices.number);
     if (!changes) return changes.Failure();
     undone = *std::move(changes);
-    Result<std::string> before = TextBeforeChange(undone.front().number);
+    Result<HistoryText> before = TextBeforeChange(undone.front().number);
     if (!before) return before.Failure();
-    text = *std::move(before);
-    return Restore(text, BeforeText(undone.front().number));
+    kept = *std::move(before);
+    return Restore(kept, BeforeText(undone.front().number));
   });
   if (!read) return read.Failure();
   if (!choices.guard.json) {
@@ -233,7 +233,7 @@ Result<ExitStatus> Undo(const Options& options, const UndoChoices& choices) {
     const auto changes = ChangesFrom(choices.number);
     if (!changes) return changes.Failure();
     if (changes->back().number != undone.back().number) return RegistryChangedMeanwhile();
-    const Result<> restored = Restore(text, BeforeText(undone.front().number));
+    const Result<> restored = Restore(kept, BeforeText(undone.front().number));
     if (!restored) return restored.Failure();
     return "Taken back: " + ChangesText(undone) + ".";
   };

@@ -2,8 +2,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <clocale>
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,6 +48,21 @@ const std::vector<devprep::tool::CommandGroup>& CommandGroups() {
   return groups;
 }
 
+// Why the tool cannot go on, when what was thrown is a standard library's.
+const char* Reason(const std::exception& failure) {
+  return dynamic_cast<const std::bad_alloc*>(&failure) != nullptr ? "not enough memory"
+                                                                  : failure.what();
+}
+
+const char* StoredText() {
+  return devprep::tool::StoredSomething() ? "; the changes were stored" : "";
+}
+
+// Needs no memory.
+void PrintReason(const char* reason) {
+  std::fprintf(stderr, "devprep: %s%s\n", reason, StoredText());
+}
+
 ExitStatus RunCommand(const devprep::tool::Command& command) {
   Result<ExitStatus> done = command();
   if (!done) {
@@ -54,8 +72,7 @@ ExitStatus RunCommand(const devprep::tool::Command& command) {
   devprep::tool::PrintKeptMessages();
   std::cout.flush();
   if (!std::cout) {
-    std::cerr << "devprep: cannot write standard output"
-              << (devprep::tool::StoredSomething() ? "; the changes were stored" : "") << '\n';
+    PrintReason("cannot write standard output");
     return ExitStatus::kFailed;
   }
   return *done;
@@ -139,14 +156,31 @@ ExitStatus Run(int argc, char** argv) {
   return RunCommand(invocation.command);
 }
 
-// Of what a standard library says that has just run out of memory, for instance.
 void PrintUnexpected(const std::exception& failure) {
   try {
-    devprep::tool::PrintError({failure.what()});
+    devprep::tool::PrintError({std::string(Reason(failure)) + StoredText()});
   } catch (const std::exception&) {
-    std::cerr << "devprep: " << failure.what() << '\n';
+    PrintReason(Reason(failure));
   }
 }
+
+// Where nothing can be caught, before main and within what must not throw, memory runs out, too.
+[[noreturn]] void EndAtOnce() {
+  const char* reason = "ended by an unexpected failure";
+  if (std::current_exception() != nullptr) {
+    try {
+      throw;
+    } catch (const std::exception& failure) {
+      reason = Reason(failure);
+    } catch (...) {
+    }
+  }
+  PrintReason(reason);
+  std::_Exit(static_cast<int>(ExitStatus::kFailed));
+}
+
+// Before all that is made before main: 101 is the first priority that is free.
+[[gnu::constructor(101)]] void EndInOrderWithoutMemory() { std::set_terminate(EndAtOnce); }
 
 }  // namespace
 
@@ -154,7 +188,7 @@ int main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "");
   try {
     return static_cast<int>(Run(argc, argv));
-  } catch (const std::exception& failure) {  // of the standard library, as when memory runs out
+  } catch (const std::exception& failure) {
     PrintUnexpected(failure);
     return static_cast<int>(ExitStatus::kFailed);
   }

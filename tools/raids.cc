@@ -191,15 +191,57 @@ Result<std::string> Done(const RaidEdit& edit, std::uint16_t number, const std::
   return text;
 }
 
+// What a RAID's list names although no configured device is there.
+struct StaleMember {
+  std::uint16_t raid = 0;
+  const char* value_name = nullptr;  // of the list
+  std::string element;
+};
+
+std::vector<StaleMember> StaleMembers() {
+  std::vector<StaleMember> stale;
+  for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
+    for (const char* const value_name : {kRaidInfoValue, kRaidChangersValue}) {
+      char list[kRaidListSize];
+      if (!ReadRaidList(OpenRaidKey(n), value_name, list)) continue;
+      const char* rest = list;
+      for (ListPiece piece; NextAddressElement(&rest, &piece);) {
+        std::uint16_t device = 0;
+        if (FindDeviceByAddress(piece.text, &device) == DEVPREP_OK) continue;
+        stale.push_back({n, value_name, piece.text});
+      }
+    }
+  }
+  return stale;
+}
+
+// Reading a RAID's record drops what is stale from its lists, and every edit reads those of all
+// RAIDs: whoever lost a drive hears of it. The RAIDs' numbers are those before the edit.
+std::string DroppedText(const std::vector<StaleMember>& stale) {
+  std::string text;
+  for (const StaleMember& member : stale) {
+    bool kept = false;
+    for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
+      kept = kept || RaidListHolds(n, member.value_name, member.element.c_str());
+    }
+    if (kept) continue;
+    text += "\nDropped from " + Named("RAID", member.raid) + ": the " +
+            (member.value_name == kRaidInfoValue ? "drive" : "changer") + " at " +
+            AddressText(ParseAddress(member.element.c_str())) + ", where no device is configured.";
+  }
+  return text;
+}
+
 // Runs an edit with the members counted, as they are after a configuration pass, and prints what it
 // did. Nothing is stored when it was refused.
 Result<ExitStatus> Edit(const Options& options, const std::function<Result<std::string>()>& edit) {
   std::string text;
   const Result<> done = InSession(options, Needs::kConfigurationToChange, [&]() -> Result<> {
+    const std::vector<StaleMember> stale = StaleMembers();
     CountRaidMembers();
     Result<std::string> edited = edit();
     if (!edited) return edited.Failure();
-    text = *edited;
+    text = *edited + DroppedText(stale);
     return {};
   });
   if (!done) return done.Failure();

@@ -151,22 +151,6 @@ std::int32_t CountScsiMapEntries() {
   return ScsiMap.Count;
 }
 
-std::uint16_t LookupScsiMapEntry(std::uint16_t port, std::uint16_t bus, std::uint16_t target,
-                                 std::uint16_t lun, char* identifier,
-                                 std::uint8_t* peripheral_type) {
-  const std::int32_t count = CountScsiMapEntries();
-  for (std::int32_t i = 0; i < count; ++i) {
-    const ScsiMapEntry& entry = ScsiMap.Entries[i];
-    if (entry.Port != port || entry.Bus != bus || entry.TargetId != target || entry.Lun != lun) {
-      continue;
-    }
-    std::memcpy(identifier, entry.Identifier, std::strlen(entry.Identifier) + 1);
-    *peripheral_type = entry.PeripheralType;
-    return 0;
-  }
-  return kMapAddressNotListed;
-}
-
 void ResetScsiMap() { ScsiMap = {}; }
 
 }  // namespace devprep

@@ -16,7 +16,6 @@ inline constexpr std::size_t kMaxScsiMapEntries = 256;
 inline constexpr std::uint16_t kMapHardwareNotOpened = 209;
 inline constexpr std::uint16_t kMapNoKeyInformation = 210;
 inline constexpr std::uint16_t kMapNotOpened = 212;
-inline constexpr std::uint16_t kMapAddressNotListed = 65535;
 
 // SCSI peripheral device types (SPC-4).
 inline constexpr std::uint8_t kPeripheralDisk = 0;
@@ -54,14 +53,8 @@ std::uint16_t CountScsiPorts(std::uint16_t* count);
 // 209 or 212.
 std::uint16_t ScanScsiDeviceMap(ScsiMapTable* table);
 
-// The number of units of the map, which is scanned when it was not yet.
+// The number of units of ScsiMap, which is scanned when it was not yet.
 std::int32_t CountScsiMapEntries();
-
-// Looks an address up, in the map as it was at the first lookup. identifier: kIdentifierSize bytes.
-// Returns 0, or 65535 when the map does not list the address.
-std::uint16_t LookupScsiMapEntry(std::uint16_t port, std::uint16_t bus, std::uint16_t target,
-                                 std::uint16_t lun, char* identifier,
-                                 std::uint8_t* peripheral_type);
 
 // Forgets the map, as a fresh load finds it.
 void ResetScsiMap();

@@ -122,13 +122,7 @@ std::uint16_t ProbeScsiDevices() {
   for (std::int32_t i = 0; i < listed; ++i) {
     const ScsiMapEntry& entry = ScsiMap.Entries[i];
     if (entry.Port >= ports) continue;
-    const DeviceAddress address = AddressOf(entry);
-    char identifier[kIdentifierSize];
-    std::uint8_t peripheral_type = 0;
-    if (LookupScsiMapEntry(address.Board, address.Bus, address.ScsiId, address.Lun, identifier,
-                           &peripheral_type) == 0) {
-      AddFoundDevice(address, identifier, peripheral_type);
-    }
+    AddFoundDevice(AddressOf(entry), entry.Identifier, entry.PeripheralType);
   }
   return 0;
 }

@@ -15,7 +15,7 @@ namespace devprep {
 
 // Runs an operation as one transaction. Returns its status. When memory runs out or the changes
 // cannot be stored, nothing is changed, what the process remembers of them goes too, and the status
-// is 65535.
+// is 65535. It is that, too, when they are in place but may not survive a power cut.
 template <typename Operation>
 std::uint16_t AsTransaction(Operation operation) {
   const std::uint16_t members_before = RaidMemberTotal();
@@ -31,7 +31,7 @@ std::uint16_t AsTransaction(Operation operation) {
     if (begun) RegistryFail(failure.what());
   }
   if (begun && RegistryCommit()) return status;
-  SetRaidMemberTotal(members_before);
+  if (!RegistryInPlace()) SetRaidMemberTotal(members_before);
   ResetDeviceCache();
   return kStatusFailed;
 }

@@ -16,6 +16,31 @@ namespace {
 // pass that uses it runs at most once in a process.
 constinit std::uint16_t ReservedDriveClaims[kMaxFoundDevices] = {};
 
+// What of an address counts.
+enum class Reach : std::uint8_t { kInPlace, kOnAnyPort, kAnywhere };
+constexpr std::size_t kReaches = 3;
+
+// Found devices by a key of what a criterion compares. An old record that agrees has the same key:
+// of all found devices a match need look at those of one bucket only.
+struct FoundTable {
+  static constexpr std::size_t kBuckets = 512;
+  static constexpr int kKeyShift = 55;                 // of 64 bits the number of a bucket is left
+  static constexpr std::uint16_t kNone = kDeviceGone;  // above every number
+
+  std::uint16_t First[kBuckets];
+  std::uint16_t Next[kMaxFoundDevices];  // in the same bucket, ascending
+};
+static_assert(FoundTable::kBuckets == 1U << (64 - FoundTable::kKeyShift));
+
+constexpr FoundTable EmptyTable() {
+  FoundTable table = {};
+  std::fill(std::begin(table.First), std::end(table.First), FoundTable::kNone);
+  return table;
+}
+
+constinit FoundTable ByPlace[kReaches] = {EmptyTable(), EmptyTable(), EmptyTable()};
+constinit FoundTable BySerialNumber = EmptyTable();
+
 // How far the old record's kind of match goes.
 struct MatchRules {
   bool changer;                // only a changer will do, and flags are not looked at
@@ -55,8 +80,7 @@ bool IsTaken(const MatchRules& rules, const DeviceRecord& found) {
   return rules.taken != nullptr && rules.taken[&found - FoundDevices] != 0;
 }
 
-// The criteria. The comparisons that a device seldom passes come first: each old record is held
-// against every found device.
+// The criteria.
 bool WorldWideIdAgrees(const DeviceRecord& old_record, const DeviceRecord& found,
                        const MatchRules& rules, bool in_place) {
   return MatchByWorldWideId == 1 && old_record.Type == found.Type &&
@@ -116,27 +140,105 @@ constexpr PassCriteria kPasses[] = {
     {true, MatchCriterion::kWorldWideIdInPlace, MatchCriterion::kAddress},
     {false, MatchCriterion::kWorldWideId, MatchCriterion::kName}};
 
+constexpr std::uint64_t Mix(std::uint64_t key, std::uint64_t more) {
+  return (key ^ more) * 0x9E3779B97F4A7C15;
+}
+
+std::uint64_t EightBytes(const std::uint8_t* bytes) {
+  std::uint64_t number = 0;
+  std::memcpy(&number, bytes, sizeof number);
+  return number;
+}
+
+// Records whose types and names agree have the same.
+std::uint64_t NameKey(const DeviceRecord& record) {
+  std::uint64_t key = record.Type;
+  for (const char c : record.Description) {
+    if (c == '\0') break;
+    if (c != ' ') key = Mix(key, static_cast<unsigned char>(c));
+  }
+  return key;
+}
+
+// Of what the criteria by World Wide ID, or those by name, compare. name_key: that of the record.
+std::uint64_t PlaceKey(const DeviceRecord& record, std::uint64_t name_key, Reach reach,
+                       bool by_world_wide_id) {
+  static_assert(kWorldWideIdSize == sizeof(std::uint64_t));
+  const DeviceAddress& at = record.Address;
+  std::uint64_t key = name_key;
+  if (by_world_wide_id) key = Mix(key, EightBytes(record.WorldWideID));
+  if (reach == Reach::kAnywhere) return key;
+  key = Mix(key, at.Lun);
+  if (!by_world_wide_id) key = Mix(key, at.ScsiId);
+  return reach == Reach::kOnAnyPort ? key : Mix(Mix(key, at.Board), at.Bus);
+}
+
+std::uint64_t SerialNumberKey(const DeviceRecord& record) {
+  static_assert(kSerialNumberSize % sizeof(std::uint64_t) == 0);
+  std::uint64_t key = 0;
+  for (std::size_t i = 0; i < kSerialNumberSize; i += sizeof key) {
+    key = Mix(key, EightBytes(record.SerialNumber + i));
+  }
+  return key;
+}
+
+std::uint16_t* BucketOf(FoundTable* table, std::uint64_t key) {
+  return &table->First[key >> FoundTable::kKeyShift];
+}
+
+// Devices are added in descending order.
+void Add(FoundTable* table, std::uint64_t key, std::uint16_t number) {
+  std::uint16_t* const first = BucketOf(table, key);
+  table->Next[number] = *first;
+  *first = number;
+}
+
 // What a found device satisfies first in a pass.
 MatchCriterion TryCriteria(const DeviceRecord& old_record, const DeviceRecord& found,
                            const MatchRules& rules, const PassCriteria& pass) {
-  const auto untaken = [&](bool agrees) { return agrees && !IsTaken(rules, found); };
-  if (untaken(WorldWideIdAgrees(old_record, found, rules, pass.in_place))) {
-    return pass.by_world_wide_id;
+  if (!IsTaken(rules, found)) {
+    if (WorldWideIdAgrees(old_record, found, rules, pass.in_place)) return pass.by_world_wide_id;
+    if (NameAgrees(old_record, found, rules, pass.in_place)) return pass.by_name;
   }
-  if (untaken(NameAgrees(old_record, found, rules, pass.in_place))) return pass.by_name;
   return SerialNumberAgrees(old_record, found, rules, pass.in_place) ? MatchCriterion::kSerialNumber
                                                                      : MatchCriterion::kNone;
 }
 
-MatchCriterion Match(const DeviceRecord& old_record, const MatchRules& rules,
-                     std::uint16_t* number) {
-  for (const PassCriteria& pass : kPasses) {
-    for (std::uint16_t n = 0; n < FoundDeviceCount; ++n) {
+// The first found device, by its number, that satisfies a criterion of a pass.
+MatchCriterion MatchInPass(const DeviceRecord& old_record, const MatchRules& rules,
+                           const PassCriteria& pass, std::uint64_t name_key,
+                           std::uint16_t* number) {
+  const Reach reach = !pass.in_place               ? Reach::kAnywhere
+                      : rules.compare_port_and_bus ? Reach::kInPlace
+                                                   : Reach::kOnAnyPort;
+  FoundTable* const by_place = &ByPlace[static_cast<std::size_t>(reach)];
+  const struct {
+    FoundTable* table;
+    std::uint64_t key;
+  } lookups[] = {{by_place, PlaceKey(old_record, name_key, reach, true)},
+                 {by_place, PlaceKey(old_record, name_key, reach, false)},
+                 {&BySerialNumber, SerialNumberKey(old_record)}};
+  std::uint16_t first = FoundTable::kNone;
+  MatchCriterion matched = MatchCriterion::kNone;
+  for (const auto& lookup : lookups) {
+    for (std::uint16_t n = *BucketOf(lookup.table, lookup.key); n < first;
+         n = lookup.table->Next[n]) {
       const MatchCriterion criterion = TryCriteria(old_record, FoundDevices[n], rules, pass);
       if (criterion == MatchCriterion::kNone) continue;
-      *number = n;
-      return criterion;
+      first = n;
+      matched = criterion;
     }
+  }
+  if (matched != MatchCriterion::kNone) *number = first;
+  return matched;
+}
+
+MatchCriterion Match(const DeviceRecord& old_record, const MatchRules& rules,
+                     std::uint16_t* number) {
+  const std::uint64_t name_key = NameKey(old_record);
+  for (const PassCriteria& pass : kPasses) {
+    const MatchCriterion criterion = MatchInPass(old_record, rules, pass, name_key, number);
+    if (criterion != MatchCriterion::kNone) return criterion;
   }
   return MatchCriterion::kNone;
 }
@@ -156,6 +258,20 @@ MatchWitness Witness(const DeviceRecord& old_record, const MatchRules& rules,
 }
 
 }  // namespace
+
+void IndexFoundDevices() {
+  std::fill(std::begin(ByPlace), std::end(ByPlace), EmptyTable());
+  BySerialNumber = EmptyTable();
+  for (std::uint16_t n = FoundDeviceCount; n-- > 0;) {
+    const DeviceRecord& found = FoundDevices[n];
+    const std::uint64_t name_key = NameKey(found);
+    for (const Reach reach : {Reach::kInPlace, Reach::kOnAnyPort, Reach::kAnywhere}) {
+      Add(&ByPlace[static_cast<std::size_t>(reach)],
+          PlaceKey(found, name_key, reach, WorldWideIdRules(found)), n);
+    }
+    if (HasSerialNumber(found)) Add(&BySerialNumber, SerialNumberKey(found), n);
+  }
+}
 
 void ClearUsedDeviceFlags() {
   std::fill(std::begin(UsedDeviceFlags), std::end(UsedDeviceFlags), std::uint16_t{0});
@@ -211,6 +327,7 @@ std::uint16_t RecordFromFoundDevice(DeviceRecord* record) {
 
 void ResetDeviceMatch() {
   ClearUsedDeviceFlags();
+  IndexFoundDevices();
   std::fill(std::begin(ReservedDriveClaims), std::end(ReservedDriveClaims), std::uint16_t{0});
 }
 

@@ -50,6 +50,10 @@ struct MatchWitness {
 extern std::uint16_t UsedDeviceFlags[kMaxFoundDevices];
 void ClearUsedDeviceFlags();
 
+// Takes note of what the found devices are recognised by. To be called before the first match, and
+// again when FoundDevices or MatchByWorldWideId has changed.
+void IndexFoundDevices();
+
 // Finds the found device that an old record describes. Two passes over the list, each device held
 // against all criteria of the pass before the next one: first those that name a place or a serial
 // number, then those that go by World Wide ID or name alone. Stores its place in the list in

@@ -92,6 +92,7 @@ std::uint16_t CarryOverRaid(RaidInfo* info) {
 }
 
 std::uint16_t CarryOverRaids() {
+  IndexFoundDevices();
   ClearUsedDeviceFlags();
   for (std::uint16_t n = 0; n < kMaxRaids; ++n) {
     RaidOutcome* outcome = &LastPass.Raids[n];

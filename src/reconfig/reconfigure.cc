@@ -16,7 +16,7 @@ namespace {
 
 // Working storage of one pass.
 struct Workspace {
-  SavedGroup* old_groups;   // kMaxGroups
+  GroupRecord* old_groups;  // kMaxGroups
   GroupRecord* new_groups;  // kMaxGroups
 };
 
@@ -61,92 +61,76 @@ void MapOldDevices() {
   ClearUsedDeviceFlags();
 }
 
-// A group may also name a device key behind a gap in the numbering.
-void LoadMember(std::uint16_t number, DeviceRecord* record) {
-  if (number < LastPass.OldDeviceCount) {
-    *record = LastPass.OldDeviceMap[number].Old;
-  } else {
-    LoadRecord(number, record);
-  }
-}
-
 void LoadOldGroups(Workspace* work) {
   CountGroups(&LastPass.OldGroupCount);
   for (std::uint16_t i = 0; i < LastPass.OldGroupCount; ++i) {
-    GroupRecord group = {};
-    group.Number = i;
+    GroupRecord* group = &work->old_groups[i];
+    group->Number = i;
     GroupOutcome* outcome = &LastPass.Groups[i];
-    outcome->ReadStatus = ReadGroupRecord(&group);
-    outcome->OldKind = group.Kind;
-    outcome->OldAttribute = group.Attribute;
-    std::memcpy(outcome->Name, group.Name, sizeof outcome->Name);
-    SavedGroup* saved = &work->old_groups[i];
-    std::memcpy(saved->Name, group.Name, sizeof saved->Name);
-    saved->Kind = group.Kind;
-    saved->MemberCount = group.MemberCount;
-    saved->Changer = group.Changer;
-    saved->PairCount = group.PairCount;
-    std::memcpy(saved->PairFirsts, group.PairFirsts, sizeof saved->PairFirsts);
-    std::memcpy(saved->PairSeconds, group.PairSeconds, sizeof saved->PairSeconds);
-    if (group.Kind == kGroupChanger) {
-      LoadMember(group.Changer, &saved->Members[0]);
-    } else {
-      for (std::uint16_t j = 0; j < group.MemberCount; ++j) {
-        LoadMember(group.Members[j], &saved->Members[j]);
-      }
-    }
+    outcome->ReadStatus = ReadGroupRecord(group);
+    outcome->OldKind = group->Kind;
+    outcome->OldAttribute = group->Attribute;
+    std::memcpy(outcome->Name, group->Name, sizeof outcome->Name);
   }
 }
 
 // Pairs a member of a group anew, and records what became of it.
-MemberOutcome PairMember(const DeviceRecord& member) {
-  MemberOutcome outcome = {member.Number, kDeviceGone, MatchCriterion::kNone, Change::kGone};
+MemberOutcome PairMember(std::uint16_t member) {
+  MemberOutcome outcome = {member, kDeviceGone, MatchCriterion::kNone, Change::kGone};
+  // A group may also name a device key behind a gap in the numbering.
+  DeviceRecord uncounted;
+  const DeviceRecord* old_record = &uncounted;
+  if (member < LastPass.OldDeviceCount) {
+    old_record = &LastPass.OldDeviceMap[member].Old;
+  } else {
+    LoadRecord(member, &uncounted);
+  }
   std::uint16_t number = 0;
-  if (MatchDevice(&member, &number, &outcome.RecognisedBy) != kMatched) return outcome;
+  if (MatchDevice(old_record, &number, &outcome.RecognisedBy) != kMatched) return outcome;
   UsedDeviceFlags[number] = 1;
   outcome.NewNumber = number;
-  outcome.Became = MemberChange(member.Number, number);
+  outcome.Became = MemberChange(member, number);
   return outcome;
 }
 
-void RenumberChangerGroup(const SavedGroup& saved, GroupRecord* group, GroupOutcome* outcome) {
+void RenumberChangerGroup(const GroupRecord& old_group, GroupRecord* group, GroupOutcome* outcome) {
   outcome->MemberCount = 1;
-  outcome->Members[0] = PairMember(saved.Members[0]);
+  outcome->Members[0] = PairMember(old_group.Changer);
   if (outcome->Members[0].NewNumber == kDeviceGone) {
     group->Kind = kGroupNone;
     return;
   }
-  group->PairCount = saved.PairCount;
-  std::memcpy(group->PairFirsts, saved.PairFirsts, sizeof group->PairFirsts);
-  std::memcpy(group->PairSeconds, saved.PairSeconds, sizeof group->PairSeconds);
+  group->PairCount = old_group.PairCount;
+  std::memcpy(group->PairFirsts, old_group.PairFirsts, sizeof group->PairFirsts);
+  std::memcpy(group->PairSeconds, old_group.PairSeconds, sizeof group->PairSeconds);
   group->Changer = outcome->Members[0].NewNumber;
 }
 
-void RenumberMembers(const SavedGroup& saved, GroupRecord* group, GroupOutcome* outcome) {
-  outcome->MemberCount = saved.MemberCount;
-  for (std::uint16_t j = 0; j < saved.MemberCount; ++j) {
-    outcome->Members[j] = PairMember(saved.Members[j]);
+void RenumberMembers(const GroupRecord& old_group, GroupRecord* group, GroupOutcome* outcome) {
+  outcome->MemberCount = old_group.MemberCount;
+  for (std::uint16_t j = 0; j < old_group.MemberCount; ++j) {
+    outcome->Members[j] = PairMember(old_group.Members[j]);
     if (outcome->Members[j].NewNumber == kDeviceGone) continue;
     const std::uint8_t place = group->MemberCount++;
     group->Members[place] = outcome->Members[j].NewNumber;
-    if (saved.Kind == kGroupRaidChanger) {
-      group->PairFirsts[place] = saved.PairFirsts[j];
-      group->PairSeconds[place] = saved.PairSeconds[j];
+    if (old_group.Kind == kGroupRaidChanger) {
+      group->PairFirsts[place] = old_group.PairFirsts[j];
+      group->PairSeconds[place] = old_group.PairSeconds[j];
     }
   }
 }
 
 void RenumberGroups(Workspace* work) {
   for (std::uint16_t i = 0; i < LastPass.OldGroupCount; ++i) {
-    const SavedGroup& saved = work->old_groups[i];
+    const GroupRecord& old_group = work->old_groups[i];
     GroupRecord* group = &work->new_groups[i];
     group->Number = i;
-    group->Kind = saved.Kind;
-    std::memcpy(group->Name, saved.Name, sizeof group->Name);
-    if (saved.Kind == kGroupChanger) {
-      RenumberChangerGroup(saved, group, &LastPass.Groups[i]);
+    group->Kind = old_group.Kind;
+    std::memcpy(group->Name, old_group.Name, sizeof group->Name);
+    if (old_group.Kind == kGroupChanger) {
+      RenumberChangerGroup(old_group, group, &LastPass.Groups[i]);
     } else {
-      RenumberMembers(saved, group, &LastPass.Groups[i]);
+      RenumberMembers(old_group, group, &LastPass.Groups[i]);
     }
     LastPass.Groups[i].NewKind = group->Kind;
   }
@@ -223,6 +207,7 @@ void WriteUnclaimedDevices() {
 }
 
 void Reconfigure(Workspace* work) {
+  IndexFoundDevices();
   MapOldDevices();
   LoadOldGroups(work);
   ClearUsedDeviceFlags();
@@ -237,17 +222,16 @@ void Reconfigure(Workspace* work) {
   LastPass.Ran = true;
 }
 
-template <typename T>
-T* Allocate(std::size_t count) {
-  return static_cast<T*>(GlobalAlloc(GMEM_ZEROINIT, count * sizeof(T)));
+GroupRecord* AllocateGroups() {
+  return static_cast<GroupRecord*>(GlobalAlloc(GMEM_ZEROINIT, kMaxGroups * sizeof(GroupRecord)));
 }
 
 }  // namespace
 
 std::uint32_t ReconfigureDevices() {
-  auto* old_groups = Allocate<SavedGroup>(kMaxGroups);
+  auto* old_groups = AllocateGroups();
   if (old_groups == nullptr) return kNoWorkingStorage;
-  auto* new_groups = Allocate<GroupRecord>(kMaxGroups);
+  auto* new_groups = AllocateGroups();
   if (new_groups == nullptr) {
     GlobalFree(old_groups);
     return kNoWorkingStorage;

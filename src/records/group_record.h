@@ -37,18 +37,6 @@ struct GroupRecord {
   std::uint32_t Attribute;
 };
 
-// A group of the old configuration with its members' whole records.
-struct SavedGroup {
-  char Name[kGroupNameSize];
-  std::uint16_t Kind;
-  std::uint16_t MemberCount;
-  DeviceRecord Members[kMaxGroupMembers];  // of a changer group entry 0 is the changer
-  std::uint16_t Changer;
-  std::uint16_t PairCount;
-  std::uint16_t PairFirsts[kMaxGroupPairs];
-  std::uint16_t PairSeconds[kMaxGroupPairs];
-};
-
 // Stores the number of consecutive group keys from GROUP0, at most kMaxGroups, in *count. Returns
 // 0.
 std::uint16_t CountGroups(std::uint16_t* count);

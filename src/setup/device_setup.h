@@ -14,7 +14,7 @@ enum class DeviceRefusal : std::uint8_t {
   kNone,
   kNoDevice,           // it is not configured
   kDeviceNotReadable,  // its stored record is malformed
-  kDeviceNotStored,    // its key cannot be written
+  kDeviceNotStored,    // its key cannot be written: on Windows, where a key has rights of its own
   kNotAChanger,
   kNotADrive,          // with force it is reserved all the same
   kAlreadyReserved,    // to changer other, which is the one that it was to be reserved to

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "support/world.h"
 
@@ -12,11 +13,14 @@ namespace {
 // "type identifier" of the unit at port, bus, target and LUN of an address; "-" if it is not
 // listed.
 std::string Look(const Unit& at) {
-  char identifier[kIdentifierSize];
-  std::uint8_t type = 0;
-  const std::uint16_t status =
-      LookupScsiMapEntry(at.port, at.bus, at.target, at.lun, identifier, &type);
-  return status == 0 ? std::to_string(type) + " " + identifier : "-";
+  const std::int32_t count = CountScsiMapEntries();
+  for (const ScsiMapEntry& unit : std::vector(ScsiMap.Entries, ScsiMap.Entries + count)) {
+    if (unit.Port == at.port && unit.Bus == at.bus && unit.TargetId == at.target &&
+        unit.Lun == at.lun) {
+      return std::to_string(unit.PeripheralType) + " " + unit.Identifier;
+    }
+  }
+  return "-";
 }
 
 TEST(ScsiMap, ListsUnitsWhoseTextsFit) {

@@ -116,6 +116,7 @@ TEST(DeviceMatch, AgreesWithItsRulesOnEverySmallMachine) {
         // Flags go through all their values beside the pairs instead of multiplying them.
         const std::size_t mix = first * 7 + second;
         MatchByWorldWideId = static_cast<std::uint32_t>(mix & 1);
+        IndexFoundDevices();
         UsedDeviceFlags[0] = (mix & 2) != 0;
         UsedDeviceFlags[1] = (mix & 4) != 0;
         const std::vector<bool> used = {UsedDeviceFlags[0] != 0, UsedDeviceFlags[1] != 0};
@@ -136,6 +137,40 @@ TEST(DeviceMatch, AgreesWithItsRulesOnEverySmallMachine) {
     }
   }
   ResetProductConfig();
+  ResetFoundDevices();
+}
+
+TEST(DeviceMatch, ComparesNamesToTheirEndsWithoutTheBlanksOfTheFoundDevice) {
+  const std::string whole(kDescriptionSize, 'W');
+  const struct {
+    std::string old_name;
+    std::string found_name;
+    bool agree;
+  } cases[] = {
+      {"AB", " A  B ", true},
+      {"AB", "AB" + std::string(1, '\0') + "behind the end", true},
+      {"AB" + std::string(1, '\0') + "behind the end", "AB", true},
+      {whole, whole, true},
+      {whole, whole.substr(1), false},
+      {whole.substr(1), whole.substr(1) + " ", true},
+      {"", "   ", true},
+      {"A B", "A B", false},
+      {"ab", "AB", false},
+      {"AB", "BA", false},
+  };
+  FoundDeviceCount = 1;
+  for (const auto& c : cases) {
+    DeviceRecord old = {};
+    old.Address.Lun = 1;
+    FoundDevices[0] = {};
+    std::memcpy(old.Description, c.old_name.data(), c.old_name.size());
+    std::memcpy(FoundDevices[0].Description, c.found_name.data(), c.found_name.size());
+    IndexFoundDevices();
+    std::uint16_t number = 9;
+    MatchCriterion criterion = MatchCriterion::kSerialNumber;
+    EXPECT_EQ(MatchDevice(&old, &number, &criterion), c.agree ? kMatched : kNoMatch) << c.old_name;
+    EXPECT_EQ(criterion, c.agree ? MatchCriterion::kName : MatchCriterion::kNone) << c.old_name;
+  }
   ResetFoundDevices();
 }
 
@@ -166,6 +201,7 @@ TEST(DeviceMatch, SaysWhatADeviceWasRecognisedBy) {
     std::strcpy(reinterpret_cast<char*>(old.SerialNumber), c.serial);
     std::strcpy(reinterpret_cast<char*>(old.WorldWideID), c.wwid);
     MatchByWorldWideId = c.by_wwid;
+    IndexFoundDevices();
     std::uint16_t number = 9;
     MatchCriterion criterion = MatchCriterion::kNone;
     EXPECT_EQ(MatchDevice(&old, &number, &criterion), kMatched);

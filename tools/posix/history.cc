@@ -19,11 +19,11 @@ void Empty(RegistryKey& key) {
 
 Result<std::vector<HistoryEntry>> ListChanges() { return ListHistory(RegistryFilePath()); }
 
-Result<std::string> TextBeforeChange(std::uint64_t number) {
-  return HistoryText(RegistryFilePath(), number);
+Result<HistoryText> TextBeforeChange(std::uint64_t number) {
+  return HistoryTextBefore(RegistryFilePath(), number);
 }
 
-Result<std::string> TextAfterChange(std::uint64_t number) {
+Result<HistoryText> TextAfterChange(std::uint64_t number) {
   return HistoryTextAfter(RegistryFilePath(), number);
 }
 

@@ -42,8 +42,9 @@ class Transaction {
     if (!to_change_) return {};
     open_ = false;
     const bool changed = RegistryChanged();
-    if (!RegistryCommit()) return TakeReportedError("registry_not_stored", "nothing was changed");
-    stored_something = stored_something || changed;
+    const bool done = RegistryCommit();
+    stored_something = stored_something || (changed && RegistryInPlace());
+    if (!done) return TakeReportedError("registry_not_stored", "nothing was changed");
     return {};
   }
 

@@ -344,12 +344,13 @@ Result<std::vector<HistoryEntry>> ListBranchHistory() {
   return entries;
 }
 
-Result<std::string> BranchTextBefore(std::uint64_t number) {
+Result<HistoryText> BranchTextBefore(std::uint64_t number) {
   const auto folder = HistoryFolder();
   if (!folder) return folder.Failure();
-  auto text = ReadWhole(*folder / HistoryTextName(number));
-  if (!text) return Error{"cannot be read", (*folder / HistoryTextName(number)).string()};
-  return *std::move(text);
+  const fs::path path = *folder / HistoryTextName(number);
+  auto text = ReadWhole(path);
+  if (!text) return Error{"cannot be read", path.string()};
+  return HistoryText{*std::move(text), path.string()};
 }
 
 }  // namespace devprep::tool

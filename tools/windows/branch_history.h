@@ -51,7 +51,7 @@ class BranchChange {
 Result<std::vector<HistoryEntry>> ListBranchHistory();
 
 // The branch as it was before change number.
-Result<std::string> BranchTextBefore(std::uint64_t number);
+Result<HistoryText> BranchTextBefore(std::uint64_t number);
 
 }  // namespace devprep::tool
 

@@ -12,6 +12,8 @@ std::string Numbered(const char* prefix, std::uint16_t number) {
   return prefix + std::to_string(number);
 }
 
+constexpr std::size_t kUsualPathLength = 80;
+
 const char* TypeWordOf(std::uint8_t peripheral_type) {
   switch (peripheral_type) {
     case 0x00:  // direct access block device
@@ -57,12 +59,18 @@ std::string AddressText(const ScsiAddress& address) {
          std::to_string(address.target) + ':' + std::to_string(address.lun);
 }
 
-std::string DeviceMapPath() { return std::string(kDeviceMapKey) + '\\' + kScsiMapKey; }
+const std::string& DeviceMapPath() {
+  static const std::string path = std::string(kDeviceMapKey) + '\\' + kScsiMapKey;
+  return path;
+}
 
 std::string UnitKeyPath(const ScsiAddress& address) {
-  return Numbered(kPortKeyPrefix, address.port) + '\\' + Numbered(kBusKeyPrefix, address.bus) +
-         '\\' + Numbered(kTargetKeyPrefix, address.target) + '\\' +
-         Numbered(kUnitKeyPrefix, address.lun);
+  std::string path;
+  path.reserve(kUsualPathLength);
+  path.append(kPortKeyPrefix).append(std::to_string(address.port)).append(1, '\\');
+  path.append(kBusKeyPrefix).append(std::to_string(address.bus)).append(1, '\\');
+  path.append(kTargetKeyPrefix).append(std::to_string(address.target)).append(1, '\\');
+  return path.append(kUnitKeyPrefix).append(std::to_string(address.lun));
 }
 
 std::shared_ptr<RegistryKey> MakeHardwareBranch() {

@@ -33,7 +33,7 @@ std::string JoinNodeNames(const std::vector<std::string>& names);
 std::string AddressText(const ScsiAddress& address);
 
 // The path of the device map below HARDWARE.
-std::string DeviceMapPath();
+const std::string& DeviceMapPath();
 
 // The path of a unit's key below the device map.
 std::string UnitKeyPath(const ScsiAddress& address);

@@ -185,6 +185,7 @@ ProcessRegistry& TheRegistry() {
 
 void RegistryBegin() { TheRegistry().Begin(); }
 bool RegistryCommit() { return TheRegistry().Commit(); }
+bool RegistryInPlace() { return TheRegistry().File().InPlace(); }
 void RegistryFail(const char* reason) { TheRegistry().Fail(reason); }
 void RegistryAbandon() { TheRegistry().Abandon(); }
 bool RegistryBeginTrial() { return TheRegistry().BeginTrial(); }

@@ -46,6 +46,7 @@ int RegistryFile::Begin(bool on_copy) {
   on_copy_ = on_copy;
   changed_ = false;
   failed_ = false;
+  in_place_ = false;
   before_.reset();
   std::string path = FollowLinks(RegistryFilePath());
   if (path != path_) {
@@ -172,6 +173,7 @@ Result<> RegistryFile::Store() {
   // From here on the new text is in place, whatever happens: nothing more needs memory.
   file_.Adopt(std::move(text));
   exists_ = true;
+  in_place_ = true;
   before_.reset();
   changed_ = false;
   const Result<> synced = SyncFile(*folder);
@@ -190,6 +192,7 @@ bool RegistryFile::Commit() {
     if (const Result<> stored = Store(); !stored) Fail(stored.Failure());
   }
   const bool done = !failed_;
+  in_place_ = in_place_ || done;
   if (done && !on_copy_) {
     before_.reset();
     changed_ = false;

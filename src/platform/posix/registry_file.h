@@ -77,6 +77,9 @@ class RegistryFile {
   // could not be synced, so that it may not survive a power cut.
   bool Commit();
 
+  // Whether the last transaction's changes, if any, are in the file.
+  bool InPlace() const { return in_place_; }
+
   // Forgets what changed and unlocks.
   void Abandon();
 
@@ -108,6 +111,7 @@ class RegistryFile {
   bool writable_ = false;
   bool failed_ = false;
   bool changed_ = false;
+  bool in_place_ = false;
   std::optional<RecordCounts> before_;  // the first change; set once the tree may have changed
   std::shared_ptr<RegistryKey> root_;
   std::shared_ptr<RegistryKey> local_machine_;

@@ -33,6 +33,12 @@ Result<std::vector<std::uint64_t>> UsedNumbers(const std::string& registry_path)
   return numbers;
 }
 
+Result<HistoryText> ReadHistoryText(const std::string& path) {
+  Result<std::string> text = ReadFile(path);
+  if (!text) return text.Failure();
+  return HistoryText{*std::move(text), path};
+}
+
 }  // namespace
 
 Result<std::vector<HistoryEntry>> ListHistory(const std::string& registry_path) {
@@ -48,15 +54,16 @@ Result<std::vector<HistoryEntry>> ListHistory(const std::string& registry_path) 
   return entries;
 }
 
-Result<std::string> HistoryText(const std::string& registry_path, std::uint64_t number) {
-  return ReadFile(HistoryTextPath(HistoryFolder(registry_path), number));
+Result<HistoryText> HistoryTextBefore(const std::string& registry_path, std::uint64_t number) {
+  return ReadHistoryText(HistoryTextPath(HistoryFolder(registry_path), number));
 }
 
-Result<std::string> HistoryTextAfter(const std::string& registry_path, std::uint64_t number) {
+Result<HistoryText> HistoryTextAfter(const std::string& registry_path, std::uint64_t number) {
   const Result<std::vector<std::uint64_t>> numbers = UsedNumbers(registry_path);
   if (!numbers) return numbers.Failure();
   const auto next = std::upper_bound(numbers->begin(), numbers->end(), number);
-  return next == numbers->end() ? ReadFile(registry_path) : HistoryText(registry_path, *next);
+  return next == numbers->end() ? ReadHistoryText(registry_path)
+                                : HistoryTextBefore(registry_path, *next);
 }
 
 }  // namespace devprep

@@ -16,13 +16,12 @@ namespace devprep {
 // whose change did not happen is left out.
 Result<std::vector<HistoryEntry>> ListHistory(const std::string& registry_path);
 
-// The registry's text as it was before change number. The error names the missing or unreadable
-// file.
-Result<std::string> HistoryText(const std::string& registry_path, std::uint64_t number);
+// The registry as it was before change number. The error names the missing or unreadable file.
+Result<HistoryText> HistoryTextBefore(const std::string& registry_path, std::uint64_t number);
 
-// The registry's text as change number left it: that of the next entry, or, behind the last one, of
+// The registry as change number left it: that of the next entry, or, behind the last one, of
 // the registry file itself.
-Result<std::string> HistoryTextAfter(const std::string& registry_path, std::uint64_t number);
+Result<HistoryText> HistoryTextAfter(const std::string& registry_path, std::uint64_t number);
 
 }  // namespace devprep
 

@@ -23,6 +23,12 @@ struct HistoryEntry {
   std::optional<RecordCounts> after;
 };
 
+// The registry as a text, as it was before or after a change.
+struct HistoryText {
+  std::string text;
+  std::string file;  // that it stands in; empty: the registry of Windows, which is no file
+};
+
 }  // namespace devprep
 
 #endif  // DEVPREP_PLATFORM_REGISTRY_HISTORY_ENTRY_H_

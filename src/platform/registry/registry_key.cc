@@ -18,6 +18,15 @@ std::size_t HashName(std::string_view name) {
   return static_cast<std::size_t>(hash ^ hash >> 32);
 }
 
+// Names differ at their ends rather than at their beginnings: most are numbered.
+bool SameName(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = a.size(); i-- > 0;) {
+    if (a[i] != b[i] && FoldCase(a[i]) != FoldCase(b[i])) return false;
+  }
+  return true;
+}
+
 constexpr std::size_t kFewValues = 64;
 constexpr std::size_t kUsualValues = 8;
 
@@ -44,7 +53,7 @@ std::size_t RegistryKey::LowerBound(std::string_view name) const {
 
 const std::shared_ptr<RegistryKey>* RegistryKey::FindSlot(std::string_view name) const {
   const auto is_at = [this, name](std::size_t at) {
-    return at < children_.size() && CompareNames(children_[at]->name_, name) == 0;
+    return at < children_.size() && SameName(children_[at]->name_, name);
   };
   std::size_t at = last_found_;
   if (!is_at(at) && !is_at(++at)) {
@@ -99,8 +108,7 @@ std::size_t RegistryKey::SlotOf(std::string_view name) const {
   const auto& slots = index_->slots;
   std::size_t slot = HashName(name) & (slots.size() - 1);
   while (slots[slot] != kFreeSlot &&
-         (slots[slot] == kRemovedSlot || values_[slots[slot]].name.size() != name.size() ||
-          CompareNames(values_[slots[slot]].name, name) != 0)) {
+         (slots[slot] == kRemovedSlot || !SameName(values_[slots[slot]].name, name))) {
     slot = (slot + 1) & (slots.size() - 1);
   }
   return slot;
@@ -112,10 +120,7 @@ std::size_t RegistryKey::PlaceOf(std::string_view name) const {
     return at != kFreeSlot ? at : values_.size();
   }
   std::size_t at = 0;
-  while (at < values_.size() &&
-         (values_[at].name.size() != name.size() || CompareNames(values_[at].name, name) != 0)) {
-    ++at;
-  }
+  while (at < values_.size() && !SameName(values_[at].name, name)) ++at;
   return at;
 }
 

@@ -6,6 +6,7 @@ namespace devprep {
 void RegistryBegin() {}
 
 bool RegistryCommit() { return true; }
+bool RegistryInPlace() { return true; }
 
 void RegistryFail(const char* /*reason*/) {}
 
