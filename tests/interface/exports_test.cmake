@@ -10,7 +10,7 @@ list(SORT symbols)
 file(STRINGS ${LIST} wanted REGEX "^[0-9]")
 list(TRANSFORM wanted REPLACE "^[0-9]+ (.*)" "\\1@@${VERSION}")
 # The version itself is one, too.
-list(APPEND wanted ${VERSION}@@${VERSION})
+list(APPEND wanted ${VERSION})
 list(SORT wanted)
 if(NOT symbols STREQUAL wanted)
   message(FATAL_ERROR "exported: ${symbols}\nwanted: ${wanted}")
