@@ -14,6 +14,8 @@ import tempfile
 
 # The system's own, which has cffi.
 PYTHON = "/usr/bin/python3"
+# The library's name on Windows, for the C# program.
+DLL_MAP = '<configuration><dllmap dll="DEVPREP.dll" target="libdevprep.so.1"/></configuration>'
 
 def blocks(page):
     with open(page, encoding="utf-8") as file:
@@ -24,6 +26,10 @@ def commands(language, source, libraries):
     """What compiles the program, if it has to be, and what runs it."""
     if language in ("python", "cffi"):
         return [], [PYTHON, source]
+    if language == "csharp":
+        with open(source + ".out.config", "w", encoding="ascii") as file:
+            file.write(DLL_MAP)
+        return ["mcs", "-warnaserror", "-out:" + source + ".out", source], ["mono", source + ".out"]
     compiler = {"c": ["cc"], "c++": ["c++", "-std=c++17"]}[language]
     return ([*compiler, "-Wall", "-Wextra", "-Werror", source, "-o", source + ".out", f"-L{libraries}",
              "-ldevprep"], [source + ".out"])
@@ -33,8 +39,8 @@ def main():
     sources, libraries, *includes = sys.argv[1:]
     found = blocks(os.path.join(sources, "docs/using-the-library.md"))
     (expected,) = (text for language, text in found if language == "output")
-    programs = {language: text for language, text in found if language in ("c", "c++", "python", "cffi")}
-    assert len(programs) == 4, sorted(programs)
+    programs = {language: text for language, text in found if language in ("c", "c++", "python", "cffi", "csharp")}
+    assert len(programs) == 5, sorted(programs)
     with open(os.path.join(sources, "examples/raids/configuration.reg"), encoding="ascii") as file:
         registry = file.read()
 
