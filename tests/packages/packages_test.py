@@ -23,7 +23,10 @@ RECABLING = "/usr/share/doc/devprep/examples/recabling/"
 
 
 def run(*command, **options):
-    return subprocess.run(command, check=True, capture_output=True, text=True, **options).stdout
+    ran = subprocess.run(command, capture_output=True, text=True, **options)
+    if ran.returncode != 0:
+        sys.exit(f"{' '.join(command)}: exit status {ran.returncode}\n{ran.stdout}{ran.stderr}")
+    return ran.stdout
 
 
 class System:
