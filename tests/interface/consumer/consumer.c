@@ -1,5 +1,5 @@
-/* A caller that has nothing but what was installed, on the registry of install_test.cmake: the log tells
- * that the start-up ran. */
+/* A caller that has nothing but what was installed, on the registry of install_test.cmake: the log
+ * tells that the start-up ran. */
 #include <devprep/devprep.h>
 #include <stdio.h>
 
