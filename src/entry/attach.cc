@@ -1,5 +1,5 @@
-// Loading and unloading the shared library, in the terms of the start-up. It is no part of the
-// static library: a program that links that calls DllMain itself, once it has chosen its registry.
+// Loading and unloading the library, in the terms of the start-up. The tool and the tests are
+// linked without it: they call DllMain themselves, once they have chosen their registry.
 #include "entry/library.h"
 
 namespace {
