@@ -103,8 +103,8 @@ inline constexpr const char* kNoMemory = "not enough memory: nothing was changed
 // std::bad_alloc, and has then begun nothing; so do the calls above, elsewhere than on Windows.
 void RegistryBegin();
 
-// Returns whether all that was changed is stored. After false the reason has gone to standard error,
-// and the registry is as it was before the outermost RegistryBegin, unless RegistryInPlace.
+// Returns whether all that was changed is stored. After false the reason has gone to standard
+// error, and the registry is as it was before the outermost RegistryBegin, unless RegistryInPlace.
 bool RegistryCommit();
 
 // After the outermost RegistryCommit: whether what was changed is in the registry. Also when it
