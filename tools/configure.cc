@@ -278,9 +278,8 @@ Result<> RunGuarded(const Options& options, Needs needs, bool follow_identity,
     pass = std::move(*run);
     if (planned != nullptr) {
       objections.difference =
-          DifferenceText("the registry key", planned->registry, pass.basis.registry);
-      const std::string hardware =
-          DifferenceText("the unit", planned->hardware, pass.basis.hardware);
+          DifferenceText("registry key", planned->registry, pass.basis.registry);
+      const std::string hardware = DifferenceText("unit", planned->hardware, pass.basis.hardware);
       if (!objections.difference.empty() && !hardware.empty()) objections.difference += "; ";
       objections.difference += hardware;
     }
@@ -295,7 +294,7 @@ Result<ExitStatus> Refuse(const Options& options, const Choices& choices, const 
                           bool follow_identity) {
   if (!objections.difference.empty()) {
     return Refusal({"not_as_planned", "not as planned: " + objections.difference +
-                                          " differs; nothing was changed. Plan anew"})
+                                          "; nothing was changed. Plan anew"})
         .In(choices.plan_file);
   }
   if (choices.guard.json) {

@@ -10,6 +10,7 @@
 
 #include "discovery/scsi_probe.h"
 #include "machine.h"
+#include "output.h"
 #include "platform/registry.h"
 #include "platform/registry/configuration_keys.h"
 #include "platform/registry/registry_key.h"
@@ -179,9 +180,10 @@ std::string DifferenceText(const char* what, const Digests& planned, const Diges
   for (const auto& [name, digest] : now) {
     if (!planned.contains(name)) names.push_back(name);
   }
-  std::string text;
+  if (names.empty()) return {};
+  std::string text = Count(names.size(), what) + (names.size() == 1 ? " differs: " : " differ: ");
   for (std::size_t i = 0; i < std::min(names.size(), kDifferencesNamed); ++i) {
-    text += (i == 0 ? what : std::string(",")) + " " + names[i];
+    text += (i == 0 ? "" : ", ") + names[i];
   }
   if (names.size() > kDifferencesNamed) {
     text += " and " + std::to_string(names.size() - kDifferencesNamed) + " more";

@@ -38,7 +38,8 @@ Result<> SavePlan(const std::string& file_name, const PlanFile& plan, const Json
 
 Result<PlanFile> ReadPlan(const std::string& file_name);
 
-// What differs from the plan's basis, in words: "the registry key DEVICE3" and so on. Empty: none.
+// What differs from the plan's basis, in words: "1 unit differs: 0:0:3:0" and so on. Empty:
+// nothing. what: one of the things compared.
 std::string DifferenceText(const char* what, const Digests& planned, const Digests& now);
 
 }  // namespace devprep::tool
