@@ -32,7 +32,7 @@ struct FoundTable {
 };
 static_assert(FoundTable::kBuckets == 1U << (64 - FoundTable::kKeyShift));
 
-constexpr FoundTable EmptyTable() {
+constexpr FoundTable EmptyTable() noexcept {
   FoundTable table = {};
   std::fill(std::begin(table.First), std::end(table.First), FoundTable::kNone);
   return table;
