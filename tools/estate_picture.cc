@@ -151,7 +151,7 @@ class Drawing {
       const Finding& finding = estate_.findings[k];
       const std::string code = FindingCode(finding.kind);
       const std::string text = PrintableText(finding.text);
-      OpenLegend(body_.Line(), SetOf(k), code + ": " + text);
+      OpenLegend(body_.Line(), SetOf(k), std::string(code).append(": ").append(text));
       WriteMark(body_, MakeMark(MarkKind::kDanger, "! " + code, kMargin, y_ - 11));
       AddLines(text, TextStyle::kSummary, kMargin + kFindingIndent);
       body_.Close();
