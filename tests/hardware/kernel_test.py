@@ -25,7 +25,12 @@ devprep capture capture.reg
 lsscsi >lsscsi
 for g in /sys/class/scsi_generic/sg*; do
   n=${g##*/}
-  echo "== $(basename $(readlink -f $g/device))"
+  device=$(readlink -f $g/device)
+  echo "== $(basename $device)"
+  for node in $device/scsi_generic/* $device/scsi_tape/st[0-9] $device/scsi_tape/nst[0-9] \
+      $device/scsi_changer/*; do
+    [ ! -e "$node" ] || echo "node: /dev/${node##*/}"
+  done
   sg_inq /dev/$n | grep -E 'identification|revision|peripheral'
   sg_vpd --page=0x80 /dev/$n
   sg_vpd --page=0x83 /dev/$n
@@ -96,6 +101,10 @@ class KernelTest(unittest.TestCase):
             naa = re.findall(r"\[0x([0-9a-f]{16})\]", text.split("Target")[0]) or \
                 re.findall(r"0x([0-9a-f]{16})\b", text)
             self.assertIn(unit["world_wide_id"], naa, text)
+            self.assertEqual({node for node in unit["nodes"] if "/by-" not in node},
+                             set(re.findall("node: (.*)", text)))
+        self.assertLessEqual({"/dev/st0", "/dev/nst0", "/dev/sch0"},
+                             {node for unit in units for node in unit["nodes"]})
         self.assertEqual({unit["driver"] for unit in units}, {"virtio_scsi", "scsi_debug"})
         self.assertTrue(all(unit["time_to_answer_us"] > 0 for unit in units))
 
