@@ -111,11 +111,11 @@ Error TakeReportedError(const char* code, const char* otherwise) {
 
 namespace {
 
-constexpr int kIndent = 2;
+constexpr std::size_t kIndent = 2;
 
 // What is no UTF-8, as the name of a file may be, must not keep the rest back.
 std::string Dump(const Json& json) {
-  return json.dump(kIndent, ' ', false, Json::error_handler_t::replace);
+  return json.dump(static_cast<int>(kIndent), ' ', false, Json::error_handler_t::replace);
 }
 
 // The whole document, with what is kept.
