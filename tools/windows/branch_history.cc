@@ -25,6 +25,7 @@
 #include "platform/registry/record_counts.h"
 #include "platform/registry/registry_text.h"
 #include "platform/setting.h"
+#include "platform/windows/registry_tree.h"
 
 namespace devprep::tool {
 namespace {

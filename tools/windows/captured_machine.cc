@@ -42,7 +42,8 @@ Result<> UseCapture(const std::string& file_name) {
   const std::shared_ptr<RegistryKey> branch = (*opened)->DeviceMap();
   const std::shared_ptr<RegistryKey> map =
       branch == nullptr ? nullptr : FindPath(branch, DeviceMapPath());
-  if (const LSTATUS status = ReplaceDeviceMap(map == nullptr ? RegistryKey("") : *map);
+  const RegistryKey none("");
+  if (const LSTATUS status = ReplaceDeviceMap(map == nullptr ? none : *map);
       status != ERROR_SUCCESS) {
     return Error{"its device map cannot be put in the place of the machine's: " +
                      std::system_category().message(static_cast<int>(status)),
