@@ -66,8 +66,10 @@ void ReadElements(const AttachedUnit& unit, LibraryChanger& changer) {
   if (!status) return;
   changer.reports_elements = true;
   changer.cut = status->cut;
-  std::stable_sort(status->elements.begin(), status->elements.end(),
-                   [](const Element& a, const Element& b) { return a.address < b.address; });
+  const auto before = [](const Element& a, const Element& b) { return a.address < b.address; };
+  if (!std::is_sorted(status->elements.begin(), status->elements.end(), before)) {
+    std::stable_sort(status->elements.begin(), status->elements.end(), before);
+  }
   for (Element& element : status->elements) {
     if (element.type != ElementType::kDrive) {
       if (element.type == ElementType::kTransport) continue;

@@ -125,7 +125,8 @@ class SimulatedTransport : public ScsiTransport {
     } else if (units_[command.unit.target].status != kStatusGood) {
       finished.outcome = JudgeStatus(units_[command.unit.target].status, {});
     } else if (cdb[0] != 0x12) {
-      finished = (unit.changer ? *unit.changer : SimulatedChanger{}).Answer(command.bytes);
+      finished = unit.changer ? unit.changer->Answer(command.bytes)
+                              : SimulatedChanger{}.Answer(command.bytes);
       finished.ticket = ticket;
     } else if (page && cdb[2] == kElementAddressPage && unit.element) {
       finished.data = std::string("\x01\xb4\0\2", 4) + SimulatedChanger::Number(*unit.element, 2);

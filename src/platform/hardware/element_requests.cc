@@ -65,6 +65,7 @@ bool ElementStatusRequest::TakeAnswer(const std::string& data) {
   }
   variant_works_ = true;
   answers_.push_back(data);
+  total_size_ = status->total_size;
   const std::vector<Element>& elements = status->elements;
   if (command_.type == ElementType::kAll) {
     if (!status->cut && IsComplete(*status)) return AskForIdentities();
@@ -168,10 +169,7 @@ Result<std::string> ElementStatusRequest::Answer() {
   if (answers_.size() > 1) return JoinElementStatus(answers_);
   std::string answer = answers_.front();
   constexpr std::size_t kHeaderSize = 8;
-  const Result<ElementStatus> status = ParseElementStatus(answer);
-  if (status && status->total_size > kHeaderSize) {
-    answer.resize(std::min(answer.size(), status->total_size));
-  }
+  if (total_size_ > kHeaderSize) answer.resize(std::min(answer.size(), total_size_));
   return answer;
 }
 

@@ -62,6 +62,7 @@ class ElementStatusRequest : public ScsiRequest {
   bool for_identities_ = false;
   std::size_t commands_ = 0;
   std::vector<std::string> answers_;
+  std::size_t total_size_ = 0;  // that the last of them announces
   std::string refusal_;
 };
 
