@@ -7,6 +7,7 @@
 
 #include "platform/hardware/hardware_map.h"
 #include "platform/registry/registry_text.h"
+#include "records/device_record.h"
 #include "support/world.h"
 
 namespace devprep {
