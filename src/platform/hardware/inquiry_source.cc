@@ -205,8 +205,7 @@ void InquirySource::FinishRequest(Round& round, Exchange& exchange) {
   unit.answered[index] = true;
   unit.time_to_answer =
       std::chrono::duration_cast<std::chrono::microseconds>(transport_->Now() - round.start);
-  const Result<std::string> answer = exchange.request->Answer();
-  unit.answers[index] = answer ? std::optional(*answer) : std::nullopt;
+  Result<std::string> answer = exchange.request->Answer();
   if (answer && exchange.question == Question::kElementAddresses) {
     if (const auto addresses = ParseElementAddressPage(*answer)) {
       for (auto& [ticket, other] : round.under_way) {
@@ -222,6 +221,7 @@ void InquirySource::FinishRequest(Round& round, Exchange& exchange) {
     unit.problem = "cannot be identified: " + answer.Failure().message;
     if (!unit.disconnected) round.problems.push_back(Label(exchange.unit) + ": " + unit.problem);
   }
+  if (answer) unit.answers[index] = *std::move(answer);
   if (--round.outstanding[exchange.unit] == 0) {
     round.outstanding.erase(exchange.unit);
     transport_->Close(exchange.unit);
