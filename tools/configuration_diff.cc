@@ -551,14 +551,6 @@ const Listing<ListDifference>& ListDifferenceListing() {
   return listing;
 }
 
-template <typename Item>
-void PrintTable(const Listing<Item>& listing, const std::vector<Item>& items,
-                const ListingOptions& options) {
-  if (items.empty()) return;
-  std::cout << '\n';
-  listing.Print(items, options);
-}
-
 }  // namespace
 
 ConfigurationDifference Compare(const StoredConfiguration& before,
@@ -583,10 +575,10 @@ void PrintDifference(const ConfigurationDifference& difference, const ListingOpt
             << count(false, false)
             << " with another number or address. Values: " << difference.values.size()
             << " changed. Lists: " << difference.lists.size() << " changed.\n";
-  PrintTable(DeviceDifferenceListing(), difference.devices, options);
+  DeviceDifferenceListing().PrintBelow(difference.devices, options);
   const ListingOptions usual = WithUsualColumns(options);
-  PrintTable(ValueDifferenceListing(), difference.values, usual);
-  PrintTable(ListDifferenceListing(), difference.lists, usual);
+  ValueDifferenceListing().PrintBelow(difference.values, usual);
+  ListDifferenceListing().PrintBelow(difference.lists, usual);
   if (difference.other_keys.empty()) return;
   std::cout << "\nOther keys that differ:\n";
   for (const std::string& path : difference.other_keys) std::cout << "  " << path << '\n';

@@ -347,14 +347,8 @@ void PrintTables(const Shown& shown, const Choices& choices) {
     for (const Remark& remark : RemarksOn(line)) remarks.push_back(remark);
   }
   if (!shown.changers.empty()) ChangerListing().Print(shown.changers, usual);
-  if (!drives.empty()) {
-    std::cout << '\n';
-    DriveListing().Print(drives, choices.listing);
-  }
-  if (choices.slots && !slots.empty()) {
-    std::cout << '\n';
-    SlotListing().Print(slots, usual);
-  }
+  DriveListing().PrintBelow(drives, choices.listing);
+  if (choices.slots) SlotListing().PrintBelow(slots, usual);
   if (!shown.unnamed.empty()) {
     std::cout << "\nDrives that no changer names:\n";
     UnnamedListing().Print(shown.unnamed, usual);

@@ -7,6 +7,7 @@
 #include <concepts>
 #include <cstdint>
 #include <functional>
+#include <iostream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -181,6 +182,13 @@ class Listing {
       for (const Item& item : items) visit(RowOf(item));
     };
     PrintTable(infos_, rows, options);
+  }
+
+  // Behind what is printed already, with an empty line between; of no items nothing.
+  void PrintBelow(const std::vector<Item>& items, const ListingOptions& options) const {
+    if (items.empty()) return;
+    std::cout << '\n';
+    Print(items, options);
   }
 
   // The first column shows the tree.

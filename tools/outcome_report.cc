@@ -340,14 +340,6 @@ const Listing<LostSetting>& LostSettingListing() {
   return listing;
 }
 
-template <typename Item>
-void PrintBelow(const Listing<Item>& listing, const std::vector<Item>& items,
-                const ListingOptions& options) {
-  if (items.empty()) return;
-  std::cout << '\n';
-  listing.Print(items, options);
-}
-
 template <typename Line>
 bool AllKept(const std::vector<Line>& lines) {
   return std::all_of(lines.begin(), lines.end(),
@@ -430,12 +422,12 @@ void PrintOutcome(const OutcomeReport& report, const ListingOptions& options) {
     std::cout << merged << " merged, ";
   }
   std::cout << CountOutcome(report, Outcome::kGone) << " gone.\n";
-  PrintBelow(DeviceOutcomeListing(), report.devices, options);
+  DeviceOutcomeListing().PrintBelow(report.devices, options);
   const ListingOptions usual = WithUsualColumns(options);
-  PrintBelow(ReservationListing(), report.reservations, usual);
-  PrintBelow(GroupListing(), report.groups, usual);
-  PrintBelow(RaidOutcomeListing(), report.raids, usual);
-  PrintBelow(LostSettingListing(), report.lost_settings, usual);
+  ReservationListing().PrintBelow(report.reservations, usual);
+  GroupListing().PrintBelow(report.groups, usual);
+  RaidOutcomeListing().PrintBelow(report.raids, usual);
+  LostSettingListing().PrintBelow(report.lost_settings, usual);
 }
 
 void PrintDevices(const OutcomeReport& report, const ListingOptions& options) {
