@@ -132,20 +132,20 @@ bool EstateDevice::Disabled() const {
                      [](const Reservation& reservation) { return reservation.disabled; });
 }
 
-const char* StateText(DeviceState state) {
+Term DeviceStateName(DeviceState state) {
   switch (state) {
     case DeviceState::kGone:
-      return "gone";
+      return {"gone", "gone"};
     case DeviceState::kDisabled:
-      return "disabled";
+      return {"disabled", "disabled"};
     case DeviceState::kNotConfigured:
-      return "not configured";
+      return {"not_configured", "not configured"};
     case DeviceState::kLoose:
-      return "loose";
+      return {"loose", "loose"};
     case DeviceState::kInUse:
       break;
   }
-  return "";
+  return {};
 }
 
 DeviceState EstateMachine::StateOf(const EstateDevice& device) const {

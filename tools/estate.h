@@ -14,6 +14,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "listing.h"
 #include "platform/registry/registry_key.h"
 #include "platform/result.h"
 #include "records/device_record.h"
@@ -88,8 +89,8 @@ enum class DeviceState : std::uint8_t {
   kLoose           // a drive that is reserved to no changer
 };
 
-// "gone", "not configured" and so on. Empty for one in use.
-const char* StateText(DeviceState state);
+// Without identifier and text for one in use.
+Term DeviceStateName(DeviceState state);
 
 struct EstateMachine {
   std::string name;

@@ -175,10 +175,7 @@ Value NumbersIn(const std::bitset<N>& set) {
 }
 
 Value StateOf(const ListedSighting& s) {
-  const std::string text = StateText(s.Machine().StateOf(s.Device()));
-  std::string identifier = text;
-  std::replace(identifier.begin(), identifier.end(), ' ', '_');
-  return Value::Name({identifier, text});
+  return Value::Name(DeviceStateName(s.Machine().StateOf(s.Device())));
 }
 
 // The changers that the machine reserves it to.
@@ -425,14 +422,13 @@ Result<ExitStatus> ShowEstate(const Choices& choices) {
   const Estate estate = JoinMachines(std::move(machines));
   Listed listed;
   ListSightings(estate, listed);
+  const bool any = !estate.machines.empty();  // else what cannot be read says all
   if (choices.listing.json) {
     PrintAsJson(estate, listed, folder.failures, choices.listing);
-  } else if (estate.machines.empty()) {
-    // What cannot be read says all.
-  } else if (choices.picture.empty()) {
+  } else if (any && choices.picture.empty()) {
     PrintTables(estate, listed, choices.listing);
-  } else if (const Result<> saved = DrawEstate(estate, listed, choices); !saved) {
-    return saved.Failure();
+  } else if (any) {
+    if (const Result<> saved = DrawEstate(estate, listed, choices); !saved) return saved.Failure();
   }
   std::cout.flush();
   if (!choices.listing.json) {

@@ -259,7 +259,7 @@ class Drawing {
     const DeviceState device_state = machine.StateOf(device);
     // Of what is not configured its missing number tells.
     const std::string state =
-        device_state == DeviceState::kNotConfigured ? "" : StateText(device_state);
+        device_state == DeviceState::kNotConfigured ? "" : DeviceStateName(device_state).text;
     states_.insert(device_state);
     const std::vector<const Finding*> odd = FindingsOf(index, m, true);
     const std::string number = device.number ? std::to_string(*device.number) : "–";
