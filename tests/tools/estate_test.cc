@@ -44,13 +44,13 @@ class Machines {
     std::map<std::string, std::uint16_t> places;
     for (std::size_t i = 1; i < words.size(); ++i) {
       const std::string own = words[i].substr(0, words[i].find('('));
-      places[own.substr(own.find_first_not_of("-+*?"))] = AddDevice(own, machine);
+      places[NameIn(own)] = AddDevice(own, machine);
     }
     for (std::size_t i = 1; i < words.size(); ++i) {
       const std::size_t open = words[i].find('(');
       if (open == std::string::npos) continue;
       const std::string own = words[i].substr(0, open);
-      const std::uint16_t changer = places[own.substr(own.find_first_not_of("-+*?"))];
+      const std::uint16_t changer = places[NameIn(own)];
       machine.devices[changer].type = kTypeChanger;
       std::string list = words[i].substr(open + 1);
       list.back() = ',';
@@ -59,10 +59,10 @@ class Machines {
         std::string drive = list.substr(at, end - at);
         const bool disabled = drive[0] == '!';
         if (disabled) drive.erase(0, 1);
-        const auto known = places.find(drive.substr(drive.find_first_not_of("-+*?")));
+        const auto known = places.find(NameIn(drive));
         const std::uint16_t place =
             known == places.end() ? AddDevice(drive, machine) : known->second;
-        places[drive.substr(drive.find_first_not_of("-+*?"))] = place;
+        places[NameIn(drive)] = place;
         const auto order = static_cast<std::uint16_t>(machine.devices[changer].drives.size());
         machine.devices[changer].drives.push_back(place);
         machine.devices[place].reservations.push_back({changer, order, disabled});
@@ -70,6 +70,11 @@ class Machines {
       }
     }
     machines_.push_back(std::move(machine));
+  }
+
+  // A device's word without what stands before its name.
+  static std::string NameIn(const std::string& word) {
+    return word.substr(word.find_first_not_of("-+*?"));
   }
 
   std::uint16_t AddDevice(std::string word, EstateMachine& machine) {
