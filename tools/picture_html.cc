@@ -223,8 +223,7 @@ std::string PicturePage(const std::string& title, const std::string& svg, bool l
   html.Raw(
       "\" autocomplete=\"off\" spellcheck=\"false\"><output id=\"found\" role=\"status\"></output>"
       "<span class=\"hint\">/ finds; Tab and arrow keys go through devices and legend, Enter keeps "
-      "one of it "
-      "lit</span>"
+      "one of it lit</span>"
       "<button id=\"fit\" type=\"button\" aria-pressed=\"false\">Fit to width</button></header>\n"
       "<main>");
   html.Raw(svg);

@@ -35,7 +35,7 @@ Markup& WriteRect(Markup& svg, const Rect& rect, const char* name, int radius);
 void WriteIcon(Markup& svg, DeviceShape shape, const Rect& rect);
 void WriteMark(Markup& svg, const PlacedMark& mark);
 
-// Opens the element of a legend's entry. sets: the word of data-sets that it stands for; empty: it
+// Opens the element of a legend's entry. set: the word of data-sets that it stands for; empty: it
 // explains a mark, and nothing lights up. label: what it is called where it lights something.
 void OpenLegend(Markup& svg, const std::string& set, const std::string& label);
 
