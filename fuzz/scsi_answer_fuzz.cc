@@ -36,6 +36,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto joined = devprep::ParseElementStatus(devprep::JoinElementStatus({received}));
     Require(joined && joined->elements.size() <= elements->elements.size() && !joined->cut,
             "joining adds nothing");
+    const auto extent = devprep::MeasureElementStatus(received);
+    Require(extent && extent->elements == elements->elements.size() && extent->cut == elements->cut,
+            "what is measured is what is read");
   }
   for (const bool ten_bytes : {false, true}) {
     const auto addresses = devprep::ElementAddressPageIn(received, ten_bytes);

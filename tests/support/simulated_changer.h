@@ -82,11 +82,15 @@ struct SimulatedChanger {
 
   static std::string Number(std::size_t number, int bytes) {
     std::string text;
-    while (bytes-- > 0) text += static_cast<char>(number >> (8 * bytes) & 0xFF);
+    AppendNumber(text, number, bytes);
     return text;
   }
 
  private:
+  static void AppendNumber(std::string& text, std::size_t number, int bytes) {
+    while (bytes-- > 0) text += static_cast<char>(number >> (8 * bytes) & 0xFF);
+  }
+
   static std::string Padded(std::string text, std::size_t size) {
     text.resize(size, ' ');
     return text;
@@ -125,22 +129,29 @@ struct SimulatedChanger {
       const bool of_drives = page_type == 4;
       const bool identify = (at(6) & 1) != 0 && of_drives;
       const std::size_t size = 12 + (tags ? 36 : 0) + (identify ? kIdentificationSize : 4);
+      // Without texts in between: a benchmark asks for thousands of elements.
       std::string descriptors;
+      descriptors.reserve(elements.size() * size);
       for (const SimulatedElement& element : elements) {
         if (element.address < first || left == 0) continue;
         --left;
         ++reported;
         const unsigned flags =
             (element.volume_tag.empty() ? 0U : 1U) | (element.accessible ? 8U : 0U);
-        std::string descriptor =
-            Number(element.address, 2) + Number(flags, 1) + std::string(3, '\0');
-        descriptor +=
-            Number(element.target ? 0x30U : 0U, 1) + Number(element.target.value_or(0), 1);
-        descriptor += std::string(4, '\0');
-        if (tags) descriptor += Padded(element.volume_tag, 32) + std::string(4, '\0');
-        if (identify) descriptor += Identification(element);
-        descriptor.resize(size, '\0');
-        descriptors += descriptor;
+        const std::size_t begin = descriptors.size();
+        AppendNumber(descriptors, element.address, 2);
+        AppendNumber(descriptors, flags, 1);
+        descriptors.append(3, '\0');
+        AppendNumber(descriptors, element.target ? 0x30U : 0U, 1);
+        AppendNumber(descriptors, element.target.value_or(0), 1);
+        descriptors.append(4, '\0');
+        if (tags) {
+          descriptors += element.volume_tag;
+          descriptors.resize(begin + 12 + 32, ' ');
+          descriptors.append(4, '\0');
+        }
+        if (identify) descriptors += Identification(element);
+        descriptors.resize(begin + size, '\0');
       }
       if (descriptors.empty()) return;
       pages += Number(page_type, 1) + Number(tags ? 0x80U : 0U, 1) + Number(size, 2) +

@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <functional>
-#include <set>
-#include <utility>
+#include <vector>
 
 #include "platform/messages.h"
 #include "platform/raw_scsi.h"
@@ -190,10 +189,27 @@ void ForEachDescriptor(const std::vector<Page>& pages,
   }
 }
 
+std::uint16_t AddressIn(std::string_view descriptor) {
+  return static_cast<std::uint16_t>(NumberAt(descriptor, 0, 2));
+}
+
+// The same without descriptors of an element that has had one.
+void ForEachElement(const std::vector<Page>& pages,
+                    const std::function<void(const Page&, std::string_view)>& visit) {
+  constexpr std::size_t kAddresses = 0x10000;
+  std::vector<bool> known(kElementTypes.size() * kAddresses);
+  ForEachDescriptor(pages, [&](const Page& page, std::string_view descriptor) {
+    auto had = known[(page.type - 1U) * kAddresses + AddressIn(descriptor)];
+    if (had) return;
+    had = true;
+    visit(page, descriptor);
+  });
+}
+
 Element ElementOf(const Page& page, std::string_view descriptor) {
   Element element;
   element.type = static_cast<ElementType>(page.type);
-  element.address = static_cast<std::uint16_t>(NumberAt(descriptor, 0, 2));
+  element.address = AddressIn(descriptor);
   const std::uint8_t flags = ByteAt(descriptor, 2);
   element.full = (flags & 0x01) != 0;
   element.exception = (flags & 0x04) != 0;
@@ -275,19 +291,25 @@ ScsiCommand ElementStatusCommand::Command() const {
 }
 
 Result<ElementStatus> ParseElementStatus(std::string_view received) {
-  if (received.size() < kHeaderSize) return Error{"the element status is cut short"};
+  const Result<ElementStatusExtent> extent = MeasureElementStatus(received);
+  if (!extent) return extent.Failure();
   ElementStatus status;
-  status.reported = NumberAt(received, 2, 2);
-  status.total_size = kHeaderSize + NumberAt(received, 5, 3);
-  const std::vector<Page> pages = PagesIn(received, status.cut);
-  std::set<std::pair<std::uint8_t, std::uint16_t>> known;
-  ForEachDescriptor(pages, [&](const Page& page, std::string_view descriptor) {
-    Element element = ElementOf(page, descriptor);
-    if (known.emplace(page.type, element.address).second) {
-      status.elements.push_back(std::move(element));
-    }
+  status.elements.reserve(extent->elements);
+  ForEachElement(PagesIn(received, status.cut), [&](const Page& page, std::string_view descriptor) {
+    status.elements.push_back(ElementOf(page, descriptor));
   });
   return status;
+}
+
+Result<ElementStatusExtent> MeasureElementStatus(std::string_view received) {
+  if (received.size() < kHeaderSize) return Error{"the element status is cut short"};
+  ElementStatusExtent extent;
+  extent.total_size = kHeaderSize + NumberAt(received, 5, 3);
+  ForEachElement(PagesIn(received, extent.cut), [&](const Page&, std::string_view descriptor) {
+    ++extent.elements;
+    extent.last_address = std::max(extent.last_address, AddressIn(descriptor));
+  });
+  return extent;
 }
 
 std::string JoinElementStatus(const std::vector<std::string>& answers) {

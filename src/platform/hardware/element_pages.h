@@ -85,14 +85,23 @@ struct Element {
 
 struct ElementStatus {
   std::vector<Element> elements;  // in the changer's order, each address of a type once
-  std::size_t reported = 0;       // elements that the header announces
-  std::size_t total_size = 0;     // bytes of the whole answer, as its header announces them
   bool cut = false;               // more was announced than arrived
 };
 
 // received: the answer to READ ELEMENT STATUS. Takes what can be taken; an answer without a whole
 // header fails.
 Result<ElementStatus> ParseElementStatus(std::string_view received);
+
+// How much an answer to READ ELEMENT STATUS holds.
+struct ElementStatusExtent {
+  std::size_t elements = 0;        // each address of a type once
+  std::uint16_t last_address = 0;  // the highest, where there is an element
+  std::size_t total_size = 0;      // bytes of the whole answer, as its header announces them
+  bool cut = false;                // more was announced than arrived
+};
+
+// received: as for ParseElementStatus, which fails where this does.
+Result<ElementStatusExtent> MeasureElementStatus(std::string_view received);
 
 // Several answers as one, with the pages and whole descriptors of all of them.
 std::string JoinElementStatus(const std::vector<std::string>& answers);

@@ -52,42 +52,39 @@ bool ElementStatusRequest::Take(const FinishedCommand& finished) {
 }
 
 bool ElementStatusRequest::TakeAnswer(const std::string& data) {
-  const Result<ElementStatus> status = ParseElementStatus(data);
-  if (!status) return TakeRefusal(status.Failure().message);
+  const Result<ElementStatusExtent> extent = MeasureElementStatus(data);
+  if (!extent) return TakeRefusal(extent.Failure().message);
   if (for_identities_) {
     // Before the answer that lacks them: of two descriptors of one element the first counts.
     answers_.insert(answers_.begin(), data);
     return false;
   }
-  if (status->cut && command_.allocation < std::min(status->total_size, kMaxAllocation)) {
-    command_.allocation = std::min(status->total_size, kMaxAllocation);
+  if (extent->cut && command_.allocation < std::min(extent->total_size, kMaxAllocation)) {
+    command_.allocation = std::min(extent->total_size, kMaxAllocation);
     return true;
   }
   variant_works_ = true;
   answers_.push_back(data);
-  total_size_ = status->total_size;
-  const std::vector<Element>& elements = status->elements;
+  total_size_ = extent->total_size;
   if (command_.type == ElementType::kAll) {
-    if (!status->cut && IsComplete(*status)) return AskForIdentities();
+    if (!extent->cut && IsComplete(*extent)) return AskForIdentities();
     // It does not come whole at once: what the types add is told apart by its addresses.
     return AskNextType();
   }
-  const bool more = status->cut || (in_parts_ && !elements.empty());
-  if (more && !elements.empty()) {
-    std::size_t last = 0;
-    for (const Element& element : elements) last = std::max<std::size_t>(last, element.address);
-    if (last >= command_.first) return AskForPart(last + 1);
+  const bool more = (extent->cut || in_parts_) && extent->elements != 0;
+  if (more && extent->last_address >= command_.first) {
+    return AskForPart(std::size_t{extent->last_address} + 1);
   }
   return AskNextType();
 }
 
 // Some changers leave types of elements out when they are asked for all of them.
-bool ElementStatusRequest::IsComplete(const ElementStatus& status) const {
+bool ElementStatusRequest::IsComplete(const ElementStatusExtent& extent) const {
   std::size_t expected = 0;
   for (const ElementType type : kElementTypes) {
     if (addresses_) expected += addresses_->Of(type).count;
   }
-  return status.elements.size() >= expected;
+  return extent.elements >= expected;
 }
 
 bool ElementStatusRequest::TakeRefusal(const std::string& reason) {

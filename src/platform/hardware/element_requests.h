@@ -41,7 +41,7 @@ class ElementStatusRequest : public ScsiRequest {
  private:
   bool TakeAnswer(const std::string& data);
   bool TakeRefusal(const std::string& reason);
-  bool IsComplete(const ElementStatus& status) const;
+  bool IsComplete(const ElementStatusExtent& extent) const;
   bool AskNextType();
   bool AskForPart(std::size_t first);
   bool AskForIdentities();

@@ -118,10 +118,10 @@ std::uint64_t BigEndian(std::string_view bytes) {
 }
 
 std::string TrimmedText(std::string_view text) {
-  constexpr std::string_view kPadding{" \0", 2};
-  const std::size_t first = text.find_first_not_of(kPadding);
-  if (first == std::string_view::npos) return {};
-  return std::string(text.substr(first, text.find_last_not_of(kPadding) + 1 - first));
+  const auto is_padding = [](char c) { return c == ' ' || c == '\0'; };
+  while (!text.empty() && is_padding(text.front())) text.remove_prefix(1);
+  while (!text.empty() && is_padding(text.back())) text.remove_suffix(1);
+  return std::string(text);
 }
 
 Sense SenseIn(std::string_view sense_data) {
