@@ -125,11 +125,11 @@ TEST(LibrarySurvey, ADialectCostsCommandsAndALieCostsWhatItHidesAtMost) {
        [](const auto& a) { return std::string(a.size(), '\xff'); },
        " +0"},
       {"nothing sent", 5, {}, [](const auto&) { return std::string(); }, "nothing"},
-      {"cut in the last drive",
+      {"cut in the last drive, which says itself where it is",
        5,
        {},
        [](const auto& a) { return a.size() > 100 ? a.substr(0, a.size() - 60) : a; },
-       "2 +5"},
+       "2,1 +5"},
   };
   for (const auto& c : cases) {
     World world;

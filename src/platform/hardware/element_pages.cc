@@ -48,6 +48,7 @@ struct Page {
   std::uint8_t flags = 0;
   std::size_t descriptor_size = 0;
   std::string_view descriptors;
+  bool cut = false;
 };
 
 // The pages of an answer with a whole header. cut: whether more was announced than arrived.
@@ -59,10 +60,11 @@ std::vector<Page> PagesIn(std::string_view received, bool& cut) {
   // Some changers count no bytes at all.
   if (announced != 0) rest = rest.substr(0, announced);
   while (rest.size() >= kHeaderSize) {
-    Page page = {ByteAt(rest, 0), ByteAt(rest, 1), NumberAt(rest, 2, 2), {}};
+    Page page = {ByteAt(rest, 0), ByteAt(rest, 1), NumberAt(rest, 2, 2), {}, false};
     const std::size_t size = NumberAt(rest, 5, 3);
     rest.remove_prefix(kHeaderSize);
-    cut = cut || size > rest.size();
+    page.cut = size > rest.size();
+    cut = cut || page.cut;
     page.descriptors = rest.substr(0, size);
     rest.remove_prefix(page.descriptors.size());
     const bool known = page.type >= 1 && page.type <= kElementTypes.size();
@@ -193,17 +195,37 @@ std::uint16_t AddressIn(std::string_view descriptor) {
   return static_cast<std::uint16_t>(NumberAt(descriptor, 0, 2));
 }
 
-// The same without descriptors of an element that has had one.
+// The elements that have had a descriptor.
+class KnownElements {
+ public:
+  // Whether this is the first one of its element.
+  bool Add(const Page& page, std::string_view descriptor) {
+    auto had = had_[(page.type - 1U) * kAddresses + AddressIn(descriptor)];
+    const bool first = !had;
+    had = true;
+    return first;
+  }
+
+ private:
+  static constexpr std::size_t kAddresses = 0x10000;
+  std::vector<bool> had_ = std::vector<bool>(kElementTypes.size() * kAddresses);
+};
+
+// The same with the first descriptor of each element only.
 void ForEachElement(const std::vector<Page>& pages,
                     const std::function<void(const Page&, std::string_view)>& visit) {
-  constexpr std::size_t kAddresses = 0x10000;
-  std::vector<bool> known(kElementTypes.size() * kAddresses);
+  KnownElements known;
   ForEachDescriptor(pages, [&](const Page& page, std::string_view descriptor) {
-    auto had = known[(page.type - 1U) * kAddresses + AddressIn(descriptor)];
-    if (had) return;
-    had = true;
-    visit(page, descriptor);
+    if (known.Add(page, descriptor)) visit(page, descriptor);
   });
+}
+
+void AppendPage(std::string& answer, const Page& page, std::size_t descriptor_size,
+                std::string_view descriptors) {
+  answer += static_cast<char>(page.type);
+  answer += static_cast<char>(page.flags);
+  answer += BytesOf(descriptor_size, 2) + '\0' + BytesOf(descriptors.size(), 3);
+  answer += descriptors;
 }
 
 Element ElementOf(const Page& page, std::string_view descriptor) {
@@ -305,33 +327,56 @@ Result<ElementStatusExtent> MeasureElementStatus(std::string_view received) {
   if (received.size() < kHeaderSize) return Error{"the element status is cut short"};
   ElementStatusExtent extent;
   extent.total_size = kHeaderSize + NumberAt(received, 5, 3);
-  ForEachElement(PagesIn(received, extent.cut), [&](const Page&, std::string_view descriptor) {
+  std::size_t behind_all = 0;
+  ForEachElement(PagesIn(received, extent.cut), [&](const Page& page, std::string_view descriptor) {
     ++extent.elements;
-    extent.last_address = std::max(extent.last_address, AddressIn(descriptor));
+    const std::size_t behind = std::size_t{AddressIn(descriptor)} + 1;
+    behind_all = std::max(behind_all, behind);
+    if (descriptor.size() == page.descriptor_size) {
+      extent.next_address = std::max(extent.next_address, behind);
+    }
   });
+  if (extent.next_address == 0) extent.next_address = behind_all;
   return extent;
 }
 
-std::string JoinElementStatus(const std::vector<std::string>& answers) {
+std::string JoinElementStatus(const std::vector<std::string>& answers, bool cut) {
   std::string joined;
   std::size_t count = 0;
   std::size_t first = 0xFFFF;
+  const auto append = [&](const Page& page, std::size_t size, std::string_view descriptors) {
+    AppendPage(joined, page, size, descriptors);
+    count += descriptors.size() / size;
+    first = std::min<std::size_t>(first, AddressIn(descriptors));
+  };
+  KnownElements known;
+  std::vector<Page> not_whole;
   for (const std::string& answer : answers) {
-    bool cut = false;
+    bool answer_cut = false;
     if (answer.size() < kHeaderSize) continue;
-    for (const Page& page : PagesIn(answer, cut)) {
-      const std::size_t descriptors = page.descriptors.size() / page.descriptor_size;
-      if (descriptors == 0) continue;
-      const std::size_t size = descriptors * page.descriptor_size;
-      joined += static_cast<char>(page.type);
-      joined += static_cast<char>(page.flags);
-      joined += BytesOf(page.descriptor_size, 2) + '\0' + BytesOf(size, 3);
-      joined += page.descriptors.substr(0, size);
-      count += descriptors;
-      first = std::min(first, NumberAt(page.descriptors, 0, 2));
+    for (Page& page : PagesIn(answer, answer_cut)) {
+      const std::size_t whole =
+          page.descriptors.size() / page.descriptor_size * page.descriptor_size;
+      const std::string_view rest = page.descriptors.substr(whole);
+      page.descriptors = page.descriptors.substr(0, whole);
+      ForEachDescriptor(
+          {page}, [&](const Page& of, std::string_view descriptor) { known.Add(of, descriptor); });
+      if (whole != 0) append(page, page.descriptor_size, page.descriptors);
+      if (page.cut && rest.size() >= kFixedPart) {
+        page.descriptors = rest;
+        not_whole.push_back(page);
+      }
     }
   }
-  return BytesOf(count == 0 ? 0 : first, 2) + BytesOf(count, 2) + '\0' + BytesOf(joined.size(), 3) +
+  // Each on a page of its own that says how much of it there is: a part of a serial number is then
+  // still no serial number.
+  for (const Page& page : not_whole) {
+    if (!known.Add(page, page.descriptors)) continue;
+    append(page, page.descriptors.size(), page.descriptors);
+    cut = true;
+  }
+  const std::size_t announced = joined.size() + (cut ? 1 : 0);
+  return BytesOf(count == 0 ? 0 : first, 2) + BytesOf(count, 2) + '\0' + BytesOf(announced, 3) +
          joined;
 }
 

@@ -94,17 +94,20 @@ Result<ElementStatus> ParseElementStatus(std::string_view received);
 
 // How much an answer to READ ELEMENT STATUS holds.
 struct ElementStatusExtent {
-  std::size_t elements = 0;        // each address of a type once
-  std::uint16_t last_address = 0;  // the highest, where there is an element
-  std::size_t total_size = 0;      // bytes of the whole answer, as its header announces them
-  bool cut = false;                // more was announced than arrived
+  std::size_t elements = 0;  // each address of a type once
+  // Behind the highest one that came whole; if none did, behind the highest.
+  std::size_t next_address = 0;
+  std::size_t total_size = 0;  // bytes of the whole answer, as its header announces them
+  bool cut = false;            // more was announced than arrived
 };
 
 // received: as for ParseElementStatus, which fails where this does.
 Result<ElementStatusExtent> MeasureElementStatus(std::string_view received);
 
-// Several answers as one, with the pages and whole descriptors of all of them.
-std::string JoinElementStatus(const std::vector<std::string>& answers);
+// Several answers as one, with the whole descriptors of all of them. An element that only has a
+// descriptor which did not arrive whole keeps that, as far as it came; the answer then announces
+// more than it holds, as it does when it is cut.
+std::string JoinElementStatus(const std::vector<std::string>& answers, bool cut);
 
 // The address that a drive gives in its page B4h, header included.
 Result<std::uint16_t> DataTransferElementAddressIn(std::string_view page);

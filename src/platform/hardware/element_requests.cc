@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace devprep {
 namespace {
@@ -42,7 +43,10 @@ bool ElementAddressRequest::Take(const FinishedCommand& finished) {
 }
 
 bool ElementStatusRequest::Take(const FinishedCommand& finished) {
-  if (++commands_ == kMaxCommands) return false;
+  if (++commands_ == kMaxCommands) {
+    cut_ = true;
+    return false;
+  }
   if (finished.outcome.status == CommandStatus::kGood) return TakeAnswer(finished.data);
   if (finished.sense.code == kInvalidOperationCode && answers_.empty()) {
     refusal_ = finished.outcome.reason;
@@ -71,10 +75,10 @@ bool ElementStatusRequest::TakeAnswer(const std::string& data) {
     // It does not come whole at once: what the types add is told apart by its addresses.
     return AskNextType();
   }
+  // An empty answer brings nothing of what was announced before.
+  if (extent->elements != 0) rest_missing_ = extent->cut;
   const bool more = (extent->cut || in_parts_) && extent->elements != 0;
-  if (more && extent->last_address >= command_.first) {
-    return AskForPart(std::size_t{extent->last_address} + 1);
-  }
+  if (more && extent->next_address > command_.first) return AskForPart(extent->next_address);
   return AskNextType();
 }
 
@@ -113,6 +117,7 @@ bool ElementStatusRequest::TakeRefusal(const std::string& reason) {
 
 // Starts with the next type of elements that the changer may have.
 bool ElementStatusRequest::AskNextType() {
+  cut_ = std::exchange(rest_missing_, false) || cut_;
   type_index_ = command_.type == ElementType::kAll ? 0 : type_index_ + 1;
   if (addresses_) {
     while (type_index_ < kElementTypes.size() &&
@@ -137,7 +142,10 @@ bool ElementStatusRequest::AskForPart(std::size_t first) {
   if (addresses_) {
     const ElementRange& range = addresses_->Of(command_.type);
     first = std::max<std::size_t>(first, range.first);
-    if (first >= std::size_t{range.first} + range.count) return AskNextType();
+    if (first >= std::size_t{range.first} + range.count) {
+      rest_missing_ = false;
+      return AskNextType();
+    }
   }
   if (first > 0xFFFF) return AskNextType();
   in_parts_ = true;
@@ -163,7 +171,7 @@ Result<std::string> ElementStatusRequest::Answer() {
   if (answers_.empty()) {
     return Error{refusal_.empty() ? "it does not report its elements" : refusal_};
   }
-  if (answers_.size() > 1) return JoinElementStatus(answers_);
+  if (answers_.size() > 1) return JoinElementStatus(answers_, cut_);
   std::string answer = answers_.front();
   constexpr std::size_t kHeaderSize = 8;
   if (total_size_ > kHeaderSize) answer.resize(std::min(answer.size(), total_size_));

@@ -59,6 +59,8 @@ class ElementStatusRequest : public ScsiRequest {
   std::size_t type_index_ = 0;  // among kElementTypes, when they are asked for one by one
   bool in_parts_ = false;
   std::uint16_t part_size_ = kPartSize;
+  bool rest_missing_ = false;  // of this type more was announced than has come
+  bool cut_ = false;           // the same of any type asked for by itself
   bool for_identities_ = false;
   std::size_t commands_ = 0;
   std::vector<std::string> answers_;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -49,7 +50,7 @@ TEST(ElementPages, DialectsAreReadAsFarAsTheirBytesGo) {
     EXPECT_EQ(Described(whole), c.elements) << c.name;
     // However an answer is cut, what is taken from it is in it.
     for (std::size_t size = 0; size < whole.size(); ++size) Described(whole.substr(0, size));
-    EXPECT_EQ(Described(JoinElementStatus({whole})).substr(0, 20),
+    EXPECT_EQ(Described(JoinElementStatus({whole}, false)).substr(0, 20),
               std::string(c.elements).substr(0, 20));
   }
 }
@@ -58,6 +59,8 @@ TEST(ElementPages, DialectsAreReadAsFarAsTheirBytesGo) {
 struct FakeChanger {
   std::function<bool(const ScsiCommand&)> refuses = [](const auto&) { return false; };
   std::size_t slots = 3;
+  // How much it sends of an answer of that size.
+  std::function<std::size_t(std::size_t)> sends = [](std::size_t size) { return size; };
 
   std::string Status(const ScsiCommand& command) const {
     const auto at = [&command](std::size_t i) { return static_cast<unsigned>(command.cdb[i]); };
@@ -73,19 +76,21 @@ struct FakeChanger {
     std::string pages;
     std::string slot_data;
     for (std::size_t n = first < 1 ? 1 : first; n <= slots && type != 4 && left > 0; ++n, --left) {
-      slot_data += number(n, 2) + std::string(14, '\0');
+      slot_data += number(n, 2) + std::string(20, '\0');
     }
     if (!slot_data.empty()) {
-      pages += std::string("\2\0\0\x10\0", 5) + number(slot_data.size(), 3) + slot_data;
+      pages += std::string("\2\0\0\x16\0", 5) + number(slot_data.size(), 3) + slot_data;
     }
     if (type != 2 && type != 1 && type != 3 && first <= 256 && left > 0) {
       const std::string id = identify ? std::string("\2\0\0\4SN01", 8) : std::string(8, '\0');
       pages += std::string("\4\0\0\x14\0\0\0\x14", 8) + number(256, 2) + std::string(10, '\0') + id;
     }
-    return (number(0, 5) + number(pages.size(), 3) + pages).substr(0, command.allocation);
+    const std::string answer = number(0, 5) + number(pages.size(), 3) + pages;
+    return answer.substr(0, std::min(sends(answer.size()), command.allocation));
   }
 
-  // The elements found, "drives+slots", the drive's serial number, and the commands it took.
+  // The elements found, "drives+slots", whether there should be more, the drive's serial number,
+  // and the commands it took.
   std::string Ask() const {
     ElementStatusRequest request;
     FinishedCommand finished;
@@ -110,8 +115,8 @@ struct FakeChanger {
       ++drives;
       serial = element.serial_number;
     }
-    return std::to_string(drives) + '+' + std::to_string(status->elements.size() - drives) + ' ' +
-           serial + ' ' + std::to_string(commands);
+    return std::to_string(drives) + '+' + std::to_string(status->elements.size() - drives) +
+           (status->cut ? " cut " : " ") + serial + ' ' + std::to_string(commands);
   }
 };
 
@@ -123,6 +128,7 @@ TEST(ElementRequests, AChangerThatRefusesIsAskedForLessStepByStep) {
     std::size_t slots;
     std::function<bool(const ScsiCommand&)> refuses;
     const char* found;
+    std::function<std::size_t(std::size_t)> sends = [](std::size_t size) { return size; };
   } cases[] = {
       {"obliging", 3, [](const auto&) { return false; }, "1+3 SN01 1"},
       {"more than fits", 5000, [](const auto&) { return false; }, "1+5000 SN01 2"},
@@ -135,10 +141,14 @@ TEST(ElementRequests, AChangerThatRefusesIsAskedForLessStepByStep) {
       {"small parts", 200, [&](const auto& c) { return type(c) == 0 || count(c) > 64; },
        "1+200 SN01"},
       {"small answers", 5000, [](const auto& c) { return c.allocation > 65536; }, "1+5000 SN01"},
+      {"no answer whole", 3, [](const auto&) { return false; }, "1+3 cut  ",
+       [](std::size_t size) { return size - 2; }},
+      {"no second part", 200, [](const auto& c) { return c.cdb[3] != 0; }, "1+90 cut SN01",
+       [](std::size_t size) { return std::min<std::size_t>(size, 2000); }},
       {"none at all", 3, [](const auto&) { return true; }, "none"},
   };
   for (const auto& c : cases) {
-    const std::string found = FakeChanger{c.refuses, c.slots}.Ask();
+    const std::string found = FakeChanger{c.refuses, c.slots, c.sends}.Ask();
     EXPECT_EQ(found.substr(0, std::string(c.found).size()), c.found) << c.dialect << ": " << found;
   }
 }
