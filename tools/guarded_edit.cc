@@ -19,9 +19,10 @@ struct Change {
   std::string done;
 };
 
-Result<Change> Try(const Options& options, const Edit& edit) {
+Result<Change> Try(const Options& options, const Edit& edit, EditNeeds needs) {
   Change change;
-  const Result<> tried = InSession(options, Needs::kRegistry, [&]() -> Result<> {
+  const Needs session = needs == EditNeeds::kRegistry ? Needs::kRegistry : Needs::kConfiguration;
+  const Result<> tried = InSession(options, session, [&]() -> Result<> {
     const StoredConfiguration before = ReadStoredConfiguration();
     Result<std::string> done = edit();
     if (!done) return done.Failure();
@@ -32,9 +33,11 @@ Result<Change> Try(const Options& options, const Edit& edit) {
   return change;
 }
 
-Result<> Make(const Options& options, const Change& change, const Edit& edit) {
+Result<> Make(const Options& options, const Change& change, const Edit& edit, EditNeeds needs) {
   ResetProcessState();
-  return InSession(options, Needs::kRegistryToChange, [&]() -> Result<> {
+  const Needs session =
+      needs == EditNeeds::kRegistry ? Needs::kRegistryToChange : Needs::kConfigurationToChange;
+  return InSession(options, session, [&]() -> Result<> {
     if (WholeRegistryDigests() != change.before) return RegistryChangedMeanwhile();
     const Result<std::string> done = edit();
     if (!done) return done.Failure();
@@ -78,8 +81,8 @@ Error RegistryChangedMeanwhile() {
 
 Result<ExitStatus> RunGuardedEdit(const Options& options, const GuardOptions& guard,
                                   const std::string& question, const Edit& edit, Json members,
-                                  const FollowUp& then) {
-  const Result<Change> change = Try(options, edit);
+                                  const FollowUp& then, EditNeeds needs) {
+  const Result<Change> change = Try(options, edit, needs);
   if (!change) return change.Failure();
   const bool changes = !change->difference.Empty();
   if (!guard.json) PrintDifference(change->difference, {});
@@ -95,7 +98,7 @@ Result<ExitStatus> RunGuardedEdit(const Options& options, const GuardOptions& gu
   if (AsksFirst(guard) && AskAboutChange(true, question) != Answer::kYes) {
     return ExitStatus::kWouldChange;
   }
-  if (const Result<> made = Make(options, *change, edit); !made) return made.Failure();
+  if (const Result<> made = Make(options, *change, edit, needs); !made) return made.Failure();
   AddToJson(*change, true, members);
   if (!guard.json) std::cout << '\n' << change->done << '\n';
   ExitStatus status = ExitStatus::kDone;

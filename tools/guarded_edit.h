@@ -45,16 +45,20 @@ using FollowUp = std::function<Result<ExitStatus>(Json& members)>;
 // The question of edits that have no words of their own.
 inline constexpr const char* kStoreQuestion = "Store this?";
 
+// What an edit needs: the registry alone, or the library's operations and the hardware that they
+// ask.
+enum class EditNeeds { kRegistry, kConfiguration };
+
 // Tries an edit, shows what it changes, asks where somebody is there to be asked, and makes it in
-// one transaction, unless the registry is another by then. Needs neither hardware nor the library's
-// state. With --dry-run, and when the answer is no, nothing is changed and the status is
-// kWouldChange.
+// one transaction, unless the registry is another by then. With --dry-run, and when the answer is
+// no, nothing is changed and the status is kWouldChange.
 //
 // members: of the JSON, beside those of the change. then: what is to follow once the change is
 // made; it prints, or adds to the members of the JSON, and gives the status.
 Result<ExitStatus> RunGuardedEdit(const Options& options, const GuardOptions& guard,
                                   const std::string& question, const Edit& edit,
-                                  Json members = Json::object(), const FollowUp& then = nullptr);
+                                  Json members = Json::object(), const FollowUp& then = nullptr,
+                                  EditNeeds needs = EditNeeds::kRegistry);
 
 }  // namespace devprep::tool
 

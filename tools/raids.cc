@@ -10,6 +10,7 @@
 
 #include "commands.h"
 #include "device_view.h"
+#include "guarded_edit.h"
 #include "listing.h"
 #include "output.h"
 #include "records/address_list.h"
@@ -232,21 +233,17 @@ std::string DroppedText(const std::vector<StaleMember>& stale) {
   return text;
 }
 
-// Runs an edit with the members counted, as they are after a configuration pass, and prints what it
-// did. Nothing is stored when it was refused.
-Result<ExitStatus> Edit(const Options& options, const std::function<Result<std::string>()>& edit) {
-  std::string text;
-  const Result<> done = InSession(options, Needs::kConfigurationToChange, [&]() -> Result<> {
+// Makes an edit with the members counted, as they are after a configuration pass.
+Result<ExitStatus> EditRaids(const Options& options, const GuardOptions& guard, const Edit& edit) {
+  const auto whole = [&]() -> Result<std::string> {
     const std::vector<StaleMember> stale = StaleMembers();
     CountRaidMembers();
     Result<std::string> edited = edit();
-    if (!edited) return edited.Failure();
-    text = *edited + DroppedText(stale);
-    return {};
-  });
-  if (!done) return done.Failure();
-  std::cout << text << '\n';
-  return ExitStatus::kDone;
+    if (!edited) return edited;
+    return *edited + DroppedText(stale);
+  };
+  return RunGuardedEdit(options, guard, kStoreQuestion, whole, Json::object(), nullptr,
+                        EditNeeds::kConfiguration);
 }
 
 Result<> CheckNumber(const char* what, const char* code, std::uint16_t value, std::uint16_t max) {
@@ -321,6 +318,7 @@ struct Arguments {
   std::uint16_t level = kDefaultRaidLevel;
   bool strict = false;
   bool force = false;
+  GuardOptions guard;
   ListingOptions listing;
 };
 
@@ -355,8 +353,9 @@ void AddRaidCommands(CLI::App& app, Invocation& invocation) {
   CLI::App* raid = app.add_subcommand("raid", "Create, edit and remove tape RAIDs");
   raid->require_subcommand(1);
   const auto on_edit = [&invocation, arguments](CLI::App* command, auto edit) {
+    AddGuardOptions(*command, arguments->guard);
     OnCommand(command, invocation, [&invocation, arguments, edit] {
-      return Edit(invocation.options, [&] { return edit(*arguments); });
+      return EditRaids(invocation.options, arguments->guard, [&] { return edit(*arguments); });
     });
   };
   const auto add_force = [a](CLI::App* command) {

@@ -48,6 +48,7 @@ COMMANDS = {
     "raids": [
         ("raids", "raids"),
         ("raid", "raids 0"),
+        ("raid_assign", "raid assign 1 11"),
         ("refused", "--hardware EXAMPLE/machine-recabled.reg configure"),
     ],
 }

@@ -98,13 +98,13 @@ _devprep() {
       [[ -z $sub || $sub == create ]] || ((place > 2)) || _devprep_offer raids
       case $sub in
         '') options='create remove assign release level link --help' ;;
-        create) options='--level --force --help' ;;
+        *)
+          options='--json --yes --dry-run --help'
+          [[ $sub == remove ]] || options+=' --force' ;;&
+        create) options+=' --level' ;;
         assign | release)
           ((place != 3)) || _devprep_offer devices
-          options='--force --help'
           [[ $sub == release ]] || options+=' --strict' ;;
-        level | link) options='--force --help' ;;
-        *) options='--help' ;;
       esac ;;
     registry)
       case $sub in

@@ -110,7 +110,8 @@ complete -c devprep -n '__devprep_in picture capture "registry import" "registry
 
 set -l listings plan configure diff devices tree groups raids hardware library estate history
 set -l edits reserve release disable enable set undo '"group create"' '"group delete"' '"group rename"' \
-    '"group add"' '"group remove"'
+    '"group add"' '"group remove"' '"raid create"' '"raid remove"' '"raid assign"' '"raid release"' \
+    '"raid level"' '"raid link"'
 complete -c devprep -n "__devprep_in check $listings $edits" -l json -d 'Print JSON'
 complete -c devprep -n '__devprep_in check' -l metrics -rF -d 'Write metrics for Prometheus'
 complete -c devprep -n "__devprep_in $listings" -s o -l columns -x -a '(__devprep_columns)' -d 'Show these columns'
