@@ -1,6 +1,7 @@
 // devprep history, devprep diff and devprep undo: what changed the registry, and the way back.
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <ctime>
 #include <iostream>
 #include <memory>
@@ -29,8 +30,16 @@ using Number = std::optional<std::uint64_t>;
 // As somebody types it: what is larger, or less than 0, is no number.
 using TypedNumber = std::optional<std::uint32_t>;
 
-std::string LocalTimeText(std::time_t time) {
-  const std::tm* parts = std::localtime(&time);
+std::string LocalTimeText(std::chrono::sys_seconds time) {
+  // Not through the clock, whose times end in 2262: a damaged entry may have any.
+#if defined(_WIN32)
+  // The usual one ends in 2038 where a time has 32 bits.
+  const __time64_t seconds = time.time_since_epoch().count();
+  const std::tm* parts = _localtime64(&seconds);
+#else
+  const std::time_t seconds = time.time_since_epoch().count();
+  const std::tm* parts = std::localtime(&seconds);
+#endif
   std::array<char, 32> text{};
   if (parts != nullptr) std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", parts);
   return text.data();

@@ -8,8 +8,8 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -179,7 +179,7 @@ HistoryEntry ReadEntry(const fs::path& folder, std::uint64_t number) {
   entry.number = number;
   struct _stat64 status {};
   if (_wstat64((folder / HistoryTextName(number)).c_str(), &status) == 0) {
-    entry.time = static_cast<std::time_t>(status.st_mtime);
+    entry.time = std::chrono::sys_seconds(std::chrono::seconds(status.st_mtime));
   }
   const auto cause = ReadWhole(folder / HistoryCauseName(number));
   if (cause && cause->size() <= kMaxHistoryCause) ReadHistoryCause(*cause, entry);
@@ -292,7 +292,7 @@ Result<> BranchChange::Begin() {
     RemoveEntry(*folder, numbers->back());
   }
   entry_.number = numbers->empty() ? 1 : numbers->back() + 1;
-  entry_.time = std::time(nullptr);
+  entry_.time = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   entry_.user = UserName();
   entry_.program = "devprep";
   entry_.command = command_;

@@ -17,7 +17,9 @@ namespace {
 void Describe(const std::string& folder, HistoryEntry& entry) {
   const std::string text_path = HistoryTextPath(folder, entry.number);
   struct stat status {};
-  if (::stat(text_path.c_str(), &status) == 0) entry.time = status.st_ctim.tv_sec;
+  if (::stat(text_path.c_str(), &status) == 0) {
+    entry.time = std::chrono::sys_seconds(std::chrono::seconds(status.st_ctim.tv_sec));
+  }
   const Result<std::string> text =
       ReadFile(HistoryCausePath(folder, entry.number), kMaxHistoryCause);
   if (text) ReadHistoryCause(*text, entry);

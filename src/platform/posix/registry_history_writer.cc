@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <ctime>
 #include <new>
 
 #include "platform/messages.h"
@@ -28,8 +27,9 @@ mode_t FolderModeFor(mode_t registry) {
 
 std::string CauseText(std::uint64_t number, const RecordCounts& before, const RecordCounts& after) {
   const ChangeCause cause = CurrentCause();
-  return HistoryCauseText({number, std::time(nullptr), cause.uid, cause.user, cause.program,
-                           cause.command, before, after});
+  return HistoryCauseText(
+      {number, std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()),
+       cause.uid, cause.user, cause.program, cause.command, before, after});
 }
 
 }  // namespace

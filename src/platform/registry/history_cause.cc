@@ -1,6 +1,5 @@
 #include "platform/registry/history_cause.h"
 
-#include <chrono>
 #include <ctime>
 #include <iomanip>
 #include <nlohmann/json.hpp>
@@ -33,7 +32,7 @@ std::optional<RecordCounts> CountsOf(const Json& object, const char* name) {
                       static_cast<std::size_t>(*raids)};
 }
 
-std::optional<std::time_t> TimeOf(const Json& object) {
+std::optional<std::chrono::sys_seconds> TimeOf(const Json& object) {
   std::tm parts = {};
   std::istringstream text(TextOf(object, "time"));
   text >> std::get_time(&parts, "%Y-%m-%dT%H:%M:%SZ");
@@ -43,9 +42,8 @@ std::optional<std::time_t> TimeOf(const Json& object) {
       std::chrono::month(static_cast<unsigned>(1 + parts.tm_mon)),
       std::chrono::day(static_cast<unsigned>(parts.tm_mday))};
   if (!date.ok()) return std::nullopt;
-  return std::chrono::system_clock::to_time_t(
-      std::chrono::sys_days(date) + std::chrono::hours(parts.tm_hour) +
-      std::chrono::minutes(parts.tm_min) + std::chrono::seconds(parts.tm_sec));
+  return std::chrono::sys_days(date) + std::chrono::hours(parts.tm_hour) +
+         std::chrono::minutes(parts.tm_min) + std::chrono::seconds(parts.tm_sec);
 }
 
 }  // namespace

@@ -2,8 +2,8 @@
 #ifndef DEVPREP_PLATFORM_REGISTRY_HISTORY_ENTRY_H_
 #define DEVPREP_PLATFORM_REGISTRY_HISTORY_ENTRY_H_
 
+#include <chrono>
 #include <cstdint>
-#include <ctime>
 #include <optional>
 #include <string>
 
@@ -14,7 +14,7 @@ namespace devprep {
 // Entry N keeps the registry as it was before change N.
 struct HistoryEntry {
   std::uint64_t number = 0;          // from 1, ascending with time
-  std::time_t time = 0;              // of the change
+  std::chrono::sys_seconds time;     // of the change
   std::optional<std::uint32_t> uid;  // of who made it; this and what follows: where it is known
   std::string user;                  // empty: not known
   std::string program;               // empty: not known

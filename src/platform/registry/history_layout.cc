@@ -2,7 +2,6 @@
 
 #include <array>
 #include <charconv>
-#include <chrono>
 #include <cstddef>
 #include <cstdio>
 
@@ -45,11 +44,10 @@ void AppendCounts(std::string& json, std::string_view name, const RecordCounts& 
 
 }  // namespace
 
-std::string UtcText(std::time_t time) {
-  const auto point = std::chrono::system_clock::from_time_t(time);
-  const auto day = std::chrono::floor<std::chrono::days>(point);
+std::string UtcText(std::chrono::sys_seconds time) {
+  const auto day = std::chrono::floor<std::chrono::days>(time);
   const std::chrono::year_month_day date(day);
-  const std::chrono::hh_mm_ss clock(std::chrono::floor<std::chrono::seconds>(point - day));
+  const std::chrono::hh_mm_ss clock(time - day);
   std::array<char, 80> text{};
   std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ",
                 static_cast<int>(date.year()), static_cast<unsigned>(date.month()),

@@ -2,8 +2,8 @@
 #ifndef DEVPREP_PLATFORM_REGISTRY_HISTORY_LAYOUT_H_
 #define DEVPREP_PLATFORM_REGISTRY_HISTORY_LAYOUT_H_
 
+#include <chrono>
 #include <cstdint>
-#include <ctime>
 #include <string>
 #include <string_view>
 
@@ -26,7 +26,7 @@ inline constexpr const char* kUnfinishedHistoryEnding = ".devprep-new";
 std::uint64_t HistoryNumber(std::string_view name);
 
 // A time as "2026-05-04T09:30:00Z".
-std::string UtcText(std::time_t time);
+std::string UtcText(std::chrono::sys_seconds time);
 
 // What stands beside the text: a JSON object that tells when the change was, who made it, and what
 // it changed in numbers. history_cause.h reads it.

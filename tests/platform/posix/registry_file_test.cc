@@ -9,9 +9,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -367,14 +367,14 @@ TEST_F(RegistryFileTest, WhatIsReplacedIsKept) {
     EXPECT_EQ(last.after->raids, texts.size() / 5 * 3);
     EXPECT_EQ(last.program + last.command, "prog\"line\n\xC3\xA4");
     EXPECT_EQ(*last.uid, getuid());
-    EXPECT_LE(std::time(nullptr) - last.time, 60);
+    EXPECT_LE(std::chrono::system_clock::now() - last.time, std::chrono::minutes(1));
   }
   setenv(kHistoryVariable, "0", 1);
   Create();
   EXPECT_EQ(History().size(), 3U);
   // Without the file beside it an entry is still one.
   fs::remove(HistoryCausePath(HistoryFolder(path_), texts.size()));
-  EXPECT_LE(std::time(nullptr) - History().back().time, 60);
+  EXPECT_LE(std::chrono::system_clock::now() - History().back().time, std::chrono::minutes(1));
   EXPECT_FALSE(History().back().before);
   SetChangeCause("", "");
 }
