@@ -153,6 +153,7 @@ class Redactor {
   }
 
   std::string ElementReplacement(ElementText::Kind kind, const std::string& text) {
+    if (kind == ElementText::Kind::kUnknown) return std::string(text.size(), '\0');
     if (kind == ElementText::Kind::kVolumeTag) return volume_tags_.Of(text);
     if (kind == ElementText::Kind::kWorldWideId) {
       // Digits, and identifiers of other sizes, are replaced as texts; what they begin with counts.

@@ -44,6 +44,8 @@ std::string CleanField(std::string_view field) { return PrintableText(TrimmedTex
 
 // One page of an answer, as far as it arrived.
 struct Page {
+  std::string_view header;
+  bool known = false;  // its type, and its descriptors hold their fixed part
   std::uint8_t type = 0;
   std::uint8_t flags = 0;
   std::size_t descriptor_size = 0;
@@ -60,15 +62,20 @@ std::vector<Page> PagesIn(std::string_view received, bool& cut) {
   // Some changers count no bytes at all.
   if (announced != 0) rest = rest.substr(0, announced);
   while (rest.size() >= kHeaderSize) {
-    Page page = {ByteAt(rest, 0), ByteAt(rest, 1), NumberAt(rest, 2, 2), {}, false};
+    Page page;
+    page.header = rest.substr(0, kHeaderSize);
+    page.type = ByteAt(rest, 0);
+    page.flags = ByteAt(rest, 1);
+    page.descriptor_size = NumberAt(rest, 2, 2);
     const std::size_t size = NumberAt(rest, 5, 3);
     rest.remove_prefix(kHeaderSize);
     page.cut = size > rest.size();
     cut = cut || page.cut;
     page.descriptors = rest.substr(0, size);
     rest.remove_prefix(page.descriptors.size());
-    const bool known = page.type >= 1 && page.type <= kElementTypes.size();
-    if (known && page.descriptor_size >= kFixedPart) pages.push_back(page);
+    page.known =
+        page.type >= 1 && page.type <= kElementTypes.size() && page.descriptor_size >= kFixedPart;
+    pages.push_back(page);
   }
   cut = cut || !rest.empty();
   return pages;
@@ -184,6 +191,7 @@ std::string WorldWideIdOf(std::string_view bytes) {
 void ForEachDescriptor(const std::vector<Page>& pages,
                        const std::function<void(const Page&, std::string_view)>& visit) {
   for (const Page& page : pages) {
+    if (!page.known) continue;
     for (std::string_view rest = page.descriptors; rest.size() >= kFixedPart;
          rest.remove_prefix(std::min(page.descriptor_size, rest.size()))) {
       visit(page, rest.substr(0, page.descriptor_size));
@@ -355,6 +363,7 @@ std::string JoinElementStatus(const std::vector<std::string>& answers, bool cut)
     bool answer_cut = false;
     if (answer.size() < kHeaderSize) continue;
     for (Page& page : PagesIn(answer, answer_cut)) {
+      if (!page.known) continue;
       const std::size_t whole =
           page.descriptors.size() / page.descriptor_size * page.descriptor_size;
       const std::string_view rest = page.descriptors.substr(whole);
@@ -393,19 +402,44 @@ Result<std::uint16_t> DataTransferElementAddressIn(std::string_view page) {
 std::vector<ElementText> ElementTextsIn(std::string_view received) {
   std::vector<ElementText> texts;
   if (received.size() < kHeaderSize) return texts;
+  std::vector<bool> taken(received.size());
+  const auto offset_of = [&](std::string_view part) {
+    return static_cast<std::size_t>(part.data() - received.data());
+  };
+  const auto take = [&](std::string_view part) {
+    const auto begin = taken.begin() + static_cast<std::ptrdiff_t>(offset_of(part));
+    std::fill(begin, begin + static_cast<std::ptrdiff_t>(part.size()), true);
+  };
   const auto add = [&](ElementText::Kind kind, std::string_view text) {
     if (text.empty()) return;
-    texts.push_back({kind, static_cast<std::size_t>(text.data() - received.data()), text.size()});
+    take(text);
+    texts.push_back({kind, offset_of(text), text.size()});
   };
   bool cut = false;
-  ForEachDescriptor(PagesIn(received, cut), [&](const Page& page, std::string_view descriptor) {
+  const std::vector<Page> pages = PagesIn(received, cut);
+  take(received.substr(0, kHeaderSize));
+  for (const Page& page : pages) take(page.known ? page.header : page.header.substr(5));
+  ForEachDescriptor(pages, [&](const Page& page, std::string_view descriptor) {
+    take(descriptor.substr(0, kFixedPart));
     const Fields fields = FieldsOf(page, descriptor);
     add(ElementText::Kind::kVolumeTag, fields.volume_tag);
     add(ElementText::Kind::kVolumeTag, fields.alternate_volume_tag);
-    const DriveIdentity identity = IdentityIn(fields.identification);
+    const Identification& identification = fields.identification;
+    if (identification.code_set == 0) return;
+    take(received.substr(offset_of(identification.bytes) - kIdentificationHeader,
+                         kIdentificationHeader));
+    const DriveIdentity identity = IdentityIn(identification);
+    if (!identity.vendor.empty()) take(identity.vendor);
+    if (!identity.product.empty()) take(identity.product);
     add(ElementText::Kind::kSerialNumber, identity.serial_number);
     add(ElementText::Kind::kWorldWideId, identity.world_wide_id);
   });
+  for (std::size_t begin = 0; begin < received.size();) {
+    std::size_t end = begin;
+    while (end < received.size() && !taken[end]) ++end;
+    if (end != begin) texts.push_back({ElementText::Kind::kUnknown, begin, end - begin});
+    begin = end + 1;
+  }
   return texts;
 }
 

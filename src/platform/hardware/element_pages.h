@@ -112,9 +112,10 @@ std::string JoinElementStatus(const std::vector<std::string>& answers, bool cut)
 // The address that a drive gives in its page B4h, header included.
 Result<std::uint16_t> DataTransferElementAddressIn(std::string_view page);
 
-// Where in an answer to READ ELEMENT STATUS the texts stand that tell one library from another.
+// Where in an answer to READ ELEMENT STATUS the texts stand that tell one library from another,
+// and the bytes of which nothing is made here: those may be a part of such a text.
 struct ElementText {
-  enum class Kind { kVolumeTag, kSerialNumber, kWorldWideId };
+  enum class Kind { kVolumeTag, kSerialNumber, kWorldWideId, kUnknown };
   Kind kind = Kind::kVolumeTag;
   std::size_t offset = 0;
   std::size_t size = 0;

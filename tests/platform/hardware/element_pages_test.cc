@@ -33,6 +33,15 @@ std::string Described(const std::string& answer) {
   return text + (status->cut ? "cut" : "");
 }
 
+// Without what nothing is made of, or without any text.
+std::string Blanked(std::string answer, bool unknown_alone) {
+  for (const ElementText& text : ElementTextsIn(answer)) {
+    if (unknown_alone && text.kind != ElementText::Kind::kUnknown) continue;
+    answer.replace(text.offset, text.size, text.size, '\0');
+  }
+  return answer;
+}
+
 TEST(ElementPages, DialectsAreReadAsFarAsTheirBytesGo) {
   const struct {
     const char* name;
@@ -48,8 +57,14 @@ TEST(ElementPages, DialectsAreReadAsFarAsTheirBytesGo) {
   for (const auto& c : cases) {
     const std::string whole = RecordedAnswer(c.name);
     EXPECT_EQ(Described(whole), c.elements) << c.name;
-    // However an answer is cut, what is taken from it is in it.
-    for (std::size_t size = 0; size < whole.size(); ++size) Described(whole.substr(0, size));
+    // However an answer is cut, what is taken from it is in it, and no text is overlooked.
+    for (std::size_t size = 8; size < whole.size(); ++size) {
+      const std::string cut = whole.substr(0, size);
+      EXPECT_EQ(Described(Blanked(cut, true)), Described(cut));
+      for (const char* text : {"DRV", "SN1", "TAG", "000", "\x50\x01"}) {
+        EXPECT_EQ(Blanked(cut, false).find(text), std::string::npos) << c.name << size << text;
+      }
+    }
     EXPECT_EQ(Described(JoinElementStatus({whole}, false)).substr(0, 20),
               std::string(c.elements).substr(0, 20));
   }
