@@ -144,6 +144,10 @@ class Redactor {
     if (const std::string* status = ValueOf(key, kElementStatusValue)) {
       std::string data = *status;
       for (const ElementText& text : ElementTextsIn(*status)) {
+        if (text.kind == ElementText::Kind::kUnknown) {
+          data.replace(text.offset, text.size, text.size, '\0');
+          continue;
+        }
         data.replace(text.offset, text.size,
                      ElementReplacement(text.kind, status->substr(text.offset, text.size)));
       }
@@ -153,7 +157,6 @@ class Redactor {
   }
 
   std::string ElementReplacement(ElementText::Kind kind, const std::string& text) {
-    if (kind == ElementText::Kind::kUnknown) return std::string(text.size(), '\0');
     if (kind == ElementText::Kind::kVolumeTag) return volume_tags_.Of(text);
     if (kind == ElementText::Kind::kWorldWideId) {
       // Digits, and identifiers of other sizes, are replaced as texts; what they begin with counts.
