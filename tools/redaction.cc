@@ -8,6 +8,7 @@
 
 #include "platform/hardware/element_pages.h"
 #include "platform/hardware/hardware_map.h"
+#include "platform/hardware/scsi_pages.h"
 #include "platform/raw_scsi.h"
 #include "platform/registry/configuration_keys.h"
 #include "records/device_record.h"
@@ -18,7 +19,6 @@ namespace {
 constexpr std::size_t kVendorSpecificOffset = 36;  // in standard inquiry data, after the revision
 constexpr std::size_t kTellingSize = 4;
 constexpr char kFiller = 'X';
-constexpr std::string_view kPadding{" \0", 2};
 constexpr std::string_view kLinkFolder = " /dev/tape/by-id/";  // behind the nodes
 
 // The value in letters and digits, filled up from the left; longer than size where it takes more
@@ -33,19 +33,12 @@ std::string Numbered(std::size_t number, std::size_t size) {
   return text;
 }
 
-// A text without the padding at both its ends.
-std::string Core(const std::string& text) {
-  const std::size_t first = text.find_first_not_of(kPadding);
-  if (first == std::string::npos) return {};
-  return text.substr(first, text.find_last_not_of(kPadding) + 1 - first);
-}
-
 // What stands for each text, and for each piece of one that a unit's other values repeat.
 class Replacements {
  public:
   // Both ends' padding stays.
   std::string Of(const std::string& text) {
-    const std::string core = Core(text);
+    const std::string core = TrimmedText(text);
     if (core.empty()) return text;
     auto at = known_.find(core);
     if (at == known_.end()) {
@@ -120,7 +113,7 @@ class Redactor {
       Write(key, kDeviceSerialNumberValue, replaced);
       if (const std::string* info = ValueOf(key, kDeviceInfoValue)) {
         std::string text = *info;
-        ReplaceAll(text, Core(serial), Core(replaced));
+        ReplaceAll(text, TrimmedText(serial), TrimmedText(replaced));
         Write(key, kDeviceInfoValue, text);
       }
     }
@@ -165,7 +158,7 @@ class Redactor {
           WorldWideId(text.substr(0, std::min(text.size(), kWorldWideIdSize)));
       return begin + std::string(text.size() - begin.size(), '\0');
     }
-    const auto known = whole_serials_.find(Core(text));
+    const auto known = whole_serials_.find(TrimmedText(text));
     if (known == whole_serials_.end()) return serials_.Of(text);
     std::string replaced = text;
     return replaced.replace(text.find(known->first), known->first.size(), known->second);
@@ -179,7 +172,7 @@ class Redactor {
       serial = page->substr(kPageHeaderSize);
       replaced = SerialNumber(serial);
       Write(key, kSerialNumberPageValue, page->substr(0, kPageHeaderSize) + replaced);
-      if (!Core(serial).empty()) whole_serials_[Core(serial)] = Core(replaced);
+      if (!TrimmedText(serial).empty()) whole_serials_[TrimmedText(serial)] = TrimmedText(replaced);
     }
     if (const std::string* names = ValueOf(key, kNodeNamesValue)) {
       Write(key, kNodeNamesValue, names->substr(0, names->find(kLinkFolder)) + '\0');
@@ -188,12 +181,13 @@ class Redactor {
       Write(key, kWorldWideIdValue, WorldWideId(*id));
     }
     if (const std::string* inquiry = ValueOf(key, kInquiryDataValue)) {
-      Write(key, kInquiryDataValue, InquiryData(*inquiry, Core(serial), Core(replaced)));
+      Write(key, kInquiryDataValue,
+            InquiryData(*inquiry, TrimmedText(serial), TrimmedText(replaced)));
     }
     if (const std::string* text = ValueOf(key, kIdentifierValue);
         text != nullptr && !serial.empty()) {
       std::string identifier = *text;
-      ReplaceAll(identifier, Core(serial), Core(replaced));
+      ReplaceAll(identifier, TrimmedText(serial), TrimmedText(replaced));
       Write(key, kIdentifierValue, identifier);
     }
   }
@@ -220,7 +214,7 @@ class Redactor {
     ReplaceAll(data, serial, replaced);
     // Drives begin their vendor-specific bytes with their serial number, or a piece of it.
     if (data.size() > kVendorSpecificOffset) {
-      const std::string piece = Core(data.substr(kVendorSpecificOffset));
+      const std::string piece = TrimmedText(data.substr(kVendorSpecificOffset));
       const std::size_t at = serial.find(piece);
       if (piece.size() > 1 && at != std::string::npos) {
         data.replace(data.find(piece, kVendorSpecificOffset), piece.size(), replaced, at,

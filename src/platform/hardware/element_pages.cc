@@ -219,21 +219,13 @@ class KnownElements {
   std::vector<bool> had_ = std::vector<bool>(kElementTypes.size() * kAddresses);
 };
 
-// The same with the first descriptor of each element only.
+// As ForEachDescriptor, with the first descriptor of each element only.
 void ForEachElement(const std::vector<Page>& pages,
                     const std::function<void(const Page&, std::string_view)>& visit) {
   KnownElements known;
   ForEachDescriptor(pages, [&](const Page& page, std::string_view descriptor) {
     if (known.Add(page, descriptor)) visit(page, descriptor);
   });
-}
-
-void AppendPage(std::string& answer, const Page& page, std::size_t descriptor_size,
-                std::string_view descriptors) {
-  answer += static_cast<char>(page.type);
-  answer += static_cast<char>(page.flags);
-  answer += BytesOf(descriptor_size, 2) + '\0' + BytesOf(descriptors.size(), 3);
-  answer += descriptors;
 }
 
 Element ElementOf(const Page& page, std::string_view descriptor) {
@@ -353,7 +345,10 @@ std::string JoinElementStatus(const std::vector<std::string>& answers, bool cut)
   std::size_t count = 0;
   std::size_t first = 0xFFFF;
   const auto append = [&](const Page& page, std::size_t size, std::string_view descriptors) {
-    AppendPage(joined, page, size, descriptors);
+    joined += static_cast<char>(page.type);
+    joined += static_cast<char>(page.flags);
+    joined += BytesOf(size, 2) + '\0' + BytesOf(descriptors.size(), 3);
+    joined += descriptors;
     count += descriptors.size() / size;
     first = std::min<std::size_t>(first, AddressIn(descriptors));
   };
