@@ -171,7 +171,7 @@ Result<std::string> ElementStatusRequest::Answer() {
   if (answers_.empty()) {
     return Error{refusal_.empty() ? "it does not report its elements" : refusal_};
   }
-  if (answers_.size() > 1) return JoinElementStatus(answers_, cut_);
+  if (answers_.size() > 1 || cut_) return JoinElementStatus(answers_, cut_);
   std::string answer = answers_.front();
   constexpr std::size_t kHeaderSize = 8;
   if (total_size_ > kHeaderSize) answer.resize(std::min(answer.size(), total_size_));
